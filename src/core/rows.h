@@ -1,0 +1,84 @@
+#pragma once
+
+#include <omp.h>
+
+#include <cstddef>
+#include <cstdint>
+
+#include "core/isa.h"
+
+/// Raw picture memory and its rows: how they are addressed, and which threads walk them.
+
+namespace qmpic {
+
+/// One component of a pixel in memory. Pixels may lie at any address, which a plain T* may not.
+template <class T>
+struct [[gnu::packed, gnu::may_alias]] Sample {
+    T value;
+    operator T() const { return value; }
+    Sample& operator=(T v) {
+        value = v;
+        return *this;
+    }
+};
+
+/// Picture memory as a caller hands it over: first byte, and bytes from row to row.
+struct Dst {
+    void* first;
+    uint32_t stride;
+    template <class T>
+    Sample<T>* row(uint64_t y) const {
+        return reinterpret_cast<Sample<T>*>(static_cast<std::byte*>(first) + y * stride);
+    }
+};
+struct Src {
+    const void* first;
+    uint32_t stride;
+    template <class T>
+    const Sample<T>* row(uint64_t y) const {
+        return reinterpret_cast<const Sample<T>*>(static_cast<const std::byte*>(first) +
+                                                  y * stride);
+    }
+};
+
+/// The pixels of a call. An incomplete last row does not count.
+struct Area {
+    uint64_t width, rows;
+    static Area of_pixels(uint32_t width, uint64_t size) {
+        return {width, width == 0 ? 0 : size / width};
+    }
+    /// Where components do not matter, a row is just so many samples.
+    static Area of_samples(uint32_t components, uint32_t width, uint64_t size) {
+        return {uint64_t{components} * width, of_pixels(width, size).rows};
+    }
+};
+
+/// The threads of a call: the calling one, or an OpenMP team of the runtime's default size.
+struct Team {
+    bool forks;
+};
+inline constexpr Team kCallingThread{false};
+inline constexpr Team kTeam{true};
+
+/// Rows [first, last) of one thread.
+struct RowRange {
+    uint64_t first, last;
+};
+
+/// Calls `block(RowRange)` compiled for the active instruction set: once with all rows, or once in
+/// each thread of a team with a contiguous run of them. `block` is copied and must not throw.
+template <class Block>
+void walk_rows(Team team, uint64_t rows, Block block) {
+    const auto walk = [=](RowRange range) { on_best_isa([=]() mutable { block(range); }); };
+    if (!team.forks) return walk({0, rows});
+#pragma omp parallel
+    {
+        const auto threads = static_cast<uint64_t>(omp_get_num_threads());
+        const auto me = static_cast<uint64_t>(omp_get_thread_num());
+        const uint64_t share = rows / threads, rest = rows % threads;
+        const uint64_t first = me * share + (me < rest ? me : rest);
+        walk({first, first + share + (me < rest ? 1 : 0)});
+    }
+}
+
+}  // namespace qmpic

@@ -1,0 +1,129 @@
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+
+#include "core/rows.h"
+
+/// The loops. A family uses one of these shapes, or says in one line why it walks the rows itself.
+///
+///     fill        a component = value            setcomponent
+///     map         a component = op(a component)  copycomponent, changebitdepth
+///     combine     sample = op(sample, sample)    addandclip, subandclip
+///     each_pixel  op(pixel, pixel)               convert_4x8_to_3x8
+///     each_row    op(row, row)                   copy, rows that end in intrinsics
+///
+/// All of them visit rows from top to bottom and pixels from left to right within a thread, and
+/// read a pixel before they write it, so that equal memory (same address, same stride) may stand
+/// on both sides. `op` is copied; it sees values and never an address, but in the last two.
+
+namespace qmpic {
+
+/// One component of the pixels of a picture: sample `index`, then every `step`-th.
+template <class Picture>
+struct Component {
+    Picture picture;
+    uint32_t step = 1, index = 0;
+};
+
+/// Rows without gaps are one long row to a single thread, so that narrow pictures lose nothing at
+/// row ends. `bytes` are those of an area's column in each of the pictures.
+struct Stride {
+    uint32_t stride;
+    uint64_t bytes;
+};
+inline Area joined(Team team, Area area, std::initializer_list<Stride> pictures) {
+    for (const auto& [stride, bytes] : pictures)
+        if (team.forks || stride != area.width * bytes) return area;
+    return {area.width * area.rows, 1};
+}
+
+template <class T>
+void fill(Team team, Component<Dst> dst, Area area, T value) {
+    area = joined(team, area, {{dst.picture.stride, dst.step * sizeof(T)}});
+    walk_rows(team, area.rows, [=](RowRange rows) {
+        for (uint64_t y = rows.first; y < rows.last; ++y) {
+            Sample<T>* const d = dst.picture.row<T>(y) + dst.index;
+            for (uint64_t x = 0; x < area.width; ++x) d[x * dst.step] = value;
+        }
+    });
+}
+
+namespace detail {
+
+/// Steps of 0 are read from the pictures; others are constants, which lets vectors shuffle.
+template <class T, class S, uint32_t to, uint32_t from, class Op>
+void map_steps(Team team, Component<Dst> dst, Component<Src> src, Area area, Op op) {
+    walk_rows(team, area.rows, [=](RowRange rows) {
+        const uint64_t dst_step = to != 0 ? to : dst.step, src_step = from != 0 ? from : src.step;
+        for (uint64_t y = rows.first; y < rows.last; ++y) {
+            Sample<T>* const d = dst.picture.row<T>(y) + dst.index;
+            const Sample<S>* const s = src.picture.row<S>(y) + src.index;
+            for (uint64_t x = 0; x < area.width; ++x) d[x * dst_step] = op(S{s[x * src_step]});
+        }
+    });
+}
+
+}  // namespace detail
+
+/// T is the sample of the destination, S that of the source.
+template <class T, class S, class Op>
+void map(Team team, Component<Dst> dst, Component<Src> src, Area area, Op op) {
+    area = joined(
+        team, area,
+        {{dst.picture.stride, dst.step * sizeof(T)}, {src.picture.stride, src.step * sizeof(S)}});
+    // Samples that are written apart stay scalar: what lies between them must not be written.
+    switch (dst.step == 1 ? src.step : 0) {
+    case 1: return detail::map_steps<T, S, 1, 1>(team, dst, src, area, op);
+    case 3: return detail::map_steps<T, S, 1, 3>(team, dst, src, area, op);
+    case 4: return detail::map_steps<T, S, 1, 4>(team, dst, src, area, op);
+    default: return detail::map_steps<T, S, 0, 0>(team, dst, src, area, op);
+    }
+}
+
+template <class T, class Op>
+void combine(Team team, Dst dst, Src a, Src b, Area area, Op op) {
+    area =
+        joined(team, area, {{dst.stride, sizeof(T)}, {a.stride, sizeof(T)}, {b.stride, sizeof(T)}});
+    walk_rows(team, area.rows, [=](RowRange rows) {
+        for (uint64_t y = rows.first; y < rows.last; ++y) {
+            Sample<T>* const d = dst.row<T>(y);
+            const Sample<T>* const s1 = a.row<T>(y);
+            const Sample<T>* const s2 = b.row<T>(y);
+            for (uint64_t x = 0; x < area.width; ++x) d[x] = op(T{s1[x]}, T{s2[x]});
+        }
+    });
+}
+
+/// How many components a pixel has: a constant, or (0) a number that the call brings.
+template <uint32_t known>
+struct Count {
+    uint32_t given = known;
+    constexpr uint64_t operator()() const { return known != 0 ? known : given; }
+};
+
+/// op(d, s) with the first samples of a pixel of `to` and of one of `from` components. T is the
+/// sample of the destination, S that of the source.
+template <class T, class S, uint32_t to, uint32_t from, class Op>
+void each_pixel(Team team, Dst dst, Count<to> d_step, Src src, Count<from> s_step, Area area,
+                Op op) {
+    area = joined(team, area,
+                  {{dst.stride, d_step() * sizeof(T)}, {src.stride, s_step() * sizeof(S)}});
+    walk_rows(team, area.rows, [=](RowRange rows) {
+        for (uint64_t y = rows.first; y < rows.last; ++y) {
+            Sample<T>* const d = dst.row<T>(y);
+            const Sample<S>* const s = src.row<S>(y);
+            for (uint64_t x = 0; x < area.width; ++x) op(d + x * d_step(), s + x * s_step());
+        }
+    });
+}
+
+/// op(d, s) with the first samples of the two rows; the family walks the pixels itself.
+template <class T, class S, class Op>
+void each_row(Team team, Dst dst, Src src, Area area, Op op) {
+    walk_rows(team, area.rows, [=](RowRange rows) {
+        for (uint64_t y = rows.first; y < rows.last; ++y) op(dst.row<T>(y), src.row<S>(y));
+    });
+}
+
+}  // namespace qmpic

@@ -1,0 +1,140 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "kernel_lists.h"
+#include "support/cases.h"
+
+namespace qmpic::test {
+namespace {
+
+std::string output_of(const std::string& command) {
+    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+    std::string text;
+    for (int c; pipe && (c = fgetc(pipe.get())) != EOF;) text += static_cast<char>(c);
+    return text;
+}
+
+std::vector<std::string> lines_of(const std::string& text) {
+    std::vector<std::string> lines;
+    for (size_t begin = 0, end; (end = text.find('\n', begin)) != text.npos; begin = end + 1)
+        lines.push_back(text.substr(begin, end - begin));
+    return lines;
+}
+
+using Names = std::map<std::string, uint32_t>;  // name, number of overloads
+
+Names documented_names() {
+    std::ifstream file(QMPIC_EXPORTED_NAMES);
+    Names names;
+    std::string name;
+    for (uint32_t count = 0; file >> name;) {
+        if (name[0] == '#')
+            std::getline(file, name);
+        else if (file >> count)
+            names[name] = count;
+    }
+    return names;
+}
+
+// Constructors and destructors have several symbols with one demangled text.
+Names exported_names() {
+    const auto lines =
+        lines_of(output_of("nm -D --defined-only -C --format=just-symbols " QMPIC_LIBRARY));
+    const std::set<std::string> symbols(lines.begin(), lines.end());
+    Names names;
+    for (const std::string& symbol : symbols)
+        if (!symbol.starts_with("typeinfo") && !symbol.starts_with("vtable for "))
+            ++names[symbol.substr(0, symbol.find('('))];
+    return names;
+}
+
+TEST(Exports, AreTheDocumentedNames) {
+    const Names documented = documented_names(), exported = exported_names();
+    ASSERT_GT(documented.size(), 100u);
+    for (const auto& [name, count] : exported)
+        EXPECT_TRUE(documented.contains(name)) << name << " is exported but not documented";
+    for (const auto& [name, count] : documented) {
+        const auto found = exported.find(name);
+        EXPECT_EQ(found == exported.end() ? 0 : found->second, count) << name;
+    }
+}
+
+TEST(Exports, TypeInformationIsOfOurClassesAlone) {
+    for (const std::string& symbol :
+         lines_of(output_of("nm -D --defined-only -C --format=just-symbols " QMPIC_LIBRARY)))
+        if (const size_t at = symbol.find(" for "); at != symbol.npos) {
+            const std::string name = symbol.substr(at + 5);
+            EXPECT_TRUE(name.starts_with("CQm") || name.starts_with("SQm")) << symbol;
+        }
+}
+
+TEST(Exports, PlainKernelsAreThoseOfTheLists) {
+    std::set<std::string> listed, documented;
+    for_each_kernel_list([&](const auto& list) {
+        for (const auto& kernel : list) listed.insert(std::string(kernel.name));
+    });
+    for (const auto& [name, count] : documented_names())
+        if (name.find("::") == name.npos && !name.starts_with("QM_") && name != "DiagAssertW")
+            documented.insert(name);
+    EXPECT_EQ(listed, documented);
+}
+
+TEST(Exports, EachHasATest) {
+    std::set<std::string> tested;
+    for (const auto& one : Cases::kernels()) tested.insert(one.name);
+    for (const auto& one : Cases::entries()) tested.insert(one.name.substr(0, one.name.find(' ')));
+    tested.insert(Cases::others().begin(), Cases::others().end());
+    for (const auto& [name, count] : documented_names())
+        EXPECT_TRUE(tested.contains(name)) << name << " has no case";
+}
+
+// Memory, threads and arithmetic, and what the language's runtime needs of the C library.
+TEST(Imports, AreMemoryThreadsAndMathematics) {
+    static const std::set<std::string> allowed{
+        // memory
+        "malloc", "calloc", "free", "memcpy", "memmove", "memset", "memcmp", "operator new",
+        "operator new[]", "operator delete", "operator delete[]", "std::__throw_bad_alloc",
+        "std::__throw_bad_array_new_length",
+        // threads
+        "GOMP_parallel", "omp_get_num_threads", "omp_get_thread_num", "pthread_mutex_lock",
+        "pthread_mutex_unlock", "std::__throw_system_error",
+        // mathematics
+        "pow", "sqrt", "__popcountdi2",
+        // the processor, asked through the C library
+        "__x86_get_cpuid_feature_leaf",
+        // exceptions and type information
+        "__gxx_personality_v0", "_Unwind_Resume", "__cxa_begin_catch", "__cxa_end_catch",
+        "__cxa_rethrow", "__cxa_allocate_exception", "__cxa_free_exception", "__cxa_throw",
+        "__cxa_call_unexpected", "std::terminate", "std::bad_alloc::~bad_alloc",
+        "typeinfo for std::bad_alloc", "vtable for std::bad_alloc",
+        "vtable for __cxxabiv1::__class_type_info", "vtable for __cxxabiv1::__si_class_type_info",
+        "__cxa_guard_acquire", "__cxa_guard_release", "__cxa_guard_abort",
+        // start, end and stack check of a shared object
+        "__cxa_finalize", "__cxa_atexit", "__gmon_start__", "_ITM_deregisterTMCloneTable",
+        "_ITM_registerTMCloneTable", "__stack_chk_fail", "__tls_get_addr"};
+    if (output_of("nm -D --undefined-only " QMPIC_LIBRARY).find("san_") != std::string::npos)
+        return;  // a sanitizer asks for much
+#ifdef __clang__
+    return;  // another OpenMP runtime with other names
+#endif
+    for (std::string symbol :
+         lines_of(output_of("nm -D --undefined-only -C --format=just-symbols " QMPIC_LIBRARY))) {
+        symbol = symbol.substr(0, symbol.find('@'));
+        symbol = symbol.substr(0, symbol.find('('));
+        EXPECT_TRUE(allowed.contains(symbol)) << symbol;
+    }
+}
+
+TEST(Exports, NothingRunsWhenTheLibraryIsLoaded) {
+    EXPECT_EQ(output_of("nm -C " QMPIC_LIBRARY).find("_GLOBAL__sub_I"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace qmpic::test
