@@ -46,14 +46,26 @@ Area common_area(const SQmPicBuf& a, const SQmPicBuf& b) {
 }
 
 /// The components that both have; those that only the destination has become 0.
+template <class T, uint32_t to, uint32_t from>
+void copy_pixels(Dst dst, Count<to> d_count, Src src, Count<from> s_count, Area area) {
+    each_pixel<T, T>(kCallingThread, dst, d_count, src, s_count, area,
+                     [=](Sample<T>* d, const Sample<T>* s) {
+                         const uint64_t both = std::min(d_count(), s_count());
+                         for (uint64_t i = 0; i < both; ++i) d[i] = s[i];
+                         for (uint64_t i = both; i < d_count(); ++i) d[i] = 0;
+                     });
+}
+
 template <class T>
-void copy_pixels(Dst dst, uint32_t d_count, Src src, uint32_t s_count, Area area) {
-    const uint64_t both = std::min(d_count, s_count), all = d_count;
-    each_pixel<T, T, 0, 0>(kCallingThread, dst, {d_count}, src, {s_count}, area,
-                           [=](Sample<T>* d, const Sample<T>* s) {
-                               for (uint64_t i = 0; i < both; ++i) d[i] = s[i];
-                               for (uint64_t i = both; i < all; ++i) d[i] = 0;
-                           });
+void copy_pixels(Dst dst, uint32_t to, Src src, uint32_t from, Area area) {
+    if (to == 1 && from != 0)
+        return map<T, T>(kCallingThread, {dst}, {src, from}, area, [](T sample) { return sample; });
+    if constexpr (sizeof(T) <= 2) {  // what there is most of
+        if (to == 3 && from == 1) return copy_pixels<T, 3, 1>(dst, {}, src, {}, area);
+        if (to == 3 && from == 4) return copy_pixels<T, 3, 4>(dst, {}, src, {}, area);
+        if (to == 4 && from == 3) return copy_pixels<T, 4, 3>(dst, {}, src, {}, area);
+    }
+    copy_pixels<T, 0, 0>(dst, {to}, src, {from}, area);
 }
 
 /// Where an unpacked mask selects: its first byte of a pixel is `value`.
@@ -63,11 +75,12 @@ struct Mask {
     uint8_t value;
 };
 
-// Three pictures with steps of their own, hence no shape.
 /// Pixels of one unit of T that lie side by side, as do the mask's.
 template <class T>
 void copy_units_where(Mask mask, Dst dst, Src src, Area area) {
-    walk_rows(kCallingThread, area.rows, [=](RowRange rows) {
+    area = joined(kCallingThread, area,
+                  {{dst.stride, sizeof(T)}, {src.stride, sizeof(T)}, {mask.bytes.stride, 1}});
+    walk_rows(kCallingThread, area.rows, [=](RowRange rows) {  // a mask is no shape's
         for (uint64_t y = rows.first; y < rows.last; ++y) {
             const Sample<uint8_t>* const m = mask.bytes.row<uint8_t>(y);
             const Sample<T>* const s = src.row<T>(y);
@@ -81,19 +94,25 @@ void copy_units_where(Mask mask, Dst dst, Src src, Area area) {
 }
 
 /// `count` units of T of each pixel; pixels lie `step` units apart.
-template <class T>
-void copy_pixels_where(Mask mask, Dst dst, Src src, uint64_t step, uint64_t count, Area area) {
-    if (mask.step == 1 && step == 1) return copy_units_where<T>(mask, dst, src, area);
+template <class T, uint32_t known>
+void copy_pixels_where(Mask mask, Dst dst, Src src, uint64_t step, Count<known> count, Area area) {
     walk_rows(kCallingThread, area.rows, [=](RowRange rows) {
         for (uint64_t y = rows.first; y < rows.last; ++y) {
-            const Sample<uint8_t>* const m = mask.bytes.row<uint8_t>(y);
-            const Sample<T>* const s = src.row<T>(y);
-            Sample<T>* const d = dst.row<T>(y);
-            for (uint64_t x = 0; x < area.width; ++x)
-                if (m[x * mask.step] == mask.value)
-                    for (uint64_t i = x * step; i < x * step + count; ++i) d[i] = s[i];
+            const Sample<uint8_t>* m = mask.bytes.row<uint8_t>(y);
+            const Sample<T>* s = src.row<T>(y);
+            Sample<T>* d = dst.row<T>(y);
+            for (uint64_t x = 0; x < area.width; ++x, m += mask.step, s += step, d += step)
+                if (*m == mask.value)
+                    for (uint64_t i = 0; i < count(); ++i) d[i] = s[i];
         }
     });
+}
+
+template <class T>
+void copy_where(Mask mask, Dst dst, Src src, uint64_t step, uint32_t count, Area area) {
+    if (mask.step == 1 && step == 1) return copy_units_where<T>(mask, dst, src, area);
+    if (count == 3) return copy_pixels_where<T, 3>(mask, dst, src, step, {}, area);
+    copy_pixels_where<T, 0>(mask, dst, src, step, {count}, area);
 }
 
 }  // namespace
@@ -271,13 +290,13 @@ int SQmPicBufAPI_Base::CopyViaBinaryUnpacked(SQmPicBuf* pDst, SQmPicBuf* pSrc, S
         {pMask->pData, pMask->uiWidthBytes}, pMask->uiComponents, static_cast<uint8_t>(value)};
     const Dst dst = pixels_of(pDst);
     const Src src{pSrc->pData, pSrc->uiWidthBytes};
-    const uint64_t count = pDst->uiComponents;
+    const uint32_t count = pDst->uiComponents;
     const Area area{pDst->uiWidth, pDst->uiHeight};
     if (pDst->uiBpc > 8)
-        copy_pixels_where<uint16_t>(mask, dst, src, CalcCompSize(pDst->uiBpc) / 2 * count, count,
-                                    area);
+        copy_where<uint16_t>(mask, dst, src, uint64_t{CalcCompSize(pDst->uiBpc)} / 2 * count, count,
+                             area);
     else
-        copy_pixels_where<uint8_t>(mask, dst, src, count, count, area);
+        copy_where<uint8_t>(mask, dst, src, count, count, area);
     return QM_OK;
 }
 

@@ -1,5 +1,6 @@
 #include <array>
 #include <string>
+#include <vector>
 
 #include "PicMemAPI/frame_kernels.h"
 #include "qmpic/PicBuf.h"
@@ -198,9 +199,11 @@ MakeJob copy_comp_job(uint32_t to, uint32_t from) {
 
 MakeJob copy_via_binary_job(uint32_t bits, uint32_t count) {
     return [=](uint32_t edge) {
-        const Picture d(kDestination, edge, count, bits), s(kFirst, edge, count, bits),
-            m(kSecond, edge, 1, 8);
-        for (uint64_t i = 0; i < m.size(); ++i) m.data[i] = i / 7 % 3 == 0 ? 255 : 0;
+        static std::vector<uint8_t> selected(size_t{2048} * 2048);
+        for (size_t i = 0; i < selected.size(); ++i) selected[i] = i / 7 % 3 == 0 ? 255 : 0;
+        const Picture d(kDestination, edge, count, bits), s(kFirst, edge, count, bits);
+        Picture m(kSecond, edge, 1, 8);
+        m.data = selected.data();
         Job job;
         job.bytes = d.size() + s.size() + m.size();
         job.ours = [dst = record(d, bits), src = record(s, bits), mask = record(m, 8)]() mutable {

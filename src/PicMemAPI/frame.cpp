@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "PicMemAPI/frame_kernels.h"
@@ -13,33 +14,45 @@ namespace {
 
 using namespace qmpic;
 
+/// `area` counts bytes.
+void set_lines(Dst dst, Area area, uint8_t value) {
+    for (uint64_t y = 0; area.width != 0 && y < area.rows; ++y)
+        std::memset(dst.row<uint8_t>(y), value, area.width);
+}
+
+/// Fills `size` bytes with a pixel again and again.
+void repeat(void* block, uint64_t size, const void* value, uint64_t pixel) {
+    auto* const first = static_cast<std::byte*>(block);
+    std::memcpy(first, value, pixel);
+    for (uint64_t filled = pixel, more; filled < size; filled += more) {
+        more = std::min(filled, size - filled);
+        std::memcpy(first + filled, first, more);
+    }
+}
+
 /// Every pixel becomes the one at `value`: a block of pixels outside the picture is copied along
 /// the rows.
-template <class T>
-int set_pixels(void* dst, uint32_t components, uint32_t stride, const void* value, uint32_t width,
+int set_pixels(void* first, uint64_t pixel, uint32_t stride, const void* value, uint32_t width,
                uint64_t size) {
-    const uint64_t pixel = uint64_t{components} * sizeof(T);
     if (pixel == 0) return QM_OK;
+    const Dst dst{first, stride};
     const Area area =
         joined(kCallingThread, {width * pixel, Area::of_pixels(width, size).rows}, {{stride, 1}});
-    if (area.rows == 0) return QM_OK;
+    const auto* const bytes = static_cast<const uint8_t*>(value);
+    if (std::all_of(bytes, bytes + pixel, [=](uint8_t byte) { return byte == bytes[0]; })) {
+        set_lines(dst, area, bytes[0]);
+        return QM_OK;
+    }
     std::byte block[4096];
-    const std::byte* from = static_cast<const std::byte*>(value);
-    uint64_t filled = pixel;
+    uint64_t step = pixel;  // a longer pixel is a block itself
     if (pixel <= sizeof block) {
-        const uint64_t wanted = std::min(sizeof block / pixel * pixel, area.width);
-        std::memcpy(block, value, pixel);
-        for (uint64_t more; filled < wanted; filled += more) {
-            more = std::min(filled, wanted - filled);
-            std::memcpy(block + filled, block, more);
-        }
-        from = block;
+        step = std::min(sizeof block / pixel * pixel, area.width);
+        repeat(block, step, value, pixel);
+        value = block;
     }
-    for (uint64_t y = 0; y < area.rows; ++y) {
-        auto* const row = static_cast<std::byte*>(dst) + y * stride;
-        for (uint64_t x = 0; x < area.width; x += filled)
-            std::memmove(row + x, from, std::min(filled, area.width - x));
-    }
+    for (uint64_t y = 0; y < area.rows; ++y)
+        for (uint64_t x = 0; x < area.width; x += step)
+            std::memmove(dst.row<uint8_t>(y) + x, value, std::min(step, area.width - x));
     return QM_OK;
 }
 
@@ -53,53 +66,59 @@ void change_whole(Dst dst, const void* new_value, const void* old_value, Area ar
                   [=](Whole there) { return there == old ? now : there; });
 }
 
-/// Pixels of three samples, many at a time: a sample starts an old pixel if it and its two
-/// neighbours say so, and is changed if it or one of the two before it starts one.
+/// Pixels of three samples, many at a time: a sample starts an old pixel if it and the two behind
+/// it say so, and is changed if it or one of the two before it starts one.
 template <class T>
 struct Triples {
-    static constexpr uint64_t kSamples = 384;  // of a block
-    T old[kSamples], now[kSamples], first[kSamples];
+    static constexpr uint64_t kSamples = 192;  // of a block: whole vectors, whole pixels
+    static constexpr auto kFirst = [] {        // of each pixel
+        std::array<T, kSamples> first{};
+        for (uint64_t i = 0; i < kSamples; i += 3) first[i] = 1;
+        return first;
+    }();
+    T old[2 + kSamples], now[kSamples];
 
     Triples(const void* new_value, const void* old_value) {
-        T one[3], other[3];
-        std::memcpy(one, new_value, sizeof one);
-        std::memcpy(other, old_value, sizeof other);
-        for (uint64_t i = 0; i < kSamples; ++i) {
-            now[i] = one[i % 3];
-            old[i] = other[i % 3];
-            first[i] = i % 3 == 0 ? static_cast<T>(~T{0}) : T{0};
-        }
+        repeat(now, sizeof now, new_value, 3 * sizeof(T));
+        repeat(old, sizeof old, old_value, 3 * sizeof(T));
     }
-    void change(Sample<T>* d, uint64_t samples) const {
-        T starts[2 + kSamples];  // two more before the first
-        starts[0] = starts[1] = starts[samples] = starts[samples + 1] = 0;
+
+    /// A block. Reads two samples behind it.
+    void change_block(Sample<T>* d) const {
+        T starts[2 + kSamples];
+        starts[0] = starts[1] = 0;
         T any = 0;
-        for (uint64_t i = 0; i < samples - 2; ++i) {
+        for (uint64_t i = 0; i < kSamples; ++i) {
             const T differs =
                 static_cast<T>((d[i] ^ old[i]) | (d[i + 1] ^ old[i + 1]) | (d[i + 2] ^ old[i + 2]));
-            const T may_start = first[i];
-            const T start = differs == 0 ? may_start : T{0};
-            starts[i + 2] = start;
-            any = static_cast<T>(any | start);
+            const T first = kFirst[i];
+            starts[i + 2] = differs == 0 ? first : T{0};
+            any = static_cast<T>(any | starts[i + 2]);
         }
         if (any == 0) return;
-        for (uint64_t i = 0; i < samples; ++i) {
+        for (uint64_t i = 0; i < kSamples; ++i) {
             const T there = d[i], changed = now[i];
             d[i] = (starts[i] | starts[i + 1] | starts[i + 2]) != 0 ? changed : there;
         }
+    }
+
+    void change_row(Sample<T>* d, uint64_t samples) const {
+        uint64_t x = 0;
+        for (; x + kSamples + 2 <= samples; x += kSamples) change_block(d + x);
+        for (; x < samples; x += 3)
+            if (d[x] == old[0] && d[x + 1] == old[1] && d[x + 2] == old[2])
+                for (uint64_t i = 0; i < 3; ++i) d[x + i] = now[i];
     }
 };
 
 template <class T>
 void change_triples(Dst dst, const void* new_value, const void* old_value, Area area) {
+    area = joined(kCallingThread, {3 * area.width, area.rows}, {{dst.stride, sizeof(T)}});
     const Triples<T> triples(new_value, old_value);
-    const Triples<T>* const blocks = &triples;
-    area.width *= 3;
-    area = joined(kCallingThread, area, {{dst.stride, sizeof(T)}});
+    const Triples<T>* const blocks = &triples;  // too long to be copied along
     walk_rows(kCallingThread, area.rows, [=](RowRange rows) {
         for (uint64_t y = rows.first; y < rows.last; ++y)
-            for (uint64_t x = 0; x < area.width; x += Triples<T>::kSamples)
-                blocks->change(dst.row<T>(y) + x, std::min(Triples<T>::kSamples, area.width - x));
+            blocks->change_row(dst.row<T>(y), area.width);
     });
 }
 
@@ -216,9 +235,7 @@ int set(void* pDst, uint32_t uiDstWidthBytes, uint32_t uiValue, uint32_t uiCompo
         line_within_stride(line_bytes(uiComponents, uiBpc, uiWidth), uiDstWidthBytes, 109);
     const Area area = joined(kCallingThread, {line, Area::of_pixels(uiWidth, uiSizeInPixels).rows},
                              {{uiDstWidthBytes, 1}});
-    const Dst dst{pDst, uiDstWidthBytes};
-    for (uint64_t y = 0; line != 0 && y < area.rows; ++y)
-        std::memset(dst.row<uint8_t>(y), static_cast<uint8_t>(uiValue), area.width);
+    set_lines(Dst{pDst, uiDstWidthBytes}, area, static_cast<uint8_t>(uiValue));
     return QM_OK;
 }
 
@@ -236,13 +253,12 @@ int compare(const void* p1, uint32_t uiWidthBytes1, const void* p2, uint32_t uiW
 
 int set_Nx8(void* pDst, uint32_t uiComponents, uint32_t uiDstWidthBytes, const void* pValue,
             uint32_t uiWidth, uint64_t uiSizeInPixels) {
-    return set_pixels<uint8_t>(pDst, uiComponents, uiDstWidthBytes, pValue, uiWidth,
-                               uiSizeInPixels);
+    return set_pixels(pDst, uiComponents, uiDstWidthBytes, pValue, uiWidth, uiSizeInPixels);
 }
 int set_Nx16(void* pDst, uint32_t uiComponents, uint32_t uiDstWidthBytes, const void* pValue,
              uint32_t uiWidth, uint64_t uiSizeInPixels) {
-    return set_pixels<uint16_t>(pDst, uiComponents, uiDstWidthBytes, pValue, uiWidth,
-                                uiSizeInPixels);
+    return set_pixels(pDst, uint64_t{2} * uiComponents, uiDstWidthBytes, pValue, uiWidth,
+                      uiSizeInPixels);
 }
 
 #define KERNEL(name, Storage)                                                                      \

@@ -41,15 +41,28 @@ inline Area joined(Team team, Area area, std::initializer_list<Stride> pictures)
     return {area.width * area.rows, 1};
 }
 
+namespace detail {
+/// A step of 0 is read from the picture.
+template <class T, uint32_t step>
+void fill_steps(Team team, Component<Dst> dst, Area area, T value) {
+    walk_rows(team, area.rows, [=](RowRange rows) {
+        const uint64_t d_step = step != 0 ? step : dst.step;
+        for (uint64_t y = rows.first; y < rows.last; ++y) {
+            Sample<T>* const d = dst.picture.row<T>(y) + dst.index;
+#pragma GCC unroll 4
+            for (uint64_t x = 0; x < area.width; ++x) d[x * d_step] = value;
+        }
+    });
+}
+}  // namespace detail
+
 template <class T>
 void fill(Team team, Component<Dst> dst, Area area, T value) {
     area = joined(team, area, {{dst.picture.stride, dst.step * sizeof(T)}});
-    walk_rows(team, area.rows, [=](RowRange rows) {
-        for (uint64_t y = rows.first; y < rows.last; ++y) {
-            Sample<T>* const d = dst.picture.row<T>(y) + dst.index;
-            for (uint64_t x = 0; x < area.width; ++x) d[x * dst.step] = value;
-        }
-    });
+    if (dst.step == 1)
+        detail::fill_steps<T, 1>(team, dst, area, value);
+    else
+        detail::fill_steps<T, 0>(team, dst, area, value);
 }
 
 template <class T, class Op>
