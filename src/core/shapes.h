@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <initializer_list>
 
 #include "core/rows.h"
@@ -8,10 +9,12 @@
 /// The loops. A family uses one of these shapes, or says in one line why it walks the rows itself.
 ///
 ///     fill        a component = value            setcomponent
+///     update      sample = op(sample), in place      change
 ///     map         a component = op(a component)  copycomponent, changebitdepth
 ///     combine     sample = op(sample, sample)    addandclip, subandclip
 ///     each_pixel  op(pixel, pixel)               convert_4x8_to_3x8
-///     each_row    op(row, row)                   copy, rows that end in intrinsics
+///     each_row    op(row, row)                   rows that end in intrinsics
+///     copy_lines  row = row                      copy
 ///
 /// All of them visit rows from top to bottom and pixels from left to right within a thread, and
 /// read a pixel before they write it, so that equal memory (same address, same stride) may stand
@@ -38,13 +41,37 @@ inline Area joined(Team team, Area area, std::initializer_list<Stride> pictures)
     return {area.width * area.rows, 1};
 }
 
+namespace detail {
+/// A step of 0 is read from the picture.
+template <class T, uint32_t step>
+void fill_steps(Team team, Component<Dst> dst, Area area, T value) {
+    walk_rows(team, area.rows, [=](RowRange rows) {
+        const uint64_t d_step = step != 0 ? step : dst.step;
+        for (uint64_t y = rows.first; y < rows.last; ++y) {
+            Sample<T>* const d = dst.picture.row<T>(y) + dst.index;
+#pragma GCC unroll 4
+            for (uint64_t x = 0; x < area.width; ++x) d[x * d_step] = value;
+        }
+    });
+}
+}  // namespace detail
+
 template <class T>
 void fill(Team team, Component<Dst> dst, Area area, T value) {
     area = joined(team, area, {{dst.picture.stride, dst.step * sizeof(T)}});
+    if (dst.step == 1)
+        detail::fill_steps<T, 1>(team, dst, area, value);
+    else
+        detail::fill_steps<T, 0>(team, dst, area, value);
+}
+
+template <class T, class Op>
+void update(Team team, Dst dst, Area area, Op op) {
+    area = joined(team, area, {{dst.stride, sizeof(T)}});
     walk_rows(team, area.rows, [=](RowRange rows) {
         for (uint64_t y = rows.first; y < rows.last; ++y) {
-            Sample<T>* const d = dst.picture.row<T>(y) + dst.index;
-            for (uint64_t x = 0; x < area.width; ++x) d[x * dst.step] = value;
+            Sample<T>* const d = dst.row<T>(y);
+            for (uint64_t x = 0; x < area.width; ++x) d[x] = op(T{d[x]});
         }
     });
 }
@@ -124,6 +151,22 @@ void each_row(Team team, Dst dst, Src src, Area area, Op op) {
     walk_rows(team, area.rows, [=](RowRange rows) {
         for (uint64_t y = rows.first; y < rows.last; ++y) op(dst.row<T>(y), src.row<S>(y));
     });
+}
+
+namespace detail {
+struct CopyLine {
+    uint64_t bytes;
+    void operator()(Sample<uint8_t>* d, const Sample<uint8_t>* s) const {
+        std::memmove(d, s, bytes);
+    }
+};
+}  // namespace detail
+
+/// The first `bytes` of every row as they stand.
+inline void copy_lines(Team team, Dst dst, Src src, uint64_t bytes, uint64_t rows) {
+    if (bytes == 0) return;  // however many rows
+    const Area area = joined(team, {bytes, rows}, {{dst.stride, 1}, {src.stride, 1}});
+    each_row<uint8_t, uint8_t>(team, dst, src, area, detail::CopyLine{area.width});
 }
 
 }  // namespace qmpic
