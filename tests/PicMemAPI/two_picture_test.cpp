@@ -292,7 +292,7 @@ TEST(WeightedSum, IsRightForEveryPairOfBytes) {
     EveryPair pairs;
     for (const Level level : levels()) {
         const ForcedLevel forced(level);
-        for (const uint32_t bpc : {8, 12, 16, 9, 1})
+        for (const uint32_t bpc : {8u, 12u, 16u, 9u, 1u})
             for (const Weighting w : kWeightings) {
                 SCOPED_TRACE(std::string(name_of(level)) + ", " + std::to_string(bpc) + " bits, " +
                              std::to_string(w.weight1) + ", " + std::to_string(w.weight2));
