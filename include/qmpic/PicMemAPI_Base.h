@@ -36,6 +36,22 @@ class QM_API CQmPicMemAPI_Base {
 
     // ----- Components ----------------------------------------------------------------------------
 
+    /// One component to another, of any two pictures of a depth. 8 bits, 9 to 16, and everything
+    /// above 16 as 32-bit words.
+    static int CopyComponent(void* pDst, uint32_t uiDstComponents, uint32_t uiDstWidthBytes,
+                             uint32_t uiDstIndex, const void* pSrc, uint32_t uiSrcComponents,
+                             uint32_t uiSrcWidthBytes, uint32_t uiSrcIndex, uint32_t uiBpc,
+                             uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// One component to a picture of one, 8 bits or 9 to 16: 24 bits give -2 here.
+    static int ExtractComponent(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                                uint32_t uiSrcComponents, uint32_t uiSrcWidthBytes,
+                                uint32_t uiSrcIndex, uint32_t uiBpc, uint32_t uiWidth,
+                                uint64_t uiSizeInPixels);
+    /// A picture of one component to one component of another, 8 bits or 9 to 16.
+    static int StoreComponent(void* pDst, uint32_t uiDstComponents, uint32_t uiDstWidthBytes,
+                              uint32_t uiDstIndex, const void* pSrc, uint32_t uiSrcWidthBytes,
+                              uint32_t uiBpc, uint32_t uiWidth, uint64_t uiSizeInPixels);
+
     // ----- Masks ---------------------------------------------------------------------------------
 
     // ----- Mirrors and colour orders -------------------------------------------------------------
