@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cstring>
 
 #include "PicMemAPI/bit_depth_kernels.h"
 #include "core/arithmetic.h"
@@ -46,9 +45,7 @@ struct ShiftRight {
     uint16_t factor;
     explicit ShiftRight(uint32_t count)  // above 0
         : factor(static_cast<uint16_t>(count < 16 ? 0x10000u >> count : 0)) {}
-    T operator()(uint16_t value) const {
-        return static_cast<T>(uint32_t{value} * factor >> 16);
-    }
+    T operator()(uint16_t value) const { return static_cast<T>(uint32_t{value} * factor >> 16); }
 };
 
 /// Left, then right; one of the counts is 0.
@@ -91,8 +88,7 @@ int convert_via_lin_func(Dst dst, Src src, const SQmBpcLinFunc* functions, uint3
     each_pixel<T, uint32_t>(kCallingThread, dst, count, src, count, area,
                             [=](Sample<T>* d, const Sample<uint32_t>* s) {
                                 for (uint64_t c = 0; c < count(); ++c) {
-                                    const auto low =
-                                        static_cast<T>(linear(s[c], functions[c]));
+                                    const auto low = static_cast<T>(linear(s[c], functions[c]));
                                     d[c] = std::min(low, static_cast<T>(max));
                                 }
                             });
@@ -264,10 +260,9 @@ int CQmPicMemAPI_Base::ExpandBits(void* pDst, uint32_t uiDstBpc, uint32_t uiDstW
     const Src src{pSrc, uiSrcWidthBytes};
     if (uiDstBpc > 32 || uiSrcBpc > 32) return QM_NO_KERNEL;
     if ((uiDstBpc + 7) / 8 == (uiSrcBpc + 7) / 8) {  // 24 and 25 bits differ here, 20 and 24 do not
-        const uint64_t rows = Area::of_pixels(uiWidth, uiSizeInPixels).rows;
-        for (uint64_t y = 0; y < rows; ++y)  // what lies in the gaps goes along
-            std::memmove(dst.row<uint8_t>(y), src.row<uint8_t>(y),
-                         std::min(uiDstWidthBytes, uiSrcWidthBytes));
+        // What lies in the gaps goes along.
+        copy_lines(kCallingThread, dst, src, std::min(uiDstWidthBytes, uiSrcWidthBytes),
+                   Area::of_pixels(uiWidth, uiSizeInPixels).rows);
         return QM_OK;
     }
     if (storage_bits(uiSrcBpc) != 8 || storage_bits(uiDstBpc) != 16) return QM_NO_KERNEL;
@@ -317,11 +312,13 @@ int CQmPicMemAPI_Base::ConvertBitDepthViaShifts(void* pDst, uint32_t uiDstBpc,
     return QM_NO_KERNEL;
 }
 
-int CQmPicMemAPI_Base::ConvertComponentViaShifts(
-    void* pDst, uint32_t uiDstComponents, uint32_t uiDstBpc, uint32_t uiDstWidthBytes,
-    uint32_t uiDstComponentIndex, const void* pSrc, uint32_t uiSrcComponents, uint32_t uiSrcBpc,
-    uint32_t uiSrcWidthBytes, uint32_t uiSrcComponentIndex, uint32_t uiWidth,
-    uint64_t uiSizeInPixels) {
+int CQmPicMemAPI_Base::ConvertComponentViaShifts(void* pDst, uint32_t uiDstComponents,
+                                                 uint32_t uiDstBpc, uint32_t uiDstWidthBytes,
+                                                 uint32_t uiDstComponentIndex, const void* pSrc,
+                                                 uint32_t uiSrcComponents, uint32_t uiSrcBpc,
+                                                 uint32_t uiSrcWidthBytes,
+                                                 uint32_t uiSrcComponentIndex, uint32_t uiWidth,
+                                                 uint64_t uiSizeInPixels) {
     if (uiDstBpc == uiSrcBpc)
         return CopyComponent(pDst, uiDstComponents, uiDstWidthBytes, uiDstComponentIndex, pSrc,
                              uiSrcComponents, uiSrcWidthBytes, uiSrcComponentIndex, uiDstBpc,

@@ -78,8 +78,7 @@ static_assert(kLinFunc.find_between(4, 32, 16) == convertbitdepthvialinfunc_Mx32
 static_assert(kLinFunc.find_between(3, 32, 8) ==
               bytes_of_known_count<convertbitdepthvialinfunc_3x32_to_3x8>);
 
-inline constexpr auto kBitDepthLists =
-    std::tie(kChangeBitDepth, kConvertToWords, kConvertToBytes, kConvertWords, kShift,
-             kConvertComponent, kLinFunc);
+inline constexpr auto kBitDepthLists = std::tie(kChangeBitDepth, kConvertToWords, kConvertToBytes,
+                                                kConvertWords, kShift, kConvertComponent, kLinFunc);
 
 }  // namespace qmpic

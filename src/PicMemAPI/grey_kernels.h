@@ -44,7 +44,7 @@ static_assert(kReplicate.find(1, 12) == convert_1x16_to_Nx16);
 static_assert(kAddFourth.find(3, 12) == convert_3x16_to_4x16);
 static_assert(kDropFourth.find(4, 12) == convert_4x16_to_3x16 && !kDropFourth.find(3, 12));
 
-inline constexpr auto kGreyLists = std::tie(kGreyToThree, kGreyToFour, kReplicate, kAddFourth,
-                                            kDropFourth, kGrey, kGreyOfAny);
+inline constexpr auto kGreyLists =
+    std::tie(kGreyToThree, kGreyToFour, kReplicate, kAddFourth, kDropFourth, kGrey, kGreyOfAny);
 
 }  // namespace qmpic
