@@ -63,7 +63,7 @@ const bool registered = add_family([] {
                 kernel.run(d.data, d.stride(), s.data, s.stride(), 255, d.edge, d.pixels());
             }));
     for (const auto& kernel : kReplicate)
-        for (const uint32_t to : {1u, 2u, 4u, 5u, 32u})
+        for (const uint32_t to : {1u, 2u, 4u, 5u, 16u})
             add(std::string(kernel.name) + "_" + std::to_string(to),
                 job(to, 1, kernel.source.bits, to == 1 ? kNone : kMerge, 0,
                     [=](const Picture& d, const Picture& s) {
