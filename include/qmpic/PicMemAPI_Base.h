@@ -109,6 +109,17 @@ class QM_API CQmPicMemAPI_Base {
 
     /// The second source is not tested for null.
     static TwoPictureKernel AddAndClip, SubAndClip;
+    /// Depths of 8 to 16; the second source is not tested for null.
+    static TwoPictureKernel Min, Max;
+    /// Depths of 8 to 16, all of them by the kernels for bytes. Above 8 bits these treat the first
+    /// `uiWidth * uiComponents` bytes of each row, which is its first half, as samples, with the
+    /// weights and the divisor of `uiBpc`. The second source is not tested for null.
+    static AddTranspKernel AddTranspAndClip;
+    /// blend_two, at any depth. The table is not tested for null.
+    static BlendTwoKernel BlendTwoBuffers;
+    /// Depths of 8 to 16; the low 8 or 16 bits of `uiMask` are the mask.
+    static int MaskOut(void* pDst, uint32_t uiDstWidthBytes, uint32_t uiMask, uint32_t uiComponents,
+                       uint32_t uiBpc, uint32_t uiWidth, uint64_t uiSizeInPixels);
 
     // ----- Depths --------------------------------------------------------------------------------
 

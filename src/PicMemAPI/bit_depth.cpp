@@ -157,14 +157,12 @@ int _shift_Nx16_to_Nx16(void* pDst, uint32_t uiComponents, uint32_t uiDstWidthBy
                         uint32_t uiWidth, uint64_t uiSizeInPixels) {
     if (iShift == 0) return QM_OK;
     const Dst dst{pDst, uiDstWidthBytes};
-    const Src src{pDst, uiDstWidthBytes};
     const Area area = Area::of_samples(uiComponents, uiWidth, uiSizeInPixels);
     if (iShift < 0)  // the magnitude in unsigned arithmetic: there is none of INT_MIN in signed
-        map_samples<uint16_t, uint16_t>(kCallingThread, dst, src, area,
-                                        ShiftLeft{0 - static_cast<uint32_t>(iShift)});
+        update<uint16_t>(kCallingThread, dst, area, ShiftLeft{0 - static_cast<uint32_t>(iShift)});
     else
-        map_samples<uint16_t, uint16_t>(kCallingThread, dst, src, area,
-                                        ShiftRight<uint16_t>{static_cast<uint32_t>(iShift)});
+        update<uint16_t>(kCallingThread, dst, area,
+                         ShiftRight<uint16_t>{static_cast<uint32_t>(iShift)});
     return QM_OK;
 }
 

@@ -35,6 +35,15 @@ struct ToFour {
     }
 };
 
+/// All samples of a word.
+template <class T, class Word>
+struct ToWord {
+    Word operator()(T grey) const {
+        constexpr Word kOnes = static_cast<Word>(-1) / static_cast<T>(-1);
+        return static_cast<Word>(grey * kOnes);
+    }
+};
+
 template <class T>
 struct ToMany {
     uint32_t count;
@@ -44,12 +53,36 @@ struct ToMany {
     }
 };
 
-template <class T>
+/// Counts that fit a word are written as one.
+template <class T, class Two, class Four>
+int replicate(Dst dst, uint32_t count, Src src, Area area) {
+    switch (count) {
+    case 1: copy_lines(kCallingThread, dst, src, area.width * sizeof(T), area.rows); break;
+    case 2: map_samples<Two, T>(kCallingThread, dst, src, area, ToWord<T, Two>{}); break;
+    case 3: each_pixel<T, T, 3, 1>(kCallingThread, dst, {}, src, {}, area, ToThree<T>{}); break;
+    case 4: map_samples<Four, T>(kCallingThread, dst, src, area, ToWord<T, Four>{}); break;
+    default: each_pixel<T, T, 0, 1>(kCallingThread, dst, {count}, src, {}, area, ToMany<T>{count});
+    }
+    return QM_OK;
+}
+
+/// Four pixels as three words become four words. Compiled sample by sample it stays scalar.
+template <class T, class Word>
 struct AddFourth {
-    T fourth;
+    static constexpr uint32_t kBits = 8 * sizeof(T);
+    Word fourth;
+    explicit AddFourth(T value) : fourth(Word{value} << 3 * kBits) {}
+    void operator()(Sample<Word>* d, const Sample<Word>* s) const {
+        constexpr Word kThree = static_cast<Word>(-1) >> kBits;
+        const Word s0 = s[0], s1 = s[1], s2 = s[2];
+        d[0] = (s0 & kThree) | fourth;
+        d[1] = ((s0 >> 3 * kBits | s1 << kBits) & kThree) | fourth;
+        d[2] = ((s1 >> 2 * kBits | s2 << 2 * kBits) & kThree) | fourth;
+        d[3] = s2 >> kBits | fourth;
+    }
     void operator()(Sample<T>* d, const Sample<T>* s) const {
         const T c0 = s[0], c1 = s[1], c2 = s[2];
-        d[0] = c0, d[1] = c1, d[2] = c2, d[3] = fourth;
+        d[0] = c0, d[1] = c1, d[2] = c2, d[3] = static_cast<T>(fourth >> 3 * kBits);
     }
 };
 
@@ -61,6 +94,23 @@ struct DropFourth {
     }
 };
 
+/// Walks the rows itself, since a step of it is four pixels and a row may end in fewer.
+template <class T, class Word>
+void add_fourth(Dst dst, Src src, Area area, AddFourth<T, Word> op) {
+    area = joined(kCallingThread, area, {{dst.stride, 4 * sizeof(T)}, {src.stride, 3 * sizeof(T)}});
+    walk_rows(kCallingThread, area.rows, [=](RowRange rows) {
+        for (uint64_t y = rows.first; y < rows.last; ++y) {
+            Sample<Word>* const d = dst.row<Word>(y);
+            const Sample<Word>* const s = src.row<Word>(y);
+            const uint64_t fours = area.width / 4;
+            for (uint64_t i = 0; i < fours; ++i) op(d + i * 4, s + i * 3);
+            Sample<T>* const last = dst.row<T>(y) + fours * 16;
+            const Sample<T>* const from = src.row<T>(y) + fours * 12;
+            for (uint64_t x = 0; x < area.width % 4; ++x) op(last + x * 4, from + x * 3);
+        }
+    });
+}
+
 // ----- Grey
 
 /// weight * value / F without leaving the lanes of T, F being the greatest value of T.
@@ -71,7 +121,8 @@ uint16_t part(uint16_t weight, uint16_t value) {
     const uint32_t product = uint32_t{weight} * value;
     const auto high = static_cast<uint16_t>(product >> 16), low = static_cast<uint16_t>(product);
     // div_65535 by halves: (product + high + 1) >> 16 is high and the carry of low + high + 1.
-    return static_cast<uint16_t>(high + (low >= static_cast<uint16_t>(~high)));
+    const bool carries = low >= static_cast<uint16_t>(~high);
+    return carries ? static_cast<uint16_t>(high + 1) : high;
 }
 
 /// A weight on the scale of F, modulo F + 1.
@@ -163,7 +214,7 @@ KERNEL(convert_1x16_to_4x16, uint16_t, uint64_t)
 
 #undef KERNEL
 
-#define KERNEL(name, Storage)                                                                      \
+#define KERNEL(name, Storage, Two, Four)                                                           \
     int name(void* pDst, uint32_t uiDstComponents, uint32_t uiDstWidthBytes, const void* pSrc,     \
              uint32_t uiSrcWidthBytes, uint32_t uiWidth, uint64_t uiSizeInPixels) {                \
         each_pixel<Storage, Storage, 0, 1>(kCallingThread, Dst{pDst, uiDstWidthBytes},             \
@@ -174,24 +225,24 @@ KERNEL(convert_1x16_to_4x16, uint16_t, uint64_t)
     }
 
 // clang-format off
-KERNEL(convert_1x8_to_Nx8,   uint8_t)
-KERNEL(convert_1x16_to_Nx16, uint16_t)
+KERNEL(convert_1x8_to_Nx8,   uint8_t,  uint16_t, uint32_t)
+KERNEL(convert_1x16_to_Nx16, uint16_t, uint32_t, uint64_t)
 // clang-format on
 
 #undef KERNEL
 
-#define KERNEL(name, Storage)                                                                      \
+#define KERNEL(name, Storage, Word)                                                                \
     int name(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc, uint32_t uiSrcWidthBytes,     \
              Storage value, uint32_t uiWidth, uint64_t uiSizeInPixels) {                           \
-        each_pixel<Storage, Storage, 4, 3>(                                                        \
-            kCallingThread, Dst{pDst, uiDstWidthBytes}, {}, Src{pSrc, uiSrcWidthBytes}, {},        \
-            Area::of_pixels(uiWidth, uiSizeInPixels), AddFourth<Storage>{value});                  \
+        add_fourth<Storage>(Dst{pDst, uiDstWidthBytes}, Src{pSrc, uiSrcWidthBytes},                \
+                            Area::of_pixels(uiWidth, uiSizeInPixels),                              \
+                            AddFourth<Storage, Word>{value});                                      \
         return QM_OK;                                                                              \
     }
 
 // clang-format off
-KERNEL(convert_3x8_to_4x8,   uint8_t)
-KERNEL(convert_3x16_to_4x16, uint16_t)
+KERNEL(convert_3x8_to_4x8,   uint8_t,  uint32_t)
+KERNEL(convert_3x16_to_4x16, uint16_t, uint64_t)
 // clang-format on
 
 #undef KERNEL
@@ -302,7 +353,9 @@ struct Whole {
 template <class T>
 int grey_of_any(Dst dst, Src src, uint32_t count, const double* weights, Area area) {
     if (count == 0) return QM_BAD_BUFFER;
-    if (weights == nullptr)
+    if (count == 1)  // the mean of it, and its weight is full
+        copy_lines(kCallingThread, dst, src, area.width * sizeof(T), area.rows);
+    else if (weights == nullptr)
         sum_components<T, uint32_t>(dst, src, count, area, Whole{}, Rounded<T>{count});
     else
         sum_components<T, T>(dst, src, count, area, Parts<T>{weights, count}, Itself{});
