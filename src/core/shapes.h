@@ -10,7 +10,8 @@
 ///
 ///     fill        a component = value            setcomponent
 ///     update      sample = op(that sample)       maskout
-///     map         a component = op(a component)  copycomponent, changebitdepth
+///     map         a component = op(a component)  copycomponent, convertcomponent
+///     map_samples sample = op(sample)            changebitdepth, convert_Nx16_to_Nx8
 ///     combine     sample = op(sample, sample)    addandclip, subandclip
 ///     each_pixel  op(pixel, pixel)               convert_4x8_to_3x8
 ///     each_row    op(row, row)                   rows that end in intrinsics
@@ -63,17 +64,6 @@ void fill(Team team, Component<Dst> dst, Area area, T value) {
         detail::fill_steps<T, 1>(team, dst, area, value);
     else
         detail::fill_steps<T, 0>(team, dst, area, value);
-}
-
-template <class T, class Op>
-void update(Team team, Dst dst, Area area, Op op) {
-    area = joined(team, area, {{dst.stride, sizeof(T)}});
-    walk_rows(team, area.rows, [=](RowRange rows) {
-        for (uint64_t y = rows.first; y < rows.last; ++y) {
-            Sample<T>* const d = dst.row<T>(y);
-            for (uint64_t x = 0; x < area.width; ++x) d[x] = op(T{d[x]});
-        }
-    });
 }
 
 namespace detail {
@@ -163,6 +153,13 @@ void map(Team team, Component<Dst> dst, Component<Src> src, Area area, Op op) {
     case 4: return detail::map_steps<T, S, 1, 4>(team, dst, src, area, op);
     default: return detail::map_steps<T, S, 0, 0>(team, dst, src, area, op);
     }
+}
+
+/// The same where a row is just so many samples.
+template <class T, class S, class Op>
+void map_samples(Team team, Dst dst, Src src, Area area, Op op) {
+    area = joined(team, area, {{dst.stride, sizeof(T)}, {src.stride, sizeof(S)}});
+    detail::map_steps<T, S, 1, 1>(team, {dst}, {src}, area, op);
 }
 
 template <class T, class Op>
