@@ -65,17 +65,6 @@ void fill(Team team, Component<Dst> dst, Area area, T value) {
         detail::fill_steps<T, 0>(team, dst, area, value);
 }
 
-template <class T, class Op>
-void update(Team team, Dst dst, Area area, Op op) {
-    area = joined(team, area, {{dst.stride, sizeof(T)}});
-    walk_rows(team, area.rows, [=](RowRange rows) {
-        for (uint64_t y = rows.first; y < rows.last; ++y) {
-            Sample<T>* const d = dst.row<T>(y);
-            for (uint64_t x = 0; x < area.width; ++x) d[x] = op(T{d[x]});
-        }
-    });
-}
-
 namespace detail {
 
 /// op of the first n samples of the sources, kept until it is stored.
