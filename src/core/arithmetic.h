@@ -9,7 +9,7 @@ namespace qmpic {
 
 /// Greatest value of a depth, also for 32 bits.
 constexpr uint32_t max_value(uint32_t bpc) {
-    return static_cast<uint32_t>((uint64_t{1} << bpc) - 1);
+    return static_cast<uint32_t>((uint64_t{1} << (bpc & 63)) - 1);
 }
 
 /// Toward zero; 0x80000000 for NaN and what does not fit (the processor's "integer indefinite").
