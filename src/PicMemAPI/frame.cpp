@@ -79,8 +79,15 @@ struct Triples {
     T old[2 + kSamples], now[kSamples];
 
     Triples(const void* new_value, const void* old_value) {
-        repeat(now, sizeof now, new_value, 3 * sizeof(T));
-        repeat(old, sizeof old, old_value, 3 * sizeof(T));
+        tile(now, new_value);
+        tile(old, old_value);
+        old[kSamples] = old[0];
+        old[kSamples + 1] = old[1];
+    }
+    static void tile(T* to, const void* value) {  // 192 is 3 doubled six times
+        std::memcpy(to, value, 3 * sizeof(T));
+        for (uint64_t filled = 3; filled < kSamples; filled *= 2)
+            std::memcpy(to + filled, to, filled * sizeof(T));
     }
 
     /// A block. Reads two samples behind it.
@@ -91,8 +98,7 @@ struct Triples {
         for (uint64_t i = 0; i < kSamples; ++i) {
             const T differs =
                 static_cast<T>((d[i] ^ old[i]) | (d[i + 1] ^ old[i + 1]) | (d[i + 2] ^ old[i + 2]));
-            const T first = kFirst[i];
-            starts[i + 2] = differs == 0 ? first : T{0};
+            starts[i + 2] = static_cast<T>(kFirst[i] & (differs == 0));
             any = static_cast<T>(any | starts[i + 2]);
         }
         if (any == 0) return;
@@ -105,6 +111,11 @@ struct Triples {
     void change_row(Sample<T>* d, uint64_t samples) const {
         uint64_t x = 0;
         for (; x + kSamples + 2 <= samples; x += kSamples) change_block(d + x);
+        if (x != 0) {  // a pixel that is changed twice is what it is changed to
+            x = (samples - kSamples - 2) / 3 * 3;
+            change_block(d + x);
+            x += kSamples;
+        }
         for (; x < samples; x += 3)
             if (d[x] == old[0] && d[x + 1] == old[1] && d[x + 2] == old[2])
                 for (uint64_t i = 0; i < 3; ++i) d[x + i] = now[i];
