@@ -122,6 +122,9 @@ struct Triples {
     }
 };
 
+/// From here on blocks are faster: making them ready takes as long as 700 pixels one by one.
+constexpr uint64_t kManyPixels = 1024;
+
 template <class T>
 void change_triples(Dst dst, const void* new_value, const void* old_value, Area area) {
     area = joined(kCallingThread, {3 * area.width, area.rows}, {{dst.stride, sizeof(T)}});
@@ -133,16 +136,17 @@ void change_triples(Dst dst, const void* new_value, const void* old_value, Area 
     });
 }
 
-/// Any number of samples. Most pixels differ in the first.
-template <class T>
-void change_samples(Dst dst, uint32_t components, const T* now, const T* old, Area area) {
-    for (uint64_t y = 0; y < area.rows; ++y)
-        for (uint64_t x = 0; x < area.width; ++x) {
-            Sample<T>* const d = dst.row<T>(y) + x * components;
-            uint32_t i = 0;
-            while (i < components && d[i] == old[i]) ++i;
-            if (i == components) std::memcpy(d, now, components * sizeof(T));
+/// Pixel by pixel. Most differ in the first sample.
+template <class T, uint32_t known>
+void change_each(Dst dst, Count<known> count, const T* now, const T* old, Area area) {
+    for (uint64_t y = 0; y < area.rows; ++y) {
+        Sample<T>* d = dst.row<T>(y);
+        for (uint64_t x = 0; x < area.width; ++x, d += count()) {
+            bool same = d[0] == old[0];
+            for (uint64_t i = 1; same && i < count(); ++i) same = d[i] == old[i];
+            if (same) std::memcpy(d, now, count() * sizeof(T));
         }
+    }
 }
 
 template <class T>
@@ -152,7 +156,10 @@ int change_samples(Dst dst, uint32_t components, const void* new_value, const vo
     const auto change = [=](T* now, T* old) {
         std::memcpy(now, new_value, bytes);
         std::memcpy(old, old_value, bytes);
-        change_samples<T>(dst, components, now, old, area);
+        if (components == 3)
+            change_each<T, 3>(dst, {}, now, old, area);
+        else
+            change_each<T, 0>(dst, {components}, now, old, area);
         return QM_OK;
     };
     if (T near[2][192]; components <= 192) return change(near[0], near[1]);
@@ -166,7 +173,8 @@ int change_pixels(void* first, uint32_t components, uint32_t stride, const void*
     if (components == 0) return QM_OK;
     const Dst dst{first, stride};
     const Area area = Area::of_pixels(width, size);
-    if (components == 3) return change_triples<T>(dst, new_value, old_value, area), QM_OK;
+    if (components == 3 && area.width * area.rows >= kManyPixels)
+        return change_triples<T>(dst, new_value, old_value, area), QM_OK;
     switch (components * uint64_t{sizeof(T)}) {
     case 1: return change_whole<uint8_t>(dst, new_value, old_value, area), QM_OK;
     case 2: return change_whole<uint16_t>(dst, new_value, old_value, area), QM_OK;
