@@ -79,8 +79,15 @@ struct Triples {
     T old[2 + kSamples], now[kSamples];
 
     Triples(const void* new_value, const void* old_value) {
-        repeat(now, sizeof now, new_value, 3 * sizeof(T));
-        repeat(old, sizeof old, old_value, 3 * sizeof(T));
+        tile(now, new_value);
+        tile(old, old_value);
+        old[kSamples] = old[0];
+        old[kSamples + 1] = old[1];
+    }
+    static void tile(T* to, const void* value) {  // 192 is 3 doubled six times
+        std::memcpy(to, value, 3 * sizeof(T));
+        for (uint64_t filled = 3; filled < kSamples; filled *= 2)
+            std::memcpy(to + filled, to, filled * sizeof(T));
     }
 
     /// A block. Reads two samples behind it.
@@ -91,8 +98,7 @@ struct Triples {
         for (uint64_t i = 0; i < kSamples; ++i) {
             const T differs =
                 static_cast<T>((d[i] ^ old[i]) | (d[i + 1] ^ old[i + 1]) | (d[i + 2] ^ old[i + 2]));
-            const T first = kFirst[i];
-            starts[i + 2] = differs == 0 ? first : T{0};
+            starts[i + 2] = static_cast<T>(kFirst[i] & (differs == 0));
             any = static_cast<T>(any | starts[i + 2]);
         }
         if (any == 0) return;
@@ -105,11 +111,19 @@ struct Triples {
     void change_row(Sample<T>* d, uint64_t samples) const {
         uint64_t x = 0;
         for (; x + kSamples + 2 <= samples; x += kSamples) change_block(d + x);
+        if (x != 0) {  // a pixel that is changed twice is what it is changed to
+            x = (samples - kSamples - 2) / 3 * 3;
+            change_block(d + x);
+            x += kSamples;
+        }
         for (; x < samples; x += 3)
             if (d[x] == old[0] && d[x + 1] == old[1] && d[x + 2] == old[2])
                 for (uint64_t i = 0; i < 3; ++i) d[x + i] = now[i];
     }
 };
+
+/// From here on blocks are faster: making them ready takes as long as 700 pixels one by one.
+constexpr uint64_t kManyPixels = 1024;
 
 template <class T>
 void change_triples(Dst dst, const void* new_value, const void* old_value, Area area) {
@@ -122,16 +136,17 @@ void change_triples(Dst dst, const void* new_value, const void* old_value, Area 
     });
 }
 
-/// Any number of samples. Most pixels differ in the first.
-template <class T>
-void change_samples(Dst dst, uint32_t components, const T* now, const T* old, Area area) {
-    for (uint64_t y = 0; y < area.rows; ++y)
-        for (uint64_t x = 0; x < area.width; ++x) {
-            Sample<T>* const d = dst.row<T>(y) + x * components;
-            uint32_t i = 0;
-            while (i < components && d[i] == old[i]) ++i;
-            if (i == components) std::memcpy(d, now, components * sizeof(T));
+/// Pixel by pixel. Most differ in the first sample.
+template <class T, uint32_t known>
+void change_each(Dst dst, Count<known> count, const T* now, const T* old, Area area) {
+    for (uint64_t y = 0; y < area.rows; ++y) {
+        Sample<T>* d = dst.row<T>(y);
+        for (uint64_t x = 0; x < area.width; ++x, d += count()) {
+            bool same = d[0] == old[0];
+            for (uint64_t i = 1; same && i < count(); ++i) same = d[i] == old[i];
+            if (same) std::memcpy(d, now, count() * sizeof(T));
         }
+    }
 }
 
 template <class T>
@@ -141,7 +156,10 @@ int change_samples(Dst dst, uint32_t components, const void* new_value, const vo
     const auto change = [=](T* now, T* old) {
         std::memcpy(now, new_value, bytes);
         std::memcpy(old, old_value, bytes);
-        change_samples<T>(dst, components, now, old, area);
+        if (components == 3)
+            change_each<T, 3>(dst, {}, now, old, area);
+        else
+            change_each<T, 0>(dst, {components}, now, old, area);
         return QM_OK;
     };
     if (T near[2][192]; components <= 192) return change(near[0], near[1]);
@@ -155,7 +173,8 @@ int change_pixels(void* first, uint32_t components, uint32_t stride, const void*
     if (components == 0) return QM_OK;
     const Dst dst{first, stride};
     const Area area = Area::of_pixels(width, size);
-    if (components == 3) return change_triples<T>(dst, new_value, old_value, area), QM_OK;
+    if (components == 3 && area.width * area.rows >= kManyPixels)
+        return change_triples<T>(dst, new_value, old_value, area), QM_OK;
     switch (components * uint64_t{sizeof(T)}) {
     case 1: return change_whole<uint8_t>(dst, new_value, old_value, area), QM_OK;
     case 2: return change_whole<uint16_t>(dst, new_value, old_value, area), QM_OK;
