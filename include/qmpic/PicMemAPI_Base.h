@@ -112,6 +112,49 @@ class QM_API CQmPicMemAPI_Base {
 
     // ----- Depths --------------------------------------------------------------------------------
 
+    /// Weights of the grey kernels: a third each (0.3333333333333333), and 0.30, 0.59, 0.11. The
+    /// fourth is 0.
+    static const double pdRGBStdWeights[4];
+    static const double pdRGBOptWeights[4];
+
+    /// Storage changed, values kept: to 8, 9 to 16 or 17 to 32 bits. From 0x1234 a byte keeps 0x34.
+    /// The source may have any depth up to 32 (up to 8 bits are bytes); from more nothing is
+    /// written, and that is no error.
+    static ConvertBitDepthKernel ChangeBitDepth;
+
+    /// Depth raised, values kept. Where (bpc + 7) / 8 is the same for both, rows are copied as
+    /// blocks as long as the smaller stride, gaps included, so that every row of both pictures has
+    /// to be a whole stride: 12 to 16 bits, but also 16 to 12 and 20 to 24. Else from 8 to 9 to 16
+    /// bits, where 3 becomes 3. -2 for any other pair, 24 to 25 among them.
+    static ConvertBitDepthKernel ExpandBits;
+
+    /// Depth lowered or kept, up to 32 bits, without shifting: min(value, 2^uiDstBpc - 1). From 16
+    /// to 8 bits 300 becomes 255 and 200 stays 200. Depths up to 8 are bytes.
+    static ConvertBitDepthKernel CollapseBits;
+
+    /// Values rescaled by shifts between 8 and 9 to 16 bits and among the latter: see
+    /// convert_Nx8_to_Nx16, convert_Nx16_to_Nx8 and convert_Nx16_to_Nx16. Equal depths of any kind
+    /// are a Copy.
+    static ConvertBitDepthKernel ConvertBitDepthViaShifts;
+
+    /// One component rescaled by a shift: see convertcomponent_8_to_16 and its siblings. Depths up
+    /// to 8 are bytes. Equal depths are a CopyComponent; two different ones of 9 to 16 bits give
+    /// -2. Where the depths differ null pointers are not tested.
+    static int ConvertComponentViaShifts(void* pDst, uint32_t uiDstComponents, uint32_t uiDstBpc,
+                                         uint32_t uiDstWidthBytes, uint32_t uiDstComponentIndex,
+                                         const void* pSrc, uint32_t uiSrcComponents,
+                                         uint32_t uiSrcBpc, uint32_t uiSrcWidthBytes,
+                                         uint32_t uiSrcComponentIndex, uint32_t uiWidth,
+                                         uint64_t uiSizeInPixels);
+
+    /// 17 to 31 bits, and not 32, through a linear function a component to 8 or 9 to 16 bits: see
+    /// convertbitdepthvialinfunc_1x32_to_1x8 and its siblings.
+    static int ConvertBitDepthViaLinFunc(void* pDst, uint32_t uiDstBpc, uint32_t uiDstWidthBytes,
+                                         const void* pSrc, uint32_t uiSrcBpc,
+                                         uint32_t uiSrcWidthBytes, const SQmBpcLinFunc* pLinFunc,
+                                         uint32_t uiComponents, uint32_t uiWidth,
+                                         uint64_t uiSizeInPixels);
+
     // ----- Components ----------------------------------------------------------------------------
 
     /// One component to another, of any two pictures of a depth. 8 bits, 9 to 16, and everything

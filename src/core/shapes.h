@@ -9,7 +9,8 @@
 /// The loops. A family uses one of these shapes, or says in one line why it walks the rows itself.
 ///
 ///     fill        a component = value            setcomponent
-///     map         a component = op(a component)  copycomponent, changebitdepth
+///     map         a component = op(a component)  copycomponent, convertcomponent
+///     map_samples sample = op(sample)            changebitdepth, convert_Nx16_to_Nx8
 ///     combine     sample = op(sample, sample)    addandclip, subandclip
 ///     each_pixel  op(pixel, pixel)               convert_4x8_to_3x8
 ///     each_row    op(row, row)                   rows that end in intrinsics
@@ -81,6 +82,13 @@ void map(Team team, Component<Dst> dst, Component<Src> src, Area area, Op op) {
     case 4: return detail::map_steps<T, S, 1, 4>(team, dst, src, area, op);
     default: return detail::map_steps<T, S, 0, 0>(team, dst, src, area, op);
     }
+}
+
+/// The same where a row is just so many samples.
+template <class T, class S, class Op>
+void map_samples(Team team, Dst dst, Src src, Area area, Op op) {
+    area = joined(team, area, {{dst.stride, sizeof(T)}, {src.stride, sizeof(S)}});
+    detail::map_steps<T, S, 1, 1>(team, {dst}, {src}, area, op);
 }
 
 template <class T, class Op>
