@@ -172,6 +172,52 @@ class QM_API CQmPicMemAPI_Base {
     static int StoreComponent(void* pDst, uint32_t uiDstComponents, uint32_t uiDstWidthBytes,
                               uint32_t uiDstIndex, const void* pSrc, uint32_t uiSrcWidthBytes,
                               uint32_t uiBpc, uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// One component to many, the value repeated in all of them: 7 is (7, 7, 7, 7) in four. One
+    /// destination component is a copy of whole lines, at any depth.
+    static int ExpandComponent(void* pDst, uint32_t uiDstComponents, uint32_t uiDstWidthBytes,
+                               const void* pSrc, uint32_t uiSrcWidthBytes, uint32_t uiBpc,
+                               uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// One block of (uiSrcLast - uiSrcFirst + 1) components a pixel, at any depth. `uiDstFirst` and
+    /// `uiSrcFirst` are also where the blocks begin, counted in *bytes* from the start of a pixel:
+    /// above 8 bits the caller has to multiply them by the bytes of a component, and the last index
+    /// by nothing. Components 1 and 2 of three of 16 bits are first 2, last 3. First 1 starts in
+    /// the middle of the first component. A last index of first - 1 moves nothing.
+    static int ExtractComponentRange(void* pDst, uint32_t uiDstWidthBytes, uint32_t uiDstComponents,
+                                     uint32_t uiDstFirst, const void* pSrc,
+                                     uint32_t uiSrcComponents, uint32_t uiSrcWidthBytes,
+                                     uint32_t uiSrcFirst, uint32_t uiSrcLast, uint32_t uiBpc,
+                                     uint32_t uiWidth, uint64_t uiSizeInPixels);
+
+    /// A list of components: see CopyComponentsKernel. -4 when `uiCount` exceeds either component
+    /// count; 0 when it is 0. Equal lists that name all components of both are a copy of whole
+    /// lines, at any depth. A single component is copied by CopyComponent first, and then once more
+    /// as a list: above 16 bits the component has been copied when -2 comes back.
+    static int CopyComponents(void* pDst, uint32_t uiDstComponents, const uint32_t* puiDstIndexes,
+                              uint32_t uiDstWidthBytes, const void* pSrc, uint32_t uiSrcComponents,
+                              const uint32_t* puiSrcIndexes, uint32_t uiSrcWidthBytes,
+                              uint32_t uiBpc, uint32_t uiWidth, uint32_t uiSizeInPixels,
+                              uint32_t uiCount, bool bParallel);
+    /// The same, and components that the list does not name become 0, all of them for an empty
+    /// list. As many moves as components leave no rest: they are CopyComponents, but equal lists
+    /// that name all components of both are a copy of whole lines here and nothing else.
+    static int CopyComponentsZeroRest(void* pDst, uint32_t uiDstComponents,
+                                      const uint32_t* puiDstIndexes, uint32_t uiDstWidthBytes,
+                                      const void* pSrc, uint32_t uiSrcComponents,
+                                      const uint32_t* puiSrcIndexes, uint32_t uiSrcWidthBytes,
+                                      uint32_t uiBpc, uint32_t uiWidth, uint32_t uiSizeInPixels,
+                                      uint32_t uiCount, bool bParallel);
+    /// One picture out of two: see MergeComponentsKernel. -4 when the moves are more than the
+    /// destination's components, or those of a list more than its source's. With an empty list it
+    /// is CopyComponents of the other one, on a team. `pSrc2` is not tested for null unless it is
+    /// alone; a null `pSrc1` is a no-op even if its list is empty.
+    static int MergeComponents(void* pDst, uint32_t uiDstComponents, const uint32_t* puiDstIndexes1,
+                               const uint32_t* puiDstIndexes2, uint32_t uiDstWidthBytes,
+                               const void* pSrc1, uint32_t uiSrc1Components,
+                               const uint32_t* puiSrc1Indexes, uint32_t uiCount1,
+                               uint32_t uiSrc1WidthBytes, const void* pSrc2,
+                               uint32_t uiSrc2Components, const uint32_t* puiSrc2Indexes,
+                               uint32_t uiCount2, uint32_t uiSrc2WidthBytes, uint32_t uiBpc,
+                               uint32_t uiWidth, uint32_t uiSizeInPixels);
 
     // ----- Masks ---------------------------------------------------------------------------------
 

@@ -1,6 +1,11 @@
 #include <algorithm>
+#include <cstring>
 
 #include "PicMemAPI/components_kernels.h"
+#include "PicMemAPI/frame_kernels.h"
+#include "PicMemAPI/grey_kernels.h"
+#include "PicMemAPI/pixel_bytes.h"
+#include "core/scratch.h"
 #include "core/shapes.h"
 #include "qmpic/PicMemAPI_Base.h"
 
@@ -241,7 +246,8 @@ int just_move(Team team, Target dst, Moves moves, Area area) {
              uint32_t uiSizeInPixels, uint32_t uiCount, bool bParallel) {                          \
         return what<Storage>(                                                                      \
             Team{bParallel}, Target{{pDst, uiDstWidthBytes}, uiDstComponents},                     \
-            Moves{{pSrc, uiSrcWidthBytes}, uiSrcComponents, puiDstIndexes, puiSrcIndexes, uiCount}, \
+            Moves{                                                                                 \
+                {pSrc, uiSrcWidthBytes}, uiSrcComponents, puiDstIndexes, puiSrcIndexes, uiCount},  \
             Area::of_pixels(uiWidth, uiSizeInPixels));                                             \
     }
 
@@ -282,7 +288,41 @@ KERNEL(mergecomponents_Nx16_to_Nx16, uint16_t)
 
 #undef KERNEL
 
-@BLOCKS@
+// Blocks of bytes, one a pixel.
+
+namespace {
+
+/// Where the blocks lie: bytes from pixel to pixel, and the first one's byte in its row.
+template <class Picture>
+struct Blocks {
+    Picture picture;
+    uint64_t step;
+    uint32_t first;
+};
+
+template <uint32_t known>
+struct MoveBlocks {
+    uint64_t d_step, s_step;
+    uint32_t d_first, s_first;
+    uint64_t given, pixels;
+    void operator()(Sample<uint8_t>* d, const Sample<uint8_t>* s) const {
+        d += d_first, s += s_first;
+        const uint64_t bytes = known != 0 ? known : given;
+        for (uint64_t x = 0; x < pixels; ++x) std::memmove(d + x * d_step, s + x * s_step, bytes);
+    }
+};
+
+template <uint32_t known>
+void move_blocks(Blocks<Dst> dst, Blocks<Src> src, uint64_t bytes, Area area) {
+    area = joined(kCallingThread, area,
+                  {{dst.picture.stride, dst.step}, {src.picture.stride, src.step}});
+    each_row<uint8_t, uint8_t>(
+        kCallingThread, dst.picture, src.picture, area,
+        MoveBlocks<known>{dst.step, src.step, dst.first, src.first, bytes, area.width});
+}
+
+}  // namespace
+
 int CQmPicMemAPI_Base::CopyComponent(void* pDst, uint32_t uiDstComponents, uint32_t uiDstWidthBytes,
                                      uint32_t uiDstIndex, const void* pSrc,
                                      uint32_t uiSrcComponents, uint32_t uiSrcWidthBytes,
@@ -320,7 +360,15 @@ int CQmPicMemAPI_Base::ExpandComponent(void* pDst, uint32_t uiDstComponents,
                                        uint32_t uiSrcWidthBytes, uint32_t uiBpc, uint32_t uiWidth,
                                        uint64_t uiSizeInPixels) {
     if (nothing_to_do(pDst, pSrc, uiWidth, uiSizeInPixels)) return QM_OK;
-    @EXPAND@
+    if (uiDstComponents == 1)  // any depth
+        return copy(pDst, uiDstWidthBytes, pSrc, uiSrcWidthBytes, 1, uiBpc, uiWidth,
+                    uiSizeInPixels);
+    if (uiDstComponents == 3)
+        return call(kGreyToThree.find(1, uiBpc), pDst, uiDstWidthBytes, pSrc, uiSrcWidthBytes,
+                    uiWidth, uiSizeInPixels);
+    // Four, too: the fourth gets the value and not 0.
+    return call(kReplicate.find(1, uiBpc), pDst, uiDstComponents, uiDstWidthBytes, pSrc,
+                uiSrcWidthBytes, uiWidth, uiSizeInPixels);
 }
 
 int CQmPicMemAPI_Base::ExtractComponentRange(void* pDst, uint32_t uiDstWidthBytes,
@@ -334,9 +382,19 @@ int CQmPicMemAPI_Base::ExtractComponentRange(void* pDst, uint32_t uiDstWidthByte
     const uint64_t size = CalcCompSize(uiBpc);
     const uint64_t bytes = uint32_t{uiSrcLast - uiSrcFirst + 1} * size;
     if (bytes == 0) return QM_OK;  // before the rows are walked
-    return move_blocks(Block{{pDst, uiDstWidthBytes}, uiDstComponents * size, uiDstFirst},
-                       {{pSrc, uiSrcWidthBytes}, uiSrcComponents * size, uiSrcFirst}, bytes,
-                       Area::of_pixels(uiWidth, uiSizeInPixels));
+    const Blocks<Dst> dst{{pDst, uiDstWidthBytes}, uiDstComponents * size, uiDstFirst};
+    const Blocks<Src> src{{pSrc, uiSrcWidthBytes}, uiSrcComponents * size, uiSrcFirst};
+    const Area area = Area::of_pixels(uiWidth, uiSizeInPixels);
+    switch (bytes) {  // a constant spares a call a pixel
+    case 1: move_blocks<1>(dst, src, bytes, area); break;
+    case 2: move_blocks<2>(dst, src, bytes, area); break;
+    case 3: move_blocks<3>(dst, src, bytes, area); break;
+    case 4: move_blocks<4>(dst, src, bytes, area); break;
+    case 6: move_blocks<6>(dst, src, bytes, area); break;
+    case 8: move_blocks<8>(dst, src, bytes, area); break;
+    default: move_blocks<0>(dst, src, bytes, area);
+    }
+    return QM_OK;
 }
 
 namespace {
@@ -374,6 +432,10 @@ int CQmPicMemAPI_Base::CopyComponentsZeroRest(
     uint32_t uiCount, bool bParallel) {
     if (nothing_to_do(pDst, pSrc, uiWidth, uiSizeInPixels)) return QM_OK;
     if (uiCount > uiDstComponents || uiCount > uiSrcComponents) return QM_REJECTED;
+    if (uiCount == uiDstComponents && uiCount == uiSrcComponents &&
+        same_lists(puiDstIndexes, puiSrcIndexes, uiCount))
+        return copyparallel(pDst, uiDstWidthBytes, pSrc, uiSrcWidthBytes, uiDstComponents, uiBpc,
+                            uiWidth, uiSizeInPixels, bParallel);
     if (uiCount == uiDstComponents)  // no rest
         return CopyComponents(pDst, uiDstComponents, puiDstIndexes, uiDstWidthBytes, pSrc,
                               uiSrcComponents, puiSrcIndexes, uiSrcWidthBytes, uiBpc, uiWidth,
@@ -383,13 +445,15 @@ int CQmPicMemAPI_Base::CopyComponentsZeroRest(
                 uiSrcWidthBytes, uiWidth, uiSizeInPixels, uiCount, bParallel);
 }
 
-int CQmPicMemAPI_Base::MergeComponents(
-    void* pDst, uint32_t uiDstComponents, const uint32_t* puiDstIndexes1,
-    const uint32_t* puiDstIndexes2, uint32_t uiDstWidthBytes, const void* pSrc1,
-    uint32_t uiSrc1Components, const uint32_t* puiSrc1Indexes, uint32_t uiCount1,
-    uint32_t uiSrc1WidthBytes, const void* pSrc2, uint32_t uiSrc2Components,
-    const uint32_t* puiSrc2Indexes, uint32_t uiCount2, uint32_t uiSrc2WidthBytes, uint32_t uiBpc,
-    uint32_t uiWidth, uint32_t uiSizeInPixels) {
+int CQmPicMemAPI_Base::MergeComponents(void* pDst, uint32_t uiDstComponents,
+                                       const uint32_t* puiDstIndexes1,
+                                       const uint32_t* puiDstIndexes2, uint32_t uiDstWidthBytes,
+                                       const void* pSrc1, uint32_t uiSrc1Components,
+                                       const uint32_t* puiSrc1Indexes, uint32_t uiCount1,
+                                       uint32_t uiSrc1WidthBytes, const void* pSrc2,
+                                       uint32_t uiSrc2Components, const uint32_t* puiSrc2Indexes,
+                                       uint32_t uiCount2, uint32_t uiSrc2WidthBytes, uint32_t uiBpc,
+                                       uint32_t uiWidth, uint32_t uiSizeInPixels) {
     if (nothing_to_do(pDst, pSrc1, uiWidth, uiSizeInPixels)) return QM_OK;
     if (uint64_t{uiCount1} + uiCount2 > uiDstComponents || uiCount1 > uiSrc1Components ||
         uiCount2 > uiSrc2Components)

@@ -53,9 +53,9 @@ QM_API CopyComponentsKernel copycomponents_Nx8_to_Nx8, copycomponents_Nx16_to_Nx
 /// of the others.
 QM_API CopyComponentsKernel copycomponentszerorest_Nx8_to_Nx8, copycomponentszerorest_Nx16_to_Nx16;
 
-/// One pixel out of two pictures: the moves of the first list, then those of the second, so that the
-/// second wins where both name a component. Components that neither names stay. Always on an OpenMP
-/// team. Lists and arguments are those of CopyComponentsKernel.
+/// One pixel out of two pictures: the moves of the first list, then those of the second, so that
+/// the second wins where both name a component. Components that neither names stay. Always on an
+/// OpenMP team. Lists and arguments are those of CopyComponentsKernel.
 using MergeComponentsKernel = int(void* pDst, uint32_t uiDstComponents,
                                   const uint32_t* puiDstIndexes1, const uint32_t* puiDstIndexes2,
                                   uint32_t uiDstWidthBytes, const void* pSrc1,
