@@ -221,7 +221,62 @@ class QM_API CQmPicMemAPI_Base {
 
     // ----- Masks ---------------------------------------------------------------------------------
 
+    /// A component under a mask: see masks.h for `uiMaskValue`. The mask has one component, of up
+    /// to 8 bits in bytes or 9 to 16 in words, as have the pictures; other depths of either give
+    /// -2. `bInside` copies where the mask is the value, else where it is not. `pMask` is not
+    /// tested for null.
+    static int CopyComponentMask(void* pDst, uint32_t uiDstComponents, uint32_t uiDstWidthBytes,
+                                 uint32_t uiDstIndex, const void* pSrc, uint32_t uiSrcComponents,
+                                 uint32_t uiSrcWidthBytes, uint32_t uiSrcIndex, uint32_t uiBpc,
+                                 const void* pMask, uint32_t uiMaskWidthBytes, uint32_t uiMaskBpc,
+                                 uint32_t uiWidth, uint64_t uiSizeInPixels, uint32_t uiMaskValue,
+                                 bool bInside);
+    /// Pixels of (uiBpc + 7) / 8 * uiComponents bytes under a mask, at any depth. A mask of more
+    /// than 16 bits gives -4. `pMask` is not tested for null.
+    static int CopyMask(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                        uint32_t uiSrcWidthBytes, uint32_t uiComponents, uint32_t uiBpc,
+                        const void* pMask, uint32_t uiMaskBpc, uint32_t uiMaskWidthBytes,
+                        uint32_t uiWidth, uint64_t uiSizeInPixels, uint32_t uiMaskValue,
+                        bool bInside);
+
     // ----- Mirrors and colour orders -------------------------------------------------------------
+
+    /// Rows reversed: pixel x takes pixel `uiWidth` - 1 - x. In place (equal pointers) at every
+    /// depth, in pixels of (uiBpc + 7) / 8 * uiComponents bytes: 3 a component from 17 to 24 bits,
+    /// which mirrors only pictures that are stored so. Between two memories a pixel is
+    /// `uiComponents` words at 9 to 16 bits and as many bytes at all others, so that deeper
+    /// pictures are not mirrored. Memories that overlap otherwise are the caller's fault.
+    static int FlipHor(void* pDst, const void* pSrc, uint32_t uiBpc, uint32_t uiComponents,
+                       uint32_t uiWidthBytes, uint32_t uiWidth, uint32_t uiHeight);
+    /// Rows in reverse order. Each is the smaller of the two strides, padding included, so that
+    /// both memories have to reach to the end of the last row's stride. No depth: bytes are bytes.
+    static int FlipVert(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                        uint32_t uiSrcWidthBytes, uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// The same in place, padding included. The middle one of three rows stays.
+    static int FlipVert(void* pDst, uint32_t uiWidthBytes, uint32_t uiWidth,
+                        uint64_t uiSizeInPixels);
+    /// One component, rows in reverse order, to a picture of one: up to 8 bits in bytes, 9 to 16 in
+    /// words, else -2. Every row of the destination is filled as far as its stride goes, in n =
+    /// stride / unit units; `uiWidth` only says how many rows there are. So (n - 1) *
+    /// uiSrcComponents + uiSrcIndex + 1 units have to be readable from the start of every source
+    /// row, the last one included.
+    static int FlipVertExtractComp(uint32_t uiSrcIndex, void* pDst, uint32_t uiDstWidthBytes,
+                                   const void* pSrc, uint32_t uiSrcWidthBytes,
+                                   uint32_t uiSrcComponents, uint32_t uiBpc, uint32_t uiWidth,
+                                   uint64_t uiSizeInPixels);
+    /// Four components to three, 8 bits or 9 to 16: the last is dropped.
+    static int CollapseRGBAtoRGB(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                                 uint32_t uiSrcWidthBytes, uint32_t uiBpc, uint32_t uiWidth,
+                                 uint64_t uiSizeInPixels);
+    /// Three components to four, 8 bits or 9 to 16: the new one becomes `uiAlpha`, of which the low
+    /// 8 or 16 bits count.
+    static int ExpandRGBtoRGBA(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                               uint32_t uiSrcWidthBytes, uint32_t uiAlpha, uint32_t uiBpc,
+                               uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// Components 0 and 2 of every pixel change places, in place. 8 bits or 9 to 16; other depths
+    /// and fewer than three components are left alone. `pDst` is not tested for null.
+    static void ConvertBGRtoRGB(void* pDst, uint32_t uiComponents, uint32_t uiBpc,
+                                uint32_t uiWidthBytes, uint32_t uiWidth, uint32_t uiHeight);
 
     // ----- Look-up tables ------------------------------------------------------------------------
 
