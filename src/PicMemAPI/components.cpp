@@ -15,13 +15,6 @@ namespace {
 
 using namespace qmpic;
 
-struct Same {
-    template <class T>
-    T operator()(T value) const {
-        return value;
-    }
-};
-
 // Rows as a signed 32-bit number.
 Area in_32_bits(Area area) {
     const auto rows = static_cast<int32_t>(static_cast<uint32_t>(area.rows));

@@ -12,13 +12,6 @@ namespace {
 
 using namespace qmpic;
 
-struct Same {
-    template <class T>
-    T operator()(T value) const {
-        return value;
-    }
-};
-
 /// Which pixels of an area are chosen.
 template <class Unit>
 struct Choice {

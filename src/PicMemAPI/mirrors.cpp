@@ -13,13 +13,6 @@ namespace {
 
 using namespace qmpic;
 
-struct Same {
-    template <class T>
-    T operator()(T value) const {
-        return value;
-    }
-};
-
 // Rows of pixels of so many bytes, a constant or (0) given, where nothing shuffles them.
 template <uint32_t known>
 struct Mirror {
