@@ -140,15 +140,19 @@ struct Rearrange {
     }
 };
 
-// The steps are numbers of their own: what is reached through a reference might change with every
-// byte that is written.
+// Two moves at a time. The steps are numbers of their own: what is reached through a reference might
+// change with every byte that is written.
 template <class T>
 void move(Sample<T>* d, uint64_t d_step, const Sample<T>* s, uint64_t pixels, const Moves& moves) {
     const uint64_t s_step = moves.components;
-    for (uint32_t k = 0; k < moves.count; ++k) {
-        Sample<T>* const to = d + moves.to[k];
-        const Sample<T>* const from = s + moves.from[k];
-        for (uint64_t x = 0; x < pixels; ++x) to[x * d_step] = from[x * s_step].value;
+    for (uint32_t k = 0; k < moves.count; k += 2) {
+        const uint32_t also = k + 1 < moves.count ? k + 1 : k;
+        const uint64_t to1 = moves.to[k], from1 = moves.from[k];
+        const uint64_t to2 = moves.to[also], from2 = moves.from[also];
+        for (uint64_t x = 0; x < pixels; ++x) {
+            d[x * d_step + to1] = s[x * s_step + from1].value;
+            d[x * d_step + to2] = s[x * s_step + from2].value;
+        }
     }
 }
 
