@@ -111,6 +111,9 @@ class QM_API SQmPicBufAPI_Base {
     static int CopyRect(std::uint32_t uiDstX, std::uint32_t uiDstY, std::uint32_t uiWidth,
                         std::uint32_t uiHeight, SQmPicBuf* pDst, std::uint32_t uiSrcX,
                         std::uint32_t uiSrcY, const SQmPicBuf* pSrc);
+    /// One component of a rectangle, between pictures of the same depth. Nothing is clipped. Above
+    /// 16 bits it is moved as 32-bit words, but pixels are found as in CopyRect: rectangles of 17
+    /// to 24 bits have to begin at x = 0. -9 without destination pixels, 0 without source pixels.
     static int CopyRectComp(std::uint32_t uiDstX, std::uint32_t uiDstY, std::uint32_t uiWidth,
                             std::uint32_t uiHeight, std::uint32_t uiDstComponent, SQmPicBuf* pDst,
                             std::uint32_t uiSrcX, std::uint32_t uiSrcY,

@@ -23,6 +23,14 @@
 
 namespace qmpic {
 
+/// The op that keeps values.
+struct Same {
+    template <class T>
+    T operator()(T value) const {
+        return value;
+    }
+};
+
 /// One component of the pixels of a picture: sample `index`, then every `step`-th.
 template <class Picture>
 struct Component {
