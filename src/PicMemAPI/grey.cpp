@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <array>
+#include <type_traits>
 
+#include "PicMemAPI/grey_avx512.h"
 #include "PicMemAPI/grey_kernels.h"
 #include "core/arithmetic.h"
 #include "core/shapes.h"
@@ -94,9 +96,29 @@ struct DropFourth {
     }
 };
 
+/// Rows by one of the functions of grey_avx512.h, `row(d, s, width)`, at the level that they need.
+template <class T, class Row>
+struct RowByAvx512 {
+    uint64_t width;
+    Row row;
+    void operator()(Sample<T>* d, const Sample<T>* s) const { row(d, s, width); }
+};
+template <class T, uint32_t to, uint32_t from, class Row>
+void rows_by_avx512(Dst dst, Src src, Area area, Row row) {
+    area = joined(kCallingThread, area,
+                  {{dst.stride, to * sizeof(T)}, {src.stride, from * sizeof(T)}});
+    each_row<T, T>(kCallingThread, dst, src, area, RowByAvx512<T, Row>{area.width, row});
+}
+
 /// Walks the rows itself, since a step of it is four pixels and a row may end in fewer.
 template <class T, class Word>
-void add_fourth(Dst dst, Src src, Area area, AddFourth<T, Word> op) {
+void add_fourth(Dst dst, Src src, Area area, T value) {
+    if (active_isa() == Isa::Avx512)
+        return rows_by_avx512<T, 4, 3>(dst, src, area,
+                                       [=](Sample<T>* d, const Sample<T>* s, uint64_t width) {
+                                           avx512::add_fourth(d, s, width, value);
+                                       });
+    const AddFourth<T, Word> op(value);
     area = joined(kCallingThread, area, {{dst.stride, 4 * sizeof(T)}, {src.stride, 3 * sizeof(T)}});
     walk_rows(kCallingThread, area.rows, [=](RowRange rows) {
         for (uint64_t y = rows.first; y < rows.last; ++y) {
@@ -110,73 +132,6 @@ void add_fourth(Dst dst, Src src, Area area, AddFourth<T, Word> op) {
         }
     });
 }
-
-// ----- Grey
-
-/// weight * value / F without leaving the lanes of T, F being the greatest value of T.
-uint8_t part(uint8_t weight, uint8_t value) {
-    return static_cast<uint8_t>(div_255_in_16_bits(static_cast<uint16_t>(weight * value)));
-}
-uint16_t part(uint16_t weight, uint16_t value) {
-    const uint32_t product = uint32_t{weight} * value;
-    const auto high = static_cast<uint16_t>(product >> 16), low = static_cast<uint16_t>(product);
-    // div_65535 by halves: (product + high + 1) >> 16 is high and the carry of low + high + 1.
-    const bool carries = low >= static_cast<uint16_t>(~high);
-    return carries ? static_cast<uint16_t>(high + 1) : high;
-}
-
-/// A weight on the scale of F, modulo F + 1.
-template <class T>
-T scaled(double weight) {
-    return static_cast<T>(trunc_u32(weight * static_cast<T>(-1) + 0.5));
-}
-
-/// The weights of three components; the last one makes them add up to F.
-template <class T>
-std::array<T, 3> three_weights(const double* weights) {
-    const T w0 = scaled<T>(weights[0]), w1 = scaled<T>(weights[1]);
-    return {w0, w1, static_cast<T>(static_cast<T>(-1) - w0 - w1)};
-}
-
-/// Of four the last one is 0 where the others exceed F.
-template <class T>
-std::array<T, 4> four_weights(const double* weights) {
-    constexpr uint32_t kFull = static_cast<T>(-1);
-    const T w0 = scaled<T>(weights[0]), w1 = scaled<T>(weights[1]), w2 = scaled<T>(weights[2]);
-    const uint32_t sum = uint32_t{w0} + w1 + w2;
-    return {w0, w1, w2, static_cast<T>(sum > kFull ? 0 : kFull - sum)};
-}
-
-template <class T, size_t count>
-struct Weighted {
-    std::array<T, count> weights;
-    void operator()(Sample<T>* d, const Sample<T>* s) const {
-        T grey = 0;
-        for (size_t c = 0; c < count; ++c) grey = static_cast<T>(grey + part(weights[c], T{s[c]}));
-        d[0] = grey;
-    }
-};
-
-/// Holds the sum of a few samples.
-template <class T>
-using Sum = std::conditional_t<sizeof(T) == 1, uint16_t, uint32_t>;
-
-/// Of which only a byte is stored, also in a word.
-template <class T>
-struct MeanOfThree {
-    void operator()(Sample<T>* d, const Sample<T>* s) const {
-        const auto sum = static_cast<Sum<T>>(T{s[0]} + T{s[1]} + T{s[2]} + 1);
-        d[0] = static_cast<uint8_t>(sum / 3);
-    }
-};
-
-template <class T>
-struct MeanOfFour {
-    void operator()(Sample<T>* d, const Sample<T>* s) const {
-        const auto sum = static_cast<Sum<T>>(T{s[0]} + T{s[1]} + T{s[2]} + T{s[3]} + 2);
-        d[0] = static_cast<T>(sum >> 2);
-    }
-};
 
 }  // namespace
 
@@ -217,11 +172,9 @@ KERNEL(convert_1x16_to_4x16, uint16_t, uint64_t)
 #define KERNEL(name, Storage, Two, Four)                                                           \
     int name(void* pDst, uint32_t uiDstComponents, uint32_t uiDstWidthBytes, const void* pSrc,     \
              uint32_t uiSrcWidthBytes, uint32_t uiWidth, uint64_t uiSizeInPixels) {                \
-        each_pixel<Storage, Storage, 0, 1>(kCallingThread, Dst{pDst, uiDstWidthBytes},             \
-                                           {uiDstComponents}, Src{pSrc, uiSrcWidthBytes}, {},      \
-                                           Area::of_pixels(uiWidth, uiSizeInPixels),               \
-                                           ToMany<Storage>{uiDstComponents});                      \
-        return QM_OK;                                                                              \
+        return replicate<Storage, Two, Four>(Dst{pDst, uiDstWidthBytes}, uiDstComponents,          \
+                                             Src{pSrc, uiSrcWidthBytes},                           \
+                                             Area::of_pixels(uiWidth, uiSizeInPixels));            \
     }
 
 // clang-format off
@@ -234,9 +187,8 @@ KERNEL(convert_1x16_to_Nx16, uint16_t, uint32_t, uint64_t)
 #define KERNEL(name, Storage, Word)                                                                \
     int name(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc, uint32_t uiSrcWidthBytes,     \
              Storage value, uint32_t uiWidth, uint64_t uiSizeInPixels) {                           \
-        add_fourth<Storage>(Dst{pDst, uiDstWidthBytes}, Src{pSrc, uiSrcWidthBytes},                \
-                            Area::of_pixels(uiWidth, uiSizeInPixels),                              \
-                            AddFourth<Storage, Word>{value});                                      \
+        add_fourth<Storage, Word>(Dst{pDst, uiDstWidthBytes}, Src{pSrc, uiSrcWidthBytes},          \
+                                  Area::of_pixels(uiWidth, uiSizeInPixels), value);                \
         return QM_OK;                                                                              \
     }
 
@@ -247,70 +199,181 @@ KERNEL(convert_3x16_to_4x16, uint16_t, uint64_t)
 
 #undef KERNEL
 
-// What is done to a pixel: the mean or the weighted sum.
-#define KERNEL(name, Storage, from, Mean, weights_of)                                              \
+// ----- Grey
+
+namespace {
+
+/// weight * value / F without leaving the lanes of T, F being the greatest value of T.
+uint8_t part(uint8_t weight, uint8_t value) {
+    return static_cast<uint8_t>(div_255_in_16_bits(static_cast<uint16_t>(weight * value)));
+}
+uint16_t part(uint16_t weight, uint16_t value) {
+    const uint32_t product = uint32_t{weight} * value;
+    const auto high = static_cast<uint16_t>(product >> 16), low = static_cast<uint16_t>(product);
+    // div_65535 by halves: (product + high + 1) >> 16 is high and the carry of low + high + 1.
+    const bool carries = low >= static_cast<uint16_t>(~high);
+    return carries ? static_cast<uint16_t>(high + 1) : high;
+}
+
+/// A weight on the scale of F, modulo F + 1.
+template <class T>
+T scaled(double weight) {
+    return static_cast<T>(trunc_u32(weight * static_cast<T>(-1) + 0.5));
+}
+
+/// The weights of three components; the last one makes them add up to F.
+template <class T>
+std::array<T, 3> three_weights(const double* weights) {
+    const T w0 = scaled<T>(weights[0]), w1 = scaled<T>(weights[1]);
+    return {w0, w1, static_cast<T>(static_cast<T>(-1) - w0 - w1)};
+}
+
+/// Of four the last one is 0 where the others exceed F.
+template <class T>
+std::array<T, 4> four_weights(const double* weights) {
+    constexpr uint32_t kFull = static_cast<T>(-1);
+    const T w0 = scaled<T>(weights[0]), w1 = scaled<T>(weights[1]), w2 = scaled<T>(weights[2]);
+    const uint32_t sum = uint32_t{w0} + w1 + w2;
+    return {w0, w1, w2, static_cast<T>(sum > kFull ? 0 : kFull - sum)};
+}
+
+/// The weights of any number of components; the first one makes them add up.
+template <class T>
+class AnyWeights {
+  public:
+    AnyWeights(const double* given, uint32_t count) : given_(given), first_(static_cast<T>(-1)) {
+        for (uint32_t c = 1; c < count; ++c) first_ = static_cast<T>(first_ - scaled<T>(given[c]));
+    }
+    T operator[](uint32_t c) const { return c == 0 ? first_ : scaled<T>(given_[c]); }
+    template <uint32_t count>
+    std::array<T, count> all() const {
+        std::array<T, count> weights;
+        for (uint32_t c = 0; c < count; ++c) weights[c] = (*this)[c];
+        return weights;
+    }
+
+  private:
+    const double* given_;
+    T first_;
+};
+
+template <class T, size_t count>
+struct WeightedSum {
+    std::array<T, count> weights;
+    void operator()(Sample<T>* d, const Sample<T>* s) const {
+        T grey = 0;
+        for (size_t c = 0; c < count; ++c) grey = static_cast<T>(grey + part(weights[c], T{s[c]}));
+        d[0] = grey;
+    }
+};
+
+/// (sum + count / 2) / count, stored in the low bits of `Kept`.
+template <class T, uint32_t count, class Kept = T>
+struct Mean {
+    using Sum = std::conditional_t<sizeof(T) == 1, uint16_t, uint32_t>;
+    void operator()(Sample<T>* d, const Sample<T>* s) const {
+        Sum sum = count / 2;
+        for (uint32_t c = 0; c < count; ++c) sum = static_cast<Sum>(sum + T{s[c]});
+        d[0] = static_cast<Kept>(sum / count);
+    }
+};
+
+template <class T, size_t count>
+int weigh(Dst dst, Src src, std::array<T, count> weights, Area area) {
+    if constexpr (count > 2)
+        if (active_isa() == Isa::Avx512) {
+            rows_by_avx512<T, 1, count>(dst, src, area,
+                                        [=](Sample<T>* d, const Sample<T>* s, uint64_t width) {
+                                            avx512::weigh(d, s, width, weights);
+                                        });
+            return QM_OK;
+        }
+    each_pixel<T, T, 1, count>(kCallingThread, dst, {}, src, {}, area,
+                               WeightedSum<T, count>{weights});
+    return QM_OK;
+}
+
+template <class T, uint32_t count, class Kept = T>
+int average(Dst dst, Src src, Area area) {
+    if constexpr (sizeof(T) == 1 && count == 3)
+        if (active_isa() == Isa::Avx512) {
+            rows_by_avx512<T, 1, count>(dst, src, area, avx512::mean_of_three);
+            return QM_OK;
+        }
+    each_pixel<T, T, 1, count>(kCallingThread, dst, {}, src, {}, area, Mean<T, count, Kept>{});
+    return QM_OK;
+}
+
+}  // namespace
+
+#define KERNEL(name, Storage, from, weights_of, ...)                                               \
     int name(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc, uint32_t uiSrcWidthBytes,     \
              const double* pdWeights, uint32_t uiWidth, uint64_t uiSizeInPixels) {                 \
         const Dst dst{pDst, uiDstWidthBytes};                                                      \
         const Src src{pSrc, uiSrcWidthBytes};                                                      \
         const Area area = Area::of_pixels(uiWidth, uiSizeInPixels);                                \
-        if (pdWeights == nullptr)                                                                  \
-            each_pixel<Storage, Storage, 1, from>(kCallingThread, dst, {}, src, {}, area, Mean{}); \
-        else                                                                                       \
-            each_pixel<Storage, Storage, 1, from>(                                                 \
-                kCallingThread, dst, {}, src, {}, area,                                            \
-                Weighted<Storage, from>{weights_of<Storage>(pdWeights)});                          \
-        return QM_OK;                                                                              \
+        return pdWeights != nullptr                                                                \
+                   ? weigh(dst, src, weights_of<Storage>(pdWeights), area)                         \
+                   : average<Storage, from __VA_OPT__(, ) __VA_ARGS__>(dst, src, area);            \
     }
 
 // clang-format off
-KERNEL(convert_3x8_to_1x8,   uint8_t,  3, MeanOfThree<uint8_t>,  three_weights)
-KERNEL(convert_3x16_to_1x16, uint16_t, 3, MeanOfThree<uint16_t>, three_weights)  // 8 bits of the mean
-KERNEL(convert_4x8_to_1x8,   uint8_t,  4, MeanOfFour<uint8_t>,   four_weights)
-KERNEL(convert_4x16_to_1x16, uint16_t, 4, MeanOfFour<uint16_t>,  four_weights)
+KERNEL(convert_3x8_to_1x8,   uint8_t,  3, three_weights)
+KERNEL(convert_3x16_to_1x16, uint16_t, 3, three_weights, uint8_t)  // stores a byte of the mean
+KERNEL(convert_4x8_to_1x8,   uint8_t,  4, four_weights)
+KERNEL(convert_4x16_to_1x16, uint16_t, 4, four_weights)
 // clang-format on
 
 #undef KERNEL
 
-// ----- Any number of components
-// The rows are walked here, since sums of a run of pixels outlive each component.
-
 namespace {
 
-constexpr uint64_t kRun = 256;  // pixels whose sums stay in the first level of cache
-
-/// `term(c)` says what the samples of component c add to the sums of their pixels, `store(sum)`
-/// what becomes of those.
-template <class T, class Sums, uint32_t known, class Term, class Store>
-void sum_components(Dst dst, Src src, Count<known> count, Area area, Term term, Store store) {
-    area =
-        joined(kCallingThread, area, {{dst.stride, sizeof(T)}, {src.stride, count() * sizeof(T)}});
+/// `term(c)` says what samples of component c add to the sums of their pixels, `store(sum)` what
+/// becomes of those. Walks the rows itself, since the sums of a run of pixels outlive a component.
+template <class T, class Sum, class Term, class Store>
+void sum_components(Dst dst, Src src, uint32_t count, Area area, Term term, Store store) {
+    constexpr uint64_t kRun = 256;
     walk_rows(kCallingThread, area.rows, [=](RowRange rows) {
         for (uint64_t y = rows.first; y < rows.last; ++y) {
             Sample<T>* d = dst.row<T>(y);
             const Sample<T>* s = src.row<T>(y);
             for (uint64_t left = area.width; left != 0;) {
                 const uint64_t run = std::min(left, kRun);
-                Sums sums[kRun];
+                Sum sums[kRun];
                 for (uint64_t x = 0; x < run; ++x) sums[x] = 0;
-                for (uint32_t c = 0; c < count(); ++c) {
-                    const auto of = term(c);
+                for (uint64_t c = 0; c < count; ++c) {
+                    const auto added = term(static_cast<uint32_t>(c));
                     for (uint64_t x = 0; x < run; ++x)
-                        sums[x] = static_cast<Sums>(sums[x] + of(T{s[x * count() + c]}));
+                        sums[x] = static_cast<Sum>(sums[x] + added(T{s[x * count + c]}));
                 }
                 for (uint64_t x = 0; x < run; ++x) d[x] = store(sums[x]);
-                d += run, s += run * count(), left -= run;
+                d += run, s += run * count, left -= run;
             }
         }
     });
 }
 
-/// Two components are frequent, and a constant lets vectors shuffle.
-template <class T, class Sums, class Term, class Store>
-void sum_components(Dst dst, Src src, uint32_t count, Area area, Term term, Store store) {
-    if (count == 2) return sum_components<T, Sums>(dst, src, Count<2>{}, area, term, store);
-    sum_components<T, Sums>(dst, src, Count<0>{count}, area, term, store);
-}
+struct Itself {
+    template <class T>
+    T operator()(T value) const {
+        return value;
+    }
+};
+struct Whole {
+    Itself operator()(uint32_t) const { return {}; }
+};
+
+template <class T>
+struct Part {
+    T weight;
+    T operator()(T value) const { return part(weight, value); }
+};
+/// Weights are made when their component comes, so that a call needs no memory for them.
+template <class T>
+struct Parts {
+    AnyWeights<T> weights;
+    Part<T> operator()(uint32_t c) const { return {weights[c]}; }
+};
 
 /// (sum + n / 2) / n in whole numbers of 32 bits, whose quotient by doubles is exact.
 template <class T>
@@ -322,44 +385,29 @@ struct Rounded {
     }
 };
 
-struct Itself {
-    template <class T>
-    T operator()(T value) const {
-        return value;
-    }
-};
-
+/// Counts for which there are better loops have them.
 template <class T>
-struct Part {
-    T weight;
-    T operator()(T value) const { return part(weight, value); }
-};
-
-/// The weight of each component, computed when it is asked for. The first one makes them add up.
-template <class T>
-struct Parts {
-    const double* weights;
-    T first;
-    Parts(const double* given, uint32_t count) : weights(given), first(static_cast<T>(-1)) {
-        for (uint32_t c = 1; c < count; ++c) first = static_cast<T>(first - scaled<T>(given[c]));
-    }
-    Part<T> operator()(uint32_t c) const { return {c == 0 ? first : scaled<T>(weights[c])}; }
-};
-
-struct Whole {
-    Itself operator()(uint32_t) const { return {}; }
-};
-
-template <class T>
-int grey_of_any(Dst dst, Src src, uint32_t count, const double* weights, Area area) {
+int grey_of_any(Dst dst, Src src, uint32_t count, const double* given, Area area) {
     if (count == 0) return QM_BAD_BUFFER;
-    if (count == 1)  // the mean of it, and its weight is full
+    if (count == 1) {  // the mean of it, and its weight is full
         copy_lines(kCallingThread, dst, src, area.width * sizeof(T), area.rows);
-    else if (weights == nullptr)
-        sum_components<T, uint32_t>(dst, src, count, area, Whole{}, Rounded<T>{count});
-    else
-        sum_components<T, T>(dst, src, count, area, Parts<T>{weights, count}, Itself{});
-    return QM_OK;
+        return QM_OK;
+    }
+    if (given == nullptr) switch (count) {
+        case 2: return average<T, 2>(dst, src, area);
+        case 3: return average<T, 3>(dst, src, area);
+        case 4: return average<T, 4>(dst, src, area);
+        default:
+            sum_components<T, uint32_t>(dst, src, count, area, Whole{}, Rounded<T>{count});
+            return QM_OK;
+        }
+    const AnyWeights<T> weights(given, count);
+    switch (count) {
+    case 2: return weigh(dst, src, weights.template all<2>(), area);
+    case 3: return weigh(dst, src, weights.template all<3>(), area);
+    case 4: return weigh(dst, src, weights.template all<4>(), area);
+    default: sum_components<T, T>(dst, src, count, area, Parts<T>{weights}, Itself{}); return QM_OK;
+    }
 }
 
 }  // namespace

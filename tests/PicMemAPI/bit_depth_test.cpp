@@ -654,23 +654,22 @@ TEST(Shifts, AreRightForEveryValueBetweenAllDepths) {
 
 template <class T, class S, class Convert>
 void check_overlap(const char* what, Convert convert, uint64_t (*one)(uint64_t)) {
-    constexpr int kWidth = 70, kBytes = 400, kMiddle = 120;
+    constexpr size_t kWidth = 70, kBytes = 400, kMiddle = 120;
     for (const Level level : levels()) {
         const ForcedLevel forced(level);
-        for (int offset = -kMiddle; offset <= kMiddle; ++offset) {
-            Random random(static_cast<uint64_t>(offset + kMiddle));
+        for (size_t place = 0; place <= 2 * kMiddle; ++place) {
+            Random random(place);
             std::vector<uint8_t> found(kBytes);
             for (uint8_t& byte : found) byte = static_cast<uint8_t>(random.any());
             std::vector<uint8_t> expected = found;
-            for (int x = 0; x < kWidth; ++x) {
+            for (size_t x = 0; x < kWidth; ++x) {
                 S s;
-                std::memcpy(&s, &expected[static_cast<size_t>(kMiddle) + sizeof s * x], sizeof s);
+                std::memcpy(&s, &expected[kMiddle + sizeof s * x], sizeof s);
                 const T d = static_cast<T>(one(s));
-                std::memcpy(&expected[static_cast<size_t>(kMiddle + offset) + sizeof d * x], &d,
-                            sizeof d);
+                std::memcpy(&expected[place + sizeof d * x], &d, sizeof d);
             }
-            ASSERT_EQ(convert(&found[kMiddle + offset], &found[kMiddle], kWidth), QM_OK);
-            ASSERT_EQ(found, expected) << what << ", " << offset << " bytes apart";
+            ASSERT_EQ(convert(&found[place], &found[kMiddle], kWidth), QM_OK);
+            ASSERT_EQ(found, expected) << what << " from " << kMiddle << " to " << place;
         }
     }
 }
