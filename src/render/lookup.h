@@ -1,0 +1,93 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "core/shapes.h"
+
+/// Tables as callers hand them over, and the loops of looking up. Loads through a table do not
+/// vectorise: what decides is how many there are a pixel.
+
+namespace qmpic {
+
+/// A cell a value.
+template <class Cell>
+struct FlatTable {
+    const Sample<Cell>* cells;
+    explicit FlatTable(const void* luts) : cells(static_cast<const Sample<Cell>*>(luts)) {}
+    Cell operator()(uint32_t value, uint64_t = 0) const { return cells[value]; }
+};
+
+/// A row of cells a value, each behind a pointer of its own.
+template <class Cell>
+struct RowTable {
+    const Sample<const void*>* rows;
+    explicit RowTable(const void* luts) : rows(static_cast<const Sample<const void*>*>(luts)) {}
+    const Sample<Cell>* row(uint32_t value) const {
+        return static_cast<const Sample<Cell>*>(rows[value].value);
+    }
+    Cell operator()(uint32_t value, uint64_t cell) const { return row(value)[cell]; }
+};
+
+/// Rows that lie one behind the other: no pointer to load, and half the memory to keep at hand.
+template <class Cell, uint32_t known>
+struct BlockTable {
+    const Sample<Cell>* cells;
+    Count<known> count;
+    Cell operator()(uint32_t value, uint64_t cell) const { return cells[value * count() + cell]; }
+};
+
+/// Looking through 2^bits pointers must be less than the loads that it saves.
+template <class Cell>
+bool is_block(RowTable<Cell> table, uint64_t cells, uint32_t bits, Area area) {
+    const uint32_t values = uint32_t{1} << bits;
+    if (area.width * area.rows < values) return false;
+    uintptr_t next = reinterpret_cast<uintptr_t>(table.row(0));
+    for (uint32_t i = 0; i < values; ++i, next += cells * sizeof(Cell))
+        if (reinterpret_cast<uintptr_t>(table.row(i)) != next) return false;
+    return true;
+}
+
+/// Only the low bits of a value count.
+template <class Table>
+struct Masked {
+    Table table;
+    uint32_t mask;
+    auto operator()(uint32_t value, uint64_t cell = 0) const { return table(value & mask, cell); }
+};
+
+/// d[i] = table(s[i]), four at a time: else the loop would cost as much as the loads.
+template <class T, class S, class Table>
+void look_up_samples(Team team, Dst dst, Src src, Area area, Table table) {
+    area = joined(team, area, {{dst.stride, sizeof(T)}, {src.stride, sizeof(S)}});
+    each_row<T, S>(team, dst, src, area, [=](Sample<T>* d, const Sample<S>* s) {
+        uint64_t x = 0;
+        for (; x + 4 <= area.width; x += 4) {
+            const T v0 = table(s[x]), v1 = table(s[x + 1]), v2 = table(s[x + 2]),
+                    v3 = table(s[x + 3]);
+            d[x] = v0, d[x + 1] = v1, d[x + 2] = v2, d[x + 3] = v3;
+        }
+        for (; x < area.width; ++x) d[x] = table(s[x]);
+    });
+}
+
+/// Each component through its own cell.
+template <class T, class S, uint32_t known, class Table>
+void look_up_components(Team team, Dst dst, Src src, Count<known> count, Area area, Table table) {
+    each_pixel<T, S>(team, dst, count, src, count, area, [=](Sample<T>* d, const Sample<S>* s) {
+        for (uint64_t c = 0; c < count(); ++c) d[c] = table(s[c], c);
+    });
+}
+
+/// One component to all of the destination.
+template <class T, class S, class Table>
+void look_up_value(Dst dst, Count<0> count, Component<Src> src, Area area, Table table) {
+    const uint32_t index = src.index;
+    each_pixel<T, S>(kCallingThread, dst, count, src.picture, Count<0>{src.step}, area,
+                     [=](Sample<T>* d, const Sample<S>* s) {
+                         const uint32_t value = s[index];
+                         for (uint64_t c = 0; c < count(); ++c) d[c] = table(value, c);
+                     });
+}
+
+}  // namespace qmpic
