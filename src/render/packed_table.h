@@ -45,7 +45,8 @@ void write_pixels(Sample<uint8_t>* d, uint64_t count, Colour colour) {
 }
 
 /// Two colours in one light: a + b - a * b / 255, which is the same as multiplying what each keeps
-/// dark (proven for all pairs by a test). 200 and 100 give 222; 255 stays 255 and 0 changes nothing.
+/// dark (proven for all pairs by a test). 200 and 100 give 222; 255 stays 255 and 0 changes
+/// nothing.
 constexpr uint8_t screen(uint8_t a, uint8_t b) {
     const auto dark = static_cast<uint16_t>((255 - a) * (255 - b));
     return static_cast<uint8_t>(255 - div_255_in_16_bits(dark));
