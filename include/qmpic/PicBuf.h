@@ -47,36 +47,85 @@ class QM_API SQmPicBufAPI_Base {
         CheckBpcComponents,      ///< depth, components
     };
 
+    /// Makes all fields 0 and releases nothing. A record is fit for use after this.
     static void Init(SQmPicBuf* pBuf);
     static void InitN(SQmPicBuf** ppBufs, std::uint32_t uiCount);
+    /// Releases the pixels, if there are any. The format stays.
     static void Free(SQmPicBuf* pBuf);
+    /// Hands each record *itself* to CQmAlloc::Free, and does not read it: for records that were
+    /// allocated there. Release the pixels of each with Free before.
     static void FreeN(SQmPicBuf** ppBufs, std::uint32_t uiCount);
+
+    /// Gives the record a format and memory for it, the old block if the allocator can reuse it.
+    /// Contents are what the allocator leaves.
+    /// @param uiWidthBytes stride; 0 chooses the row rounded up to a multiple of 4 (5 pixels of 3
+    ///                     bytes: 16). Another value is taken unchecked.
+    /// @param uiBpc        cut to its low byte in the record, after the stride was chosen
+    /// @param bClear       all bytes become 0, gaps too
+    /// @return 0; -3 when there is no memory or nothing to allocate (0 bytes), or when the stride
+    ///         would not fit: a row of more than 0xFFFFFFFC bytes. The format is all 0 then. When
+    ///         the stride did not fit the old pixels are still there, else they are released.
     static int Reinit(SQmPicBuf* pBuf, std::uint32_t uiWidth, std::uint32_t uiHeight,
                       std::uint32_t uiWidthBytes, std::uint32_t uiBpc, std::uint32_t uiComponents,
                       bool bClear);
+    /// Reinit of one record after the other; ends at the first that fails and returns its code.
     static int ReinitN(SQmPicBuf** ppBufs, std::uint32_t uiCount, std::uint32_t uiWidth,
                        std::uint32_t uiHeight, std::uint32_t uiWidthBytes, std::uint32_t uiBpc,
                        std::uint32_t uiComponents, bool bClear);
+    /// Reinit with the source's format, its stride included, then Copy.
     static int ReinitAndCopy(SQmPicBuf* pDst, const SQmPicBuf* pSrc);
+
+    /// The format of a picture whose rows are rounded up to 4 bytes, or to `uiAlignment` (above 0).
+    /// Always 0.
     static int GetDesc(std::uint32_t uiWidth, std::uint32_t uiHeight, std::uint32_t uiBpc,
                        std::uint32_t uiComponents, SQmPicBufDesc& desc);
     static int GetDesc(std::uint32_t uiWidth, std::uint32_t uiHeight, std::uint32_t uiBpc,
                        std::uint32_t uiComponents, std::uint32_t uiAlignment, SQmPicBufDesc& desc);
+    /// Copies a format into a record without pixels; allocates nothing. -9 for null or a record
+    /// that holds pixels, which is not changed.
     static int SetDesc(SQmPicBuf* pBuf, const SQmPicBufDesc& desc);
+
+    /// As in CQmPicMemAPI_Base.
     static std::uint32_t CalcCompSize(std::uint32_t uiBpc);
     static std::uint32_t CalcWidthBytes(std::uint32_t uiWidth, std::uint32_t uiBpc,
                                         std::uint32_t uiComponents, std::uint32_t uiAlignment);
+
+    /// Are the fields that the option names equal? False for null and for an unknown option.
+    /// Strides are never compared.
     static bool Check(const SQmPicBuf* p1, const SQmPicBuf* p2, CheckOptions option);
+
+    // The copies run in the calling thread. Where formats do not fit they report to DiagAssertW
+    // (source `PicBufAPI_Base`) and return -9.
+
+    /// The common upper left area of two pictures of the same depth and components: of 100 x 100
+    /// and 50 x 200 it is 50 x 100. Pictures of the same size and stride are copied with their
+    /// gaps. -9 also when the source has no pixels; the destination's are not tested.
     static int Copy(SQmPicBuf* pDst, const SQmPicBuf* pSrc);
+    /// The same between different numbers of components, of the same depth: the first components
+    /// are copied, and those that only the destination has become 0.
     static int CopyComp(SQmPicBuf* pDst, SQmPicBuf* pSrc);
+    /// A rectangle, between pictures of the same depth and components. Nothing is clipped: it must
+    /// lie within both. Full rows of equal strides are copied with their gaps; otherwise a
+    /// component of 17 to 24 bits counts 3 bytes, as in CQmPicMemAPI_Base::Copy, so that such
+    /// pictures are not copied rightly. 0 when one has no pixels.
     static int CopyRect(std::uint32_t uiDstX, std::uint32_t uiDstY, std::uint32_t uiWidth,
                         std::uint32_t uiHeight, SQmPicBuf* pDst, std::uint32_t uiSrcX,
                         std::uint32_t uiSrcY, const SQmPicBuf* pSrc);
+    /// One component of a rectangle, between pictures of the same depth. Nothing is clipped. Above
+    /// 16 bits it is moved as 32-bit words, but pixels are found as in CopyRect: rectangles of 17
+    /// to 24 bits have to begin at x = 0. -9 without destination pixels, 0 without source pixels.
     static int CopyRectComp(std::uint32_t uiDstX, std::uint32_t uiDstY, std::uint32_t uiWidth,
                             std::uint32_t uiHeight, std::uint32_t uiDstComponent, SQmPicBuf* pDst,
                             std::uint32_t uiSrcX, std::uint32_t uiSrcY,
                             std::uint32_t uiSrcComponent, const SQmPicBuf* pSrc);
+    /// The pixels that a mask of the same size selects: those whose mask pixel's first byte is the
+    /// greatest value of the mask's depth (255 of 8 bits), or 0 with `bInverted`. The other pixels
+    /// stay. A mask of more than 8 bits is read bytewise all the same and so selects nothing
+    /// without `bInverted`. Meant for pictures of up to 16 bits: above, only the first half of each
+    /// pixel is copied.
+    /// @return 0; -9 when something is null or formats differ, without a report
     static int CopyViaBinaryUnpacked(SQmPicBuf* pDst, SQmPicBuf* pSrc, SQmPicBuf* pMask,
                                      bool bInverted);
+    /// Exchanges two records, pixels included. Always 0.
     static int Swap(SQmPicBuf* p1, SQmPicBuf* p2);
 };

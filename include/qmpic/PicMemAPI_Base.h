@@ -172,10 +172,111 @@ class QM_API CQmPicMemAPI_Base {
     static int StoreComponent(void* pDst, uint32_t uiDstComponents, uint32_t uiDstWidthBytes,
                               uint32_t uiDstIndex, const void* pSrc, uint32_t uiSrcWidthBytes,
                               uint32_t uiBpc, uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// One component to many, the value repeated in all of them: 7 is (7, 7, 7, 7) in four. One
+    /// destination component is a copy of whole lines, at any depth.
+    static int ExpandComponent(void* pDst, uint32_t uiDstComponents, uint32_t uiDstWidthBytes,
+                               const void* pSrc, uint32_t uiSrcWidthBytes, uint32_t uiBpc,
+                               uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// One block of (uiSrcLast - uiSrcFirst + 1) components a pixel, at any depth. `uiDstFirst` and
+    /// `uiSrcFirst` are also where the blocks begin, counted in *bytes* from the start of a pixel:
+    /// above 8 bits the caller has to multiply them by the bytes of a component, and the last index
+    /// by nothing. Components 1 and 2 of three of 16 bits are first 2, last 3. First 1 starts in
+    /// the middle of the first component. A last index of first - 1 moves nothing.
+    static int ExtractComponentRange(void* pDst, uint32_t uiDstWidthBytes, uint32_t uiDstComponents,
+                                     uint32_t uiDstFirst, const void* pSrc,
+                                     uint32_t uiSrcComponents, uint32_t uiSrcWidthBytes,
+                                     uint32_t uiSrcFirst, uint32_t uiSrcLast, uint32_t uiBpc,
+                                     uint32_t uiWidth, uint64_t uiSizeInPixels);
+
+    /// A list of components: see CopyComponentsKernel. -4 when `uiCount` exceeds either component
+    /// count; 0 when it is 0. Equal lists that name all components of both are a copy of whole
+    /// lines, at any depth. A single component is copied by CopyComponent first, and then once more
+    /// as a list: above 16 bits the component has been copied when -2 comes back.
+    static int CopyComponents(void* pDst, uint32_t uiDstComponents, const uint32_t* puiDstIndexes,
+                              uint32_t uiDstWidthBytes, const void* pSrc, uint32_t uiSrcComponents,
+                              const uint32_t* puiSrcIndexes, uint32_t uiSrcWidthBytes,
+                              uint32_t uiBpc, uint32_t uiWidth, uint32_t uiSizeInPixels,
+                              uint32_t uiCount, bool bParallel);
+    /// The same, and components that the list does not name become 0, all of them for an empty
+    /// list. As many moves as components leave no rest: they are CopyComponents, but equal lists
+    /// that name all components of both are a copy of whole lines here and nothing else.
+    static int CopyComponentsZeroRest(void* pDst, uint32_t uiDstComponents,
+                                      const uint32_t* puiDstIndexes, uint32_t uiDstWidthBytes,
+                                      const void* pSrc, uint32_t uiSrcComponents,
+                                      const uint32_t* puiSrcIndexes, uint32_t uiSrcWidthBytes,
+                                      uint32_t uiBpc, uint32_t uiWidth, uint32_t uiSizeInPixels,
+                                      uint32_t uiCount, bool bParallel);
+    /// One picture out of two: see MergeComponentsKernel. -4 when the moves are more than the
+    /// destination's components, or those of a list more than its source's. With an empty list it
+    /// is CopyComponents of the other one, on a team. `pSrc2` is not tested for null unless it is
+    /// alone; a null `pSrc1` is a no-op even if its list is empty.
+    static int MergeComponents(void* pDst, uint32_t uiDstComponents, const uint32_t* puiDstIndexes1,
+                               const uint32_t* puiDstIndexes2, uint32_t uiDstWidthBytes,
+                               const void* pSrc1, uint32_t uiSrc1Components,
+                               const uint32_t* puiSrc1Indexes, uint32_t uiCount1,
+                               uint32_t uiSrc1WidthBytes, const void* pSrc2,
+                               uint32_t uiSrc2Components, const uint32_t* puiSrc2Indexes,
+                               uint32_t uiCount2, uint32_t uiSrc2WidthBytes, uint32_t uiBpc,
+                               uint32_t uiWidth, uint32_t uiSizeInPixels);
 
     // ----- Masks ---------------------------------------------------------------------------------
 
+    /// A component under a mask: see masks.h for `uiMaskValue`. The mask has one component, of up
+    /// to 8 bits in bytes or 9 to 16 in words, as have the pictures; other depths of either give
+    /// -2. `bInside` copies where the mask is the value, else where it is not. `pMask` is not
+    /// tested for null.
+    static int CopyComponentMask(void* pDst, uint32_t uiDstComponents, uint32_t uiDstWidthBytes,
+                                 uint32_t uiDstIndex, const void* pSrc, uint32_t uiSrcComponents,
+                                 uint32_t uiSrcWidthBytes, uint32_t uiSrcIndex, uint32_t uiBpc,
+                                 const void* pMask, uint32_t uiMaskWidthBytes, uint32_t uiMaskBpc,
+                                 uint32_t uiWidth, uint64_t uiSizeInPixels, uint32_t uiMaskValue,
+                                 bool bInside);
+    /// Pixels of (uiBpc + 7) / 8 * uiComponents bytes under a mask, at any depth. A mask of more
+    /// than 16 bits gives -4. `pMask` is not tested for null.
+    static int CopyMask(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                        uint32_t uiSrcWidthBytes, uint32_t uiComponents, uint32_t uiBpc,
+                        const void* pMask, uint32_t uiMaskBpc, uint32_t uiMaskWidthBytes,
+                        uint32_t uiWidth, uint64_t uiSizeInPixels, uint32_t uiMaskValue,
+                        bool bInside);
+
     // ----- Mirrors and colour orders -------------------------------------------------------------
+
+    /// Rows reversed: pixel x takes pixel `uiWidth` - 1 - x. In place (equal pointers) at every
+    /// depth, in pixels of (uiBpc + 7) / 8 * uiComponents bytes: 3 a component from 17 to 24 bits,
+    /// which mirrors only pictures that are stored so. Between two memories a pixel is
+    /// `uiComponents` words at 9 to 16 bits and as many bytes at all others, so that deeper
+    /// pictures are not mirrored. Memories that overlap otherwise are the caller's fault.
+    static int FlipHor(void* pDst, const void* pSrc, uint32_t uiBpc, uint32_t uiComponents,
+                       uint32_t uiWidthBytes, uint32_t uiWidth, uint32_t uiHeight);
+    /// Rows in reverse order. Each is the smaller of the two strides, padding included, so that
+    /// both memories have to reach to the end of the last row's stride. No depth: bytes are bytes.
+    static int FlipVert(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                        uint32_t uiSrcWidthBytes, uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// The same in place, padding included. The middle one of three rows stays.
+    static int FlipVert(void* pDst, uint32_t uiWidthBytes, uint32_t uiWidth,
+                        uint64_t uiSizeInPixels);
+    /// One component, rows in reverse order, to a picture of one: up to 8 bits in bytes, 9 to 16 in
+    /// words, else -2. Every row of the destination is filled as far as its stride goes, in n =
+    /// stride / unit units; `uiWidth` only says how many rows there are. So (n - 1) *
+    /// uiSrcComponents + uiSrcIndex + 1 units have to be readable from the start of every source
+    /// row, the last one included.
+    static int FlipVertExtractComp(uint32_t uiSrcIndex, void* pDst, uint32_t uiDstWidthBytes,
+                                   const void* pSrc, uint32_t uiSrcWidthBytes,
+                                   uint32_t uiSrcComponents, uint32_t uiBpc, uint32_t uiWidth,
+                                   uint64_t uiSizeInPixels);
+    /// Four components to three, 8 bits or 9 to 16: the last is dropped.
+    static int CollapseRGBAtoRGB(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                                 uint32_t uiSrcWidthBytes, uint32_t uiBpc, uint32_t uiWidth,
+                                 uint64_t uiSizeInPixels);
+    /// Three components to four, 8 bits or 9 to 16: the new one becomes `uiAlpha`, of which the low
+    /// 8 or 16 bits count.
+    static int ExpandRGBtoRGBA(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                               uint32_t uiSrcWidthBytes, uint32_t uiAlpha, uint32_t uiBpc,
+                               uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// Components 0 and 2 of every pixel change places, in place. 8 bits or 9 to 16; other depths
+    /// and fewer than three components are left alone. `pDst` is not tested for null.
+    static void ConvertBGRtoRGB(void* pDst, uint32_t uiComponents, uint32_t uiBpc,
+                                uint32_t uiWidthBytes, uint32_t uiWidth, uint32_t uiHeight);
 
     // ----- Look-up tables ------------------------------------------------------------------------
 

@@ -13,13 +13,27 @@ namespace qmpic {
 inline constexpr auto kCopyComponent = kernels<CopyComponentKernel>({
     K(copycomponent_Nx8_to_Nx8), K(copycomponent_Nx16_to_Nx16), K(copycomponent_Nx32_to_Nx32)});
 
+inline constexpr auto kCopyComponents = kernels<CopyComponentsKernel>({
+    K(copycomponents_Nx8_to_Nx8), K(copycomponents_Nx16_to_Nx16)});
+
+inline constexpr auto kCopyComponentsZeroRest = kernels<CopyComponentsKernel>({
+    K(copycomponentszerorest_Nx8_to_Nx8), K(copycomponentszerorest_Nx16_to_Nx16)});
+
+inline constexpr auto kMergeComponents = kernels<MergeComponentsKernel>({
+    K(mergecomponents_Nx8_to_Nx8), K(mergecomponents_Nx16_to_Nx16)});
+
 #undef K
 // clang-format on
 
 static_assert(kCopyComponent.find(1, 8) == copycomponent_Nx8_to_Nx8);
 static_assert(kCopyComponent.find(3, 12) == copycomponent_Nx16_to_Nx16);
 static_assert(kCopyComponent.find_stored(9, 32) == copycomponent_Nx32_to_Nx32);
+static_assert(kCopyComponents.find(4, 8) == copycomponents_Nx8_to_Nx8);
+static_assert(kCopyComponentsZeroRest.find(3, 16) == copycomponentszerorest_Nx16_to_Nx16);
+static_assert(kMergeComponents.find(1, 9) == mergecomponents_Nx16_to_Nx16);
+static_assert(kMergeComponents.find(1, 17) == nullptr);
 
-inline constexpr auto kComponentLists = std::tie(kCopyComponent);
+inline constexpr auto kComponentLists =
+    std::tie(kCopyComponent, kCopyComponents, kCopyComponentsZeroRest, kMergeComponents);
 
 }  // namespace qmpic

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "PicMemAPI/frame_kernels.h"
+#include "core/scratch.h"
 #include "core/shapes.h"
 #include "qmpic/PicMemAPI_Base.h"
 
@@ -42,32 +43,150 @@ int set_pixels(void* dst, uint32_t components, uint32_t stride, const void* valu
     return QM_OK;
 }
 
+/// A pixel that is as wide as an integer is one.
+template <class Whole>
+void change_whole(Dst dst, const void* new_value, const void* old_value, Area area) {
+    Whole now, old;
+    std::memcpy(&now, new_value, sizeof now);
+    std::memcpy(&old, old_value, sizeof old);
+    update<Whole>(kCallingThread, dst, area,
+                  [=](Whole there) { return there == old ? now : there; });
+}
+
+/// Pixels of three samples, many at a time: a sample starts an old pixel if it and its two
+/// neighbours say so, and is changed if it or one of the two before it starts one.
 template <class T>
-int change_pixels(void* dst, uint32_t components, uint32_t stride, const void* new_value,
-                  const void* old_value, uint32_t width, uint64_t size) {
-    const uint64_t pixel = uint64_t{components} * sizeof(T);
-    if (pixel == 0) return QM_OK;
-    const Dst picture{dst, stride};
-    const Area area = Area::of_pixels(width, size);
+struct Triples {
+    static constexpr uint64_t kSamples = 384;  // of a block
+    T old[kSamples], now[kSamples], first[kSamples];
+
+    Triples(const void* new_value, const void* old_value) {
+        T one[3], other[3];
+        std::memcpy(one, new_value, sizeof one);
+        std::memcpy(other, old_value, sizeof other);
+        for (uint64_t i = 0; i < kSamples; ++i) {
+            now[i] = one[i % 3];
+            old[i] = other[i % 3];
+            first[i] = i % 3 == 0 ? static_cast<T>(~T{0}) : T{0};
+        }
+    }
+    void change(Sample<T>* d, uint64_t samples) const {
+        T starts[2 + kSamples];  // two more before the first
+        starts[0] = starts[1] = starts[samples] = starts[samples + 1] = 0;
+        T any = 0;
+        for (uint64_t i = 0; i < samples - 2; ++i) {
+            const T differs =
+                static_cast<T>((d[i] ^ old[i]) | (d[i + 1] ^ old[i + 1]) | (d[i + 2] ^ old[i + 2]));
+            const T may_start = first[i];
+            const T start = differs == 0 ? may_start : T{0};
+            starts[i + 2] = start;
+            any = static_cast<T>(any | start);
+        }
+        if (any == 0) return;
+        for (uint64_t i = 0; i < samples; ++i) {
+            const T there = d[i], changed = now[i];
+            d[i] = (starts[i] | starts[i + 1] | starts[i + 2]) != 0 ? changed : there;
+        }
+    }
+};
+
+template <class T>
+void change_triples(Dst dst, const void* new_value, const void* old_value, Area area) {
+    const Triples<T> triples(new_value, old_value);
+    const Triples<T>* const blocks = &triples;
+    area.width *= 3;
+    area = joined(kCallingThread, area, {{dst.stride, sizeof(T)}});
+    walk_rows(kCallingThread, area.rows, [=](RowRange rows) {
+        for (uint64_t y = rows.first; y < rows.last; ++y)
+            for (uint64_t x = 0; x < area.width; x += Triples<T>::kSamples)
+                blocks->change(dst.row<T>(y) + x, std::min(Triples<T>::kSamples, area.width - x));
+    });
+}
+
+/// Any number of samples. Most pixels differ in the first.
+template <class T>
+void change_samples(Dst dst, uint32_t components, const T* now, const T* old, Area area) {
     for (uint64_t y = 0; y < area.rows; ++y)
         for (uint64_t x = 0; x < area.width; ++x) {
-            auto* const d = picture.row<uint8_t>(y) + x * pixel;
-            if (std::memcmp(d, old_value, pixel) == 0) std::memmove(d, new_value, pixel);
+            Sample<T>* const d = dst.row<T>(y) + x * components;
+            uint32_t i = 0;
+            while (i < components && d[i] == old[i]) ++i;
+            if (i == components) std::memcpy(d, now, components * sizeof(T));
         }
-    return QM_OK;
+}
+
+template <class T>
+int change_samples(Dst dst, uint32_t components, const void* new_value, const void* old_value,
+                   Area area) {
+    const uint64_t bytes = components * sizeof(T);
+    const auto change = [=](T* now, T* old) {
+        std::memcpy(now, new_value, bytes);
+        std::memcpy(old, old_value, bytes);
+        change_samples<T>(dst, components, now, old, area);
+        return QM_OK;
+    };
+    if (T near[2][192]; components <= 192) return change(near[0], near[1]);
+    const Scratch<T> far(2 * uint64_t{components});
+    return far ? change(far.get(), far.get() + components) : QM_NO_MEMORY;
+}
+
+template <class T>
+int change_pixels(void* first, uint32_t components, uint32_t stride, const void* new_value,
+                  const void* old_value, uint32_t width, uint64_t size) {
+    if (components == 0) return QM_OK;
+    const Dst dst{first, stride};
+    const Area area = Area::of_pixels(width, size);
+    if (components == 3) return change_triples<T>(dst, new_value, old_value, area), QM_OK;
+    switch (components * uint64_t{sizeof(T)}) {
+    case 1: return change_whole<uint8_t>(dst, new_value, old_value, area), QM_OK;
+    case 2: return change_whole<uint16_t>(dst, new_value, old_value, area), QM_OK;
+    case 4: return change_whole<uint32_t>(dst, new_value, old_value, area), QM_OK;
+    case 8: return change_whole<uint64_t>(dst, new_value, old_value, area), QM_OK;
+    default: return change_samples<T>(dst, components, new_value, old_value, area);
+    }
+}
+
+/// The first pair that differs, looked for in blocks without a branch. Steps of 0 are read.
+template <class T, uint32_t known>
+int compare_steps(Component<Src> a, Component<Src> b, Area area) {
+    constexpr uint64_t kBlock = 256;
+    int difference = 0;
+    int* const found = &difference;
+    walk_rows(kCallingThread, area.rows, [=](RowRange rows) {
+        const uint64_t a_step = known != 0 ? known : a.step, b_step = known != 0 ? known : b.step;
+        for (uint64_t y = rows.first; y < rows.last; ++y) {
+            const Sample<T>* s1 = a.picture.row<T>(y) + a.index;
+            const Sample<T>* s2 = b.picture.row<T>(y) + b.index;
+            for (uint64_t left = area.width, block; left > 0; left -= block) {
+                block = std::min(kBlock, left);
+                T bits = 0;
+                for (uint64_t x = 0; x < block; ++x)
+                    bits = static_cast<T>(bits | (s1[x * a_step] ^ s2[x * b_step]));
+                if (bits != 0)
+                    for (uint64_t x = 0;; ++x)
+                        if (T{s1[x * a_step]} != T{s2[x * b_step]}) {
+                            *found = int{s1[x * a_step]} - int{s2[x * b_step]};
+                            return;
+                        }
+                s1 += block * a_step;
+                s2 += block * b_step;
+            }
+        }
+    });
+    return difference;
 }
 
 template <class T>
 int compare_samples(Component<Src> a, Component<Src> b, Area area) {
     if (a.step == 0 || b.step == 0) return 0;
-    for (uint64_t y = 0; y < area.rows; ++y) {
-        const auto* const s1 = a.picture.row<T>(y) + a.index;
-        const auto* const s2 = b.picture.row<T>(y) + b.index;
-        for (uint64_t x = 0; x < area.width; ++x)
-            if (T{s1[x * a.step]} != T{s2[x * b.step]})
-                return int{s1[x * a.step]} - int{s2[x * b.step]};
+    area = joined(kCallingThread, area,
+                  {{a.picture.stride, a.step * sizeof(T)}, {b.picture.stride, b.step * sizeof(T)}});
+    switch (a.step == b.step ? a.step : 0) {
+    case 1: return compare_steps<T, 1>(a, b, area);
+    case 3: return compare_steps<T, 3>(a, b, area);
+    case 4: return compare_steps<T, 4>(a, b, area);
+    default: return compare_steps<T, 0>(a, b, area);
     }
-    return 0;
 }
 
 }  // namespace

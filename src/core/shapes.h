@@ -9,6 +9,7 @@
 /// The loops. A family uses one of these shapes, or says in one line why it walks the rows itself.
 ///
 ///     fill        a component = value            setcomponent
+///     update      sample = op(sample), in place  change
 ///     map         a component = op(a component)  copycomponent, convertcomponent
 ///     map_samples sample = op(sample)            changebitdepth, convert_Nx16_to_Nx8
 ///     combine     sample = op(sample, sample)    addandclip, subandclip
@@ -21,6 +22,14 @@
 /// on both sides. `op` is copied; it sees values and never an address, but in the last two.
 
 namespace qmpic {
+
+/// The op that keeps values.
+struct Same {
+    template <class T>
+    T operator()(T value) const {
+        return value;
+    }
+};
 
 /// One component of the pixels of a picture: sample `index`, then every `step`-th.
 template <class Picture>
@@ -48,6 +57,17 @@ void fill(Team team, Component<Dst> dst, Area area, T value) {
         for (uint64_t y = rows.first; y < rows.last; ++y) {
             Sample<T>* const d = dst.picture.row<T>(y) + dst.index;
             for (uint64_t x = 0; x < area.width; ++x) d[x * dst.step] = value;
+        }
+    });
+}
+
+template <class T, class Op>
+void update(Team team, Dst dst, Area area, Op op) {
+    area = joined(team, area, {{dst.stride, sizeof(T)}});
+    walk_rows(team, area.rows, [=](RowRange rows) {
+        for (uint64_t y = rows.first; y < rows.last; ++y) {
+            Sample<T>* const d = dst.row<T>(y);
+            for (uint64_t x = 0; x < area.width; ++x) d[x] = op(T{d[x]});
         }
     });
 }

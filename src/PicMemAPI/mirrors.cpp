@@ -1,0 +1,210 @@
+#include <algorithm>
+#include <cstring>
+
+#include "PicMemAPI/grey_kernels.h"
+#include "PicMemAPI/pixel_bytes.h"
+#include "core/shapes.h"
+#include "qmpic/PicMemAPI_Base.h"
+
+// Mirrors and colour orders. There are no kernels behind these entries but those that add or drop a
+// fourth component.
+
+namespace {
+
+using namespace qmpic;
+
+// Rows of pixels of so many bytes, a constant or (0) given, where nothing shuffles them.
+template <uint32_t known>
+struct Mirror {
+    uint64_t pixels, given;
+    void operator()(Sample<uint8_t>* d, const Sample<uint8_t>* s) const {
+        const uint64_t bytes = known != 0 ? known : given;
+        for (uint64_t x = 0; x < pixels; ++x)
+            std::memmove(d + x * bytes, s + (pixels - 1 - x) * bytes, bytes);
+    }
+};
+template <uint32_t known>
+struct Exchange {
+    uint64_t pixels, given;
+    void operator()(Sample<uint8_t>* row, const Sample<uint8_t>*) const {
+        const uint64_t bytes = known != 0 ? known : given;
+        for (uint64_t x = 0; x < pixels / 2; ++x)
+            std::swap_ranges(row + x * bytes, row + (x + 1) * bytes,
+                             row + (pixels - 1 - x) * bytes);
+    }
+};
+
+// The same where they are shuffled.
+struct MirrorInVectors {
+    uint64_t pixels;
+    Reversal reversal;
+    void operator()(Sample<uint8_t>* d, const Sample<uint8_t>* s) const {
+        mirror_row_avx2(d, s, pixels, reversal);
+    }
+};
+struct ExchangeInVectors {
+    uint64_t pixels;
+    Reversal reversal;
+    void operator()(Sample<uint8_t>* row, const Sample<uint8_t>*) const {
+        mirror_row_in_place_avx2(row, pixels, reversal);
+    }
+};
+
+template <class Op>
+void in_rows(Dst dst, Src src, Area area, Op op) {
+    each_row<uint8_t, uint8_t>(kCallingThread, dst, src, area, op);
+}
+
+template <template <uint32_t> class Plain, class InVectors>
+void mirror(Dst dst, Src src, uint32_t bytes, Area area) {
+    if (bytes == 0 || area.width == 0) return;
+    if (shuffles(bytes)) return in_rows(dst, src, area, InVectors{area.width, Reversal(bytes)});
+    switch (bytes) {
+    case 1: return in_rows(dst, src, area, Plain<1>{area.width, bytes});
+    case 2: return in_rows(dst, src, area, Plain<2>{area.width, bytes});
+    case 3: return in_rows(dst, src, area, Plain<3>{area.width, bytes});
+    case 4: return in_rows(dst, src, area, Plain<4>{area.width, bytes});
+    case 6: return in_rows(dst, src, area, Plain<6>{area.width, bytes});
+    default: return in_rows(dst, src, area, Plain<0>{area.width, bytes});
+    }
+}
+
+// First and third component of a pixel change places.
+template <class T>
+struct Swap {
+    void operator()(Sample<T>* d, const Sample<T>*) const {
+        const T first = d[0];
+        d[0] = d[2].value;
+        d[2] = first;
+    }
+};
+
+struct SwapInVectors {
+    uint64_t pixels;
+    BlockShuffle shuffle;
+    void operator()(Sample<uint8_t>* row, const Sample<uint8_t>*) const {
+        rearrange_row_avx2(row, row, pixels, shuffle);
+    }
+};
+
+template <class T>
+void swap_colours(Dst dst, uint32_t components, Area area) {
+    const uint64_t bytes = uint64_t{components} * sizeof(T);
+    const Src src{dst.first, dst.stride};
+    if (!shuffles(bytes))
+        return each_pixel<T, T>(kCallingThread, dst, Count<0>{components}, src,
+                                Count<0>{components}, area, Swap<T>{});
+    const auto size = static_cast<uint32_t>(bytes);
+    BlockShuffle shuffle{16 / size, size, size, {}};
+    for (uint32_t i = 0; i < 16; ++i) {
+        const uint32_t component = i % size / sizeof(T);
+        const bool counts = i < shuffle.pixels * size;
+        shuffle.bytes[i] = static_cast<uint8_t>(counts && component == 0   ? i + 2 * sizeof(T)
+                                                : counts && component == 2 ? i - 2 * sizeof(T)
+                                                                           : i);
+    }
+    area = joined(kCallingThread, area, {{dst.stride, bytes}});
+    in_rows(dst, src, area, SwapInVectors{area.width, shuffle});
+}
+
+}  // namespace
+
+int CQmPicMemAPI_Base::FlipHor(void* pDst, const void* pSrc, uint32_t uiBpc, uint32_t uiComponents,
+                               uint32_t uiWidthBytes, uint32_t uiWidth, uint32_t uiHeight) {
+    if (nothing_to_do(pDst, pSrc, uiWidth, uiHeight)) return QM_OK;
+    const Dst dst{pDst, uiWidthBytes};
+    const Src src{pSrc, uiWidthBytes};
+    const Area area{uiWidth, uiHeight};
+    if (pDst == pSrc) {
+        mirror<Exchange, ExchangeInVectors>(dst, src, (uiBpc + 7) / 8 * uiComponents, area);
+    } else {
+        // Bytes also above 16 bits: not a mirror then, but for what is in place.
+        const uint32_t bytes = uiBpc >= 9 && uiBpc <= 16 ? 2 : 1;
+        mirror<Mirror, MirrorInVectors>(dst, src, bytes * uiComponents, area);
+    }
+    return QM_OK;
+}
+
+int CQmPicMemAPI_Base::FlipVert(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                                uint32_t uiSrcWidthBytes, uint32_t uiWidth,
+                                uint64_t uiSizeInPixels) {
+    if (nothing_to_do(pDst, pSrc, uiWidth, uiSizeInPixels)) return QM_OK;
+    const Dst dst{pDst, uiDstWidthBytes};
+    const Src src{pSrc, uiSrcWidthBytes};
+    const uint64_t bytes = std::min(uiDstWidthBytes, uiSrcWidthBytes);  // padding and all
+    const uint64_t rows = bytes == 0 ? 0 : Area::of_pixels(uiWidth, uiSizeInPixels).rows;
+    // No pixel is looked at: blocks for the C library, the source's upwards.
+    for (uint64_t y = 0; y < rows; ++y)
+        std::memmove(dst.row<uint8_t>(y), src.row<uint8_t>(rows - 1 - y), bytes);
+    return QM_OK;
+}
+
+int CQmPicMemAPI_Base::FlipVert(void* pDst, uint32_t uiWidthBytes, uint32_t uiWidth,
+                                uint64_t uiSizeInPixels) {
+    if (nothing_to_do(pDst, uiWidth, uiSizeInPixels)) return QM_OK;
+    const Dst dst{pDst, uiWidthBytes};
+    const uint64_t rows = uiWidthBytes == 0 ? 0 : Area::of_pixels(uiWidth, uiSizeInPixels).rows;
+    walk_rows(kCallingThread, rows / 2, [=](RowRange upper) {  // two rows at a time
+        for (uint64_t y = upper.first; y < upper.last; ++y) {
+            Sample<uint8_t>* const a = dst.row<uint8_t>(y);
+            Sample<uint8_t>* const b = dst.row<uint8_t>(rows - 1 - y);
+            for (uint64_t i = 0; i < uiWidthBytes; ++i) {
+                const uint8_t byte = a[i];
+                a[i] = b[i].value;
+                b[i] = byte;
+            }
+        }
+    });
+    return QM_OK;
+}
+
+int CQmPicMemAPI_Base::FlipVertExtractComp(uint32_t uiSrcIndex, void* pDst,
+                                           uint32_t uiDstWidthBytes, const void* pSrc,
+                                           uint32_t uiSrcWidthBytes, uint32_t uiSrcComponents,
+                                           uint32_t uiBpc, uint32_t uiWidth,
+                                           uint64_t uiSizeInPixels) {
+    if (nothing_to_do(pDst, pSrc, uiWidth, uiSizeInPixels)) return QM_OK;
+    if (uiBpc > 16) return QM_NO_KERNEL;
+    const Dst dst{pDst, uiDstWidthBytes};
+    const Src src{pSrc, uiSrcWidthBytes};
+    const uint32_t bytes = uiBpc <= 8 ? 1 : 2;
+    const Area row{uiDstWidthBytes / bytes, 1};  // as far as the stride goes, and not the width
+    const uint64_t rows = row.width == 0 ? 0 : Area::of_pixels(uiWidth, uiSizeInPixels).rows;
+    for (uint64_t y = 0; y < rows; ++y) {  // one by one: a shape has its rows in the same order
+        const Component<Dst> d{{dst.row<uint8_t>(y), 0}};
+        const Component<Src> s{{src.row<uint8_t>(rows - 1 - y), 0}, uiSrcComponents, uiSrcIndex};
+        if (bytes == 1)
+            map<uint8_t, uint8_t>(kCallingThread, d, s, row, Same{});
+        else
+            map<uint16_t, uint16_t>(kCallingThread, d, s, row, Same{});
+    }
+    return QM_OK;
+}
+
+int CQmPicMemAPI_Base::CollapseRGBAtoRGB(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                                         uint32_t uiSrcWidthBytes, uint32_t uiBpc, uint32_t uiWidth,
+                                         uint64_t uiSizeInPixels) {
+    if (nothing_to_do(pDst, pSrc, uiWidth, uiSizeInPixels)) return QM_OK;
+    return call(kDropFourth.find(4, uiBpc), pDst, uiDstWidthBytes, pSrc, uiSrcWidthBytes, uiWidth,
+                uiSizeInPixels);
+}
+
+int CQmPicMemAPI_Base::ExpandRGBtoRGBA(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                                       uint32_t uiSrcWidthBytes, uint32_t uiAlpha, uint32_t uiBpc,
+                                       uint32_t uiWidth, uint64_t uiSizeInPixels) {
+    if (nothing_to_do(pDst, pSrc, uiWidth, uiSizeInPixels)) return QM_OK;
+    return call(kAddFourth.find(3, uiBpc), pDst, uiDstWidthBytes, pSrc, uiSrcWidthBytes,
+                static_cast<uint16_t>(uiAlpha), uiWidth, uiSizeInPixels);
+}
+
+void CQmPicMemAPI_Base::ConvertBGRtoRGB(void* pDst, uint32_t uiComponents, uint32_t uiBpc,
+                                        uint32_t uiWidthBytes, uint32_t uiWidth,
+                                        uint32_t uiHeight) {
+    if (uiComponents < 3) return;
+    const Dst dst{pDst, uiWidthBytes};
+    const Area area{uiWidth, uiHeight};
+    switch (storage_bits(uiBpc)) {
+    case 8: swap_colours<uint8_t>(dst, uiComponents, area); break;
+    case 16: swap_colours<uint16_t>(dst, uiComponents, area); break;
+    }
+}
