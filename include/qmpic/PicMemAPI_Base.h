@@ -328,6 +328,19 @@ class QM_API CQmPicMemAPI_Base {
 
     // ----- Colours of channels -------------------------------------------------------------------
 
+    /// Merges one more channel into a composed picture of 3 x 8 bits: called once a channel, it
+    /// composes pictures that are stored apart. Nothing is cleared, and every pixel takes part,
+    /// whatever the set's mask says. Source and destination must be those of `pLut`, else -4 (see
+    /// MapComponentsMToN); the source must have one component of 8 bits and the destination 8 bits,
+    /// else -2, also for a set without tables or with fewer than three cells. With more cells the
+    /// first three are used. Null pictures and empty areas are left alone then; `pLut` is not
+    /// tested. Everything runs in the calling thread.
+    static int MapComponentsIterNToN(void* pDst, uint32_t uiDstComponents, uint32_t uiDstBpc,
+                                     uint32_t uiDstWidthBytes, const void* pSrc,
+                                     uint32_t uiSrcComponents, uint32_t uiSrcBpc,
+                                     uint32_t uiSrcWidthBytes, const SQmLut* pLut, uint32_t uiWidth,
+                                     uint64_t uiSizeInPixels);
+
     // ----- To the screen -------------------------------------------------------------------------
 
     /// A picture of any components to one of three, 8 bits or 9 to 16, through the tables of a set:
@@ -336,7 +349,7 @@ class QM_API CQmPicMemAPI_Base {
     /// of `ucDstComponents`; else -4, also for a width or size of 0 and a set without tables.
     /// -2: another destination than 3 components of 8 or 9 to 16 bits, another source than 8 or 9
     /// to 16 bits, 8 bits to more, and a parametric set. With exposure colours and 8 bits out,
-    /// the samples that they are for show them. Neither pictures nor `pLut` are tested for null.
+    /// the samples that they are for show them. Null pictures are left alone; `pLut` is not tested.
     static int MapComponentsMToN(void* pDst, uint32_t uiDstComponents, uint32_t uiDstBpc,
                                  uint32_t uiDstWidthBytes, const void* pSrc,
                                  uint32_t uiSrcComponents, uint32_t uiSrcBpc,
