@@ -15,6 +15,7 @@
 #include "qmpic/status.h"
 #include "support/cases.h"
 #include "support/failing_alloc.h"
+#include "support/guarded_picture.h"
 
 namespace qmpic::test {
 namespace {
@@ -1070,6 +1071,111 @@ TEST_F(LutMemoryFailure, OfThresholdsAndParametersThrowsAndLeavesNone) {
         EXPECT_TRUE(params.threw);
         EXPECT_EQ(params.live, -1);
         EXPECT_EQ(lut.pParams, nullptr);
+    }
+}
+
+// ----- Any operations in any order ---------------------------------------------------------------
+
+/// Reads whatever the set says that it has; a sanitizer sees if it has not.
+uint64_t sum_of(const SQmLut& lut) {
+    uint64_t sum = 0;
+    const auto read = [&](const void* p, size_t bytes) {
+        for (size_t i = 0; p != nullptr && i < bytes; ++i) sum += static_cast<const Byte*>(p)[i];
+    };
+    if (lut.pLuts != nullptr)
+        for (size_t c = 0; c < lut.ucComponents; ++c)
+            for (const size_t v : {size_t{0}, entries(lut) / 2, entries(lut) - 1})
+                read(row(lut, c, v), row_size(lut));
+    const size_t marks = lut.rmComponents.GetSize();
+    read(lut.pOverExpColor, marks * 4 * width_of_cell(lut));
+    read(lut.pUnderExpColor, marks * 4 * width_of_cell(lut));
+    read(lut.pOverExpValue, marks * 4);
+    for (size_t c = 0; lut.pParams != nullptr && c < lut.ucComponents; ++c)
+        sum += lut.pParams[c].uiColor;
+    return sum;
+}
+
+void set_parameters(SQmLut& lut) {
+    SQmLut::ReinitParametric(lut);
+    SQmLut::SQmParam param;
+    param.dOffset = param.dGain = param.dGamma = 1, param.uiColor = 3;
+    for (int c = 0; c < lut.ucComponents; ++c) lut.pParams[c] = param;
+}
+
+void do_something(SQmLut& lut, SQmLut& other, Random& random) {
+    const auto byte = [&](std::initializer_list<Byte> values) { return random.one_of(values); };
+    const Byte bits = byte({0, 1, 4, 8, 8, 9, 12}), components = byte({0, 1, 1, 2, 3, 7});
+    const Byte depth = byte({0, 1, 8, 8, 12, 16, 24}), cells = byte({0, 1, 3, 3, 3, 4});
+    const auto colors = references(random(0, 3) ? random.any() : 0, 5);
+    const uint16_t entry[4] = {1, 2, 3, static_cast<uint16_t>(random.any())};
+    switch (random(0, 13)) {
+    case 0:
+        SQmLut::Free(lut);
+        SQmLut::Alloc(lut, bits, components, depth, cells);
+        break;
+    case 1:
+        SQmLut::Free(lut);
+        SQmLut::CustomSpectralLutAlloc(lut, bits, components, depth, cells);
+        break;
+    case 2: SQmLut::check_luts(lut, bits, components, depth, cells); break;
+    case 3:
+        if (lut.pLuts == nullptr) SQmLut::FreeParametric(lut);
+        SQmLut::check_luts_spectral_ex(lut, bits, components, depth, cells);
+        break;
+    case 4: lut = other; break;
+    case 5:
+        if (shape_of(lut) == shape_of(other)) SQmLut::Copy(lut, other);
+        break;
+    case 6: SQmLut::Free(lut); break;
+    case 7: set_parameters(lut); break;
+    case 8: SQmLut::SetOverExpColor(lut, colors.data()); break;
+    case 9: SQmLut::SetUnderExpColor(lut, random(0, 1) ? colors.data() : nullptr); break;
+    case 10:
+        // Marks have as many entries as the mask had bits when they were set.
+        if (lut.pOverExpColor != nullptr || lut.rmComponents.GetSize() <= 3)
+            SQmLut::SetOverExpColorArr(lut, entry, lut.ucDstBpc);
+        break;
+    case 11: SQmLut::SetOverExpValue(lut, colors.data()); break;
+    case 12:
+        SQmLut::SetOverExpColor(lut, nullptr);
+        SQmLut::SetUnderExpColor(lut, nullptr);
+        SQmLut::SetOverExpValue(lut, nullptr);
+        lut.rmComponents = CQmRangeMask(random.one_of({0u, 2u, 100u, 192u}), 0, 50, 1);
+        break;
+    case 13:
+        if (lut.pLuts != nullptr && entries(lut) <= 256) fill_with(lut, random(0, 9));
+        break;
+    }
+}
+
+TEST(LutSequences, OfAnyOperationsKeepWhatTheyHaveReadable) {
+    Random random(3);
+    for (int round = 0; round < 300; ++round) {
+        SQmLut luts[3];
+        uint64_t sum = 0;
+        for (int i = 0; i < 40; ++i) {
+            do_something(luts[random(0, 2)], luts[random(0, 2)], random);
+            for (const SQmLut& lut : luts) sum += sum_of(lut);
+        }
+        const SQmLut copy(luts[0]);
+        EXPECT_LE(sum_of(copy), sum + sum_of(luts[0]));
+    }
+}
+
+TEST_F(LutMemoryFailure, AtAnyMomentLosesNothing) {
+    for (uint64_t seed = 0; seed < 2000; ++seed) {
+        uint64_t sum = 0;
+        const auto until = seed % 2 ? FailingAlloc::kOnce : FailingAlloc::kFromThenOn;
+        const Outcome outcome = with_failing(static_cast<uint32_t>(seed % 40 + 1), until, [&] {
+            Random random(seed);
+            SQmLut luts[2];
+            for (int i = 0; i < 20; ++i) {
+                do_something(luts[random(0, 1)], luts[random(0, 1)], random);
+                for (const SQmLut& lut : luts) sum += sum_of(lut);
+            }
+            return 0;
+        });
+        ASSERT_EQ(outcome.live, 0) << seed;
     }
 }
 
