@@ -63,7 +63,7 @@ using PixelCall = std::function<int(const GuardedPicture& d, const GuardedPictur
 inline Size size_for_table(Round round, uint32_t components, uint32_t bits) {
     Random& random = round.random;
     if (round.number % 3 != 0 || bits > 10 || components > 6) return random.size(components);
-    const uint32_t width = random(150, 700), height = (4u << bits) / width + random(0, 2);
+    const uint32_t width = random(150, 700), height = 1 + (4u << bits) / width;
     return {width, height, uint64_t{width} * height + random(0, width - 1)};
 }
 
