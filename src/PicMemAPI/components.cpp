@@ -50,6 +50,15 @@ KERNEL(copycomponent_Nx32_to_Nx32, uint32_t, kTeam)
 
 namespace {
 
+/// Have two areas of so many bytes a pixel no byte in common, gaps included? Not for no rows.
+bool apart(Dst dst, uint64_t d_pixel, Src src, uint64_t s_pixel, Area area) {
+    const auto d = reinterpret_cast<uintptr_t>(dst.first);
+    const auto s = reinterpret_cast<uintptr_t>(src.first);
+    const uint64_t last = area.rows - 1;
+    return d + last * dst.stride + area.width * d_pixel <= s ||
+           s + last * src.stride + area.width * s_pixel <= d;
+}
+
 /// A list and the picture that it takes components from.
 struct Moves {
     Src picture;
@@ -65,14 +74,6 @@ struct Target {
     bool is(const Moves& m) const {
         return picture.first == m.picture.first && picture.stride == m.picture.stride &&
                components == m.components;
-    }
-    /// Or is it quite another memory?
-    bool is_apart_from(const Moves& m, Area area, uint64_t bytes) const {
-        const auto d = reinterpret_cast<uintptr_t>(picture.first);
-        const auto s = reinterpret_cast<uintptr_t>(m.picture.first);
-        const uint64_t last = area.rows - 1, line = area.width * bytes;
-        return d + last * picture.stride + line * components <= s ||
-               s + last * m.picture.stride + line * m.components <= d;
     }
 };
 
@@ -139,13 +140,27 @@ struct Rearrange {
     }
 };
 
+// Two moves at a time. The steps are numbers of their own: what is reached through a reference might
+// change with every byte that is written.
 template <class T>
-void move(Sample<T>* d, uint32_t components, const Sample<T>* s, uint64_t pixels,
-          const Moves& moves) {
-    for (uint32_t k = 0; k < moves.count; ++k) {
-        const uint32_t to = moves.to[k], from = moves.from[k];
-        for (uint64_t x = 0; x < pixels; ++x)
-            d[x * components + to] = s[x * moves.components + from].value;
+void move(Sample<T>* d, uint64_t d_step, const Sample<T>* s, uint64_t pixels, const Moves& moves) {
+    const uint64_t s_step = moves.components;
+    for (uint32_t k = 0; k < moves.count; k += 2) {
+        const uint32_t also = k + 1 < moves.count ? k + 1 : k;
+        const uint64_t to1 = moves.to[k], from1 = moves.from[k];
+        const uint64_t to2 = moves.to[also], from2 = moves.from[also];
+        for (uint64_t x = 0; x < pixels; ++x) {
+            d[x * d_step + to1] = s[x * s_step + from1].value;
+            d[x * d_step + to2] = s[x * s_step + from2].value;
+        }
+    }
+}
+
+template <class T>
+void clear(Sample<T>* d, uint64_t d_step, uint64_t pixels, const uint32_t* list, uint32_t count) {
+    for (uint32_t k = 0; k < count; ++k) {
+        Sample<T>* const to = d + list[k];
+        for (uint64_t x = 0; x < pixels; ++x) to[x * d_step] = 0;
     }
 }
 
@@ -156,8 +171,11 @@ int make_moves(Team team, Target dst, Moves first, Moves second, const uint32_t*
     if (area.rows == 0) return QM_OK;
     const bool same1 = dst.is(first), same2 = second.count != 0 && dst.is(second);
     // Then no pixel meets another one, and moves may be made row by row, else pixel by pixel.
-    const bool free = (same1 || dst.is_apart_from(first, area, sizeof(T))) &&
-                      (second.count == 0 || same2 || dst.is_apart_from(second, area, sizeof(T)));
+    const auto free_of = [&](const Moves& m) {
+        return dst.is(m) || apart(dst.picture, uint64_t{dst.components} * sizeof(T), m.picture,
+                                  uint64_t{m.components} * sizeof(T), area);
+    };
+    const bool free = free_of(first) && (second.count == 0 || free_of(second));
     if (second.count == 0)
         area = joined(team, area,
                       {{dst.picture.stride, uint64_t{dst.components} * sizeof(T)},
@@ -201,10 +219,7 @@ int make_moves(Team team, Target dst, Moves first, Moves second, const uint32_t*
                      first);
                 move(d, dst.components, second.picture.row<T>(y) + x * second.components, pixels,
                      second);
-                for (uint32_t k = 0; k < rest_count; ++k) {
-                    const uint32_t to = rest[k];
-                    for (uint64_t i = 0; i < pixels; ++i) d[i * dst.components + to] = 0;
-                }
+                clear(d, dst.components, pixels, rest, rest_count);
             }
     });
     return QM_OK;
@@ -305,6 +320,29 @@ struct MoveBlocks {
     }
 };
 
+/// Are the blocks whole destination pixels out of other small pixels, in other memory? Then they
+/// are shuffled.
+bool shuffle_blocks(Blocks<Dst> dst, Blocks<Src> src, uint64_t bytes, Area area) {
+    const uint64_t most = std::max(dst.step, src.step);
+    if (dst.first != 0 || bytes != dst.step || src.first + bytes > src.step || !shuffles(most) ||
+        !apart(dst.picture, dst.step, src.picture, src.step, area))
+        return false;
+    area = joined(kCallingThread, area,
+                  {{dst.picture.stride, dst.step}, {src.picture.stride, src.step}});
+    BlockShuffle shuffle{static_cast<uint32_t>(16 / most),
+                         static_cast<uint32_t>(dst.step),
+                         static_cast<uint32_t>(src.step),
+                         {}};
+    for (uint32_t i = 0; i < 16; ++i)
+        shuffle.bytes[i] =
+            static_cast<uint8_t>(i < shuffle.pixels * shuffle.to
+                                     ? i / shuffle.to * shuffle.from + src.first + i % shuffle.to
+                                     : BlockShuffle::kNothing);
+    each_row<uint8_t, uint8_t>(kCallingThread, dst.picture, src.picture, area,
+                               Rearrange{area.width, shuffle});
+    return true;
+}
+
 template <uint32_t known>
 void move_blocks(Blocks<Dst> dst, Blocks<Src> src, uint64_t bytes, Area area) {
     area = joined(kCallingThread, area,
@@ -378,6 +416,7 @@ int CQmPicMemAPI_Base::ExtractComponentRange(void* pDst, uint32_t uiDstWidthByte
     const Blocks<Dst> dst{{pDst, uiDstWidthBytes}, uiDstComponents * size, uiDstFirst};
     const Blocks<Src> src{{pSrc, uiSrcWidthBytes}, uiSrcComponents * size, uiSrcFirst};
     const Area area = Area::of_pixels(uiWidth, uiSizeInPixels);
+    if (area.rows == 0 || shuffle_blocks(dst, src, bytes, area)) return QM_OK;
     switch (bytes) {  // a constant spares a call a pixel
     case 1: move_blocks<1>(dst, src, bytes, area); break;
     case 2: move_blocks<2>(dst, src, bytes, area); break;

@@ -13,9 +13,51 @@ namespace {
 
 using namespace qmpic;
 
-// Rows of pixels of so many bytes, a constant or (0) given, where nothing shuffles them.
-template <uint32_t known>
+// Pixels that are as large as a sample: the compiler shuffles these.
+template <class T>
 struct Mirror {
+    using Pixel = T;
+    uint64_t pixels;
+    void operator()(Sample<T>* d, const Sample<T>* s) const {
+        for (uint64_t x = 0; x < pixels; ++x) d[x] = s[pixels - 1 - x].value;
+    }
+};
+template <class T>
+struct Exchange {
+    using Pixel = T;
+    uint64_t pixels;
+    void operator()(Sample<T>* row, const Sample<T>*) const {
+        Sample<T>* const end = row + pixels - 1;
+        for (uint64_t x = 0; x < pixels / 2; ++x) {
+            const T left = row[x], right = *(end - x);
+            row[x] = right;
+            *(end - x) = left;
+        }
+    }
+};
+
+// Others where they are shuffled by tables.
+struct MirrorInVectors {
+    using Pixel = uint8_t;
+    uint64_t pixels;
+    Reversal reversal;
+    void operator()(Sample<uint8_t>* d, const Sample<uint8_t>* s) const {
+        mirror_row_avx2(d, s, pixels, reversal);
+    }
+};
+struct ExchangeInVectors {
+    using Pixel = uint8_t;
+    uint64_t pixels;
+    Reversal reversal;
+    void operator()(Sample<uint8_t>* row, const Sample<uint8_t>*) const {
+        mirror_row_in_place_avx2(row, pixels, reversal);
+    }
+};
+
+// And where they are not: so many bytes, a constant or (0) given.
+template <uint32_t known>
+struct MirrorBlocks {
+    using Pixel = uint8_t;
     uint64_t pixels, given;
     void operator()(Sample<uint8_t>* d, const Sample<uint8_t>* s) const {
         const uint64_t bytes = known != 0 ? known : given;
@@ -24,7 +66,8 @@ struct Mirror {
     }
 };
 template <uint32_t known>
-struct Exchange {
+struct ExchangeBlocks {
+    using Pixel = uint8_t;
     uint64_t pixels, given;
     void operator()(Sample<uint8_t>* row, const Sample<uint8_t>*) const {
         const uint64_t bytes = known != 0 ? known : given;
@@ -34,38 +77,26 @@ struct Exchange {
     }
 };
 
-// The same where they are shuffled.
-struct MirrorInVectors {
-    uint64_t pixels;
-    Reversal reversal;
-    void operator()(Sample<uint8_t>* d, const Sample<uint8_t>* s) const {
-        mirror_row_avx2(d, s, pixels, reversal);
-    }
-};
-struct ExchangeInVectors {
-    uint64_t pixels;
-    Reversal reversal;
-    void operator()(Sample<uint8_t>* row, const Sample<uint8_t>*) const {
-        mirror_row_in_place_avx2(row, pixels, reversal);
-    }
-};
-
 template <class Op>
 void in_rows(Dst dst, Src src, Area area, Op op) {
-    each_row<uint8_t, uint8_t>(kCallingThread, dst, src, area, op);
+    using Pixel = typename Op::Pixel;
+    each_row<Pixel, Pixel>(kCallingThread, dst, src, area, op);
 }
 
-template <template <uint32_t> class Plain, class InVectors>
+template <template <class> class Samples, class InVectors, template <uint32_t> class Blocks>
 void mirror(Dst dst, Src src, uint32_t bytes, Area area) {
-    if (bytes == 0 || area.width == 0) return;
+    switch (bytes) {
+    case 0: return;
+    case 1: return in_rows(dst, src, area, Samples<uint8_t>{area.width});
+    case 2: return in_rows(dst, src, area, Samples<uint16_t>{area.width});
+    case 4: return in_rows(dst, src, area, Samples<uint32_t>{area.width});
+    case 8: return in_rows(dst, src, area, Samples<uint64_t>{area.width});
+    }
     if (shuffles(bytes)) return in_rows(dst, src, area, InVectors{area.width, Reversal(bytes)});
     switch (bytes) {
-    case 1: return in_rows(dst, src, area, Plain<1>{area.width, bytes});
-    case 2: return in_rows(dst, src, area, Plain<2>{area.width, bytes});
-    case 3: return in_rows(dst, src, area, Plain<3>{area.width, bytes});
-    case 4: return in_rows(dst, src, area, Plain<4>{area.width, bytes});
-    case 6: return in_rows(dst, src, area, Plain<6>{area.width, bytes});
-    default: return in_rows(dst, src, area, Plain<0>{area.width, bytes});
+    case 3: return in_rows(dst, src, area, Blocks<3>{area.width, bytes});
+    case 6: return in_rows(dst, src, area, Blocks<6>{area.width, bytes});
+    default: return in_rows(dst, src, area, Blocks<0>{area.width, bytes});
     }
 }
 
@@ -80,6 +111,7 @@ struct Swap {
 };
 
 struct SwapInVectors {
+    using Pixel = uint8_t;
     uint64_t pixels;
     BlockShuffle shuffle;
     void operator()(Sample<uint8_t>* row, const Sample<uint8_t>*) const {
@@ -116,11 +148,12 @@ int CQmPicMemAPI_Base::FlipHor(void* pDst, const void* pSrc, uint32_t uiBpc, uin
     const Src src{pSrc, uiWidthBytes};
     const Area area{uiWidth, uiHeight};
     if (pDst == pSrc) {
-        mirror<Exchange, ExchangeInVectors>(dst, src, (uiBpc + 7) / 8 * uiComponents, area);
+        mirror<Exchange, ExchangeInVectors, ExchangeBlocks>(dst, src,
+                                                            (uiBpc + 7) / 8 * uiComponents, area);
     } else {
         // Bytes also above 16 bits: not a mirror then, but for what is in place.
         const uint32_t bytes = uiBpc >= 9 && uiBpc <= 16 ? 2 : 1;
-        mirror<Mirror, MirrorInVectors>(dst, src, bytes * uiComponents, area);
+        mirror<Mirror, MirrorInVectors, MirrorBlocks>(dst, src, bytes * uiComponents, area);
     }
     return QM_OK;
 }
