@@ -291,7 +291,103 @@ class QM_API CQmPicMemAPI_Base {
 
     // ----- Look-up tables ------------------------------------------------------------------------
 
+    // Of a set the entries read the shape (flat or rows, see qmpic/kernels/luts.h), the exposure
+    // marks and the mask. Depths of 0 to 8 are bytes in ApplyLuts and ExtractComponentViaLuts.
+
+    /// The same depth and components in and out, through one table for all components.
+    /// ucDstComponents 1 is a flat table for every component, else it must be uiComponents. With
+    /// exposure colours and three components of up to 8 bits, marks what is exposed badly:
+    /// applyluts_3x8_overexp_underexp.
+    /// @return -2 without tables, for a table a component (ucComponents not 1), for other counts of
+    ///         cells, above 16 bits; 0 also where the mask leaves a picture as it was
+    static int ApplyLuts(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                         uint32_t uiSrcWidthBytes, const SQmLut* pLut, uint32_t uiComponents,
+                         uint32_t uiBpc, uint32_t uiWidth, uint64_t uiSizeInPixels);
+
+    /// From one depth to another, the same components; equal depths are ApplyLuts. Depths are 8 and
+    /// 9 to 16. Exposure colours count from words to bytes with three components only, and a flat
+    /// table marks only what is over-exposed.
+    /// @return -2 as ApplyLuts, and for other depths
+    static int ConvertBitDepthViaLuts(void* pDst, uint32_t uiDstBpc, uint32_t uiDstWidthBytes,
+                                      const void* pSrc, uint32_t uiSrcBpc, uint32_t uiSrcWidthBytes,
+                                      const SQmLut* pLut, uint32_t uiComponents, uint32_t uiWidth,
+                                      uint64_t uiSizeInPixels);
+
+    /// Component `uiComp` to a picture of uiDstComponents bytes: through a flat table, rows of
+    /// uiDstComponents cells, or the component's own table of a set with one for each. With
+    /// exposure colours and three destination components, marks what is exposed badly.
+    /// @return -4 without tables, or when depths or counts are not those of the set; -2 for a
+    ///         destination above 8 or a source above 16 bits
+    static int ExtractComponentViaLuts(void* pDst, uint32_t uiDstComponents, uint32_t uiDstBpc,
+                                       uint32_t uiDstWidthBytes, const void* pSrc,
+                                       uint32_t uiSrcComponents, uint32_t uiSrcBpc,
+                                       uint32_t uiSrcWidthBytes, uint32_t uiComp,
+                                       const SQmLut* pLut, uint32_t uiWidth,
+                                       uint64_t uiSizeInPixels);
+
+    /// One component to several: through rows of uiDstComponents cells, from 8 bits to 8, from 9 to
+    /// 16 bits to 9 to 16, and to three components also from 9 to 16 bits to 8. A flat table of 8
+    /// bits gives three equal components. Otherwise a flat table writes **one** component a pixel,
+    /// whatever uiDstComponents says.
+    /// @return -2 for other depths; -4 without tables, or when depths or counts are not those of
+    /// the
+    ///         set, or it has a table a component
+    static int MapValueToComponents(void* pDst, uint32_t uiDstComponents, uint32_t uiDstBpc,
+                                    uint32_t uiDstWidthBytes, const void* pSrc, uint32_t uiSrcBpc,
+                                    uint32_t uiSrcWidthBytes, const SQmLut* pLut, uint32_t uiWidth,
+                                    uint64_t uiSizeInPixels);
+
     // ----- Colours of channels -------------------------------------------------------------------
 
+    /// Merges one more channel into a composed picture of 3 x 8 bits: called once a channel, it
+    /// composes pictures that are stored apart. Nothing is cleared, and every pixel takes part,
+    /// whatever the set's mask says. Source and destination must be those of `pLut`, else -4 (see
+    /// MapComponentsMToN); the source must have one component of 8 bits and the destination 8 bits,
+    /// else -2, also for a set without tables or with fewer than three cells. With more cells the
+    /// first three are used. Null pictures and empty areas are left alone then; `pLut` is not
+    /// tested. Everything runs in the calling thread.
+    static int MapComponentsIterNToN(void* pDst, uint32_t uiDstComponents, uint32_t uiDstBpc,
+                                     uint32_t uiDstWidthBytes, const void* pSrc,
+                                     uint32_t uiSrcComponents, uint32_t uiSrcBpc,
+                                     uint32_t uiSrcWidthBytes, const SQmLut* pLut, uint32_t uiWidth,
+                                     uint64_t uiSizeInPixels);
+
     // ----- To the screen -------------------------------------------------------------------------
+
+    /// A picture of any components to one of three, 8 bits or 9 to 16, through the tables of a set:
+    /// each component has its own colours, which are merged (see mapcomp_3x8_3x8). Source and
+    /// destination must be those of the set, `ucSrcBpc` bits of `ucComponents` to `ucDstBpc` bits
+    /// of `ucDstComponents`; else -4, also for a width or size of 0 and a set without tables.
+    /// -2: another destination than 3 components of 8 or 9 to 16 bits, another source than 8 or 9
+    /// to 16 bits, 8 bits to more, and a parametric set. With exposure colours and 8 bits out,
+    /// the samples that they are for show them. Null pictures are left alone; `pLut` is not tested.
+    static int MapComponentsMToN(void* pDst, uint32_t uiDstComponents, uint32_t uiDstBpc,
+                                 uint32_t uiDstWidthBytes, const void* pSrc,
+                                 uint32_t uiSrcComponents, uint32_t uiSrcBpc,
+                                 uint32_t uiSrcWidthBytes, const SQmLut* pLut, uint32_t uiWidth,
+                                 uint64_t uiSizeInPixels);
+
+    /// What a display needs: any picture that can be shown to 3 components of 8 bits, blue, green,
+    /// red. The way is chosen by picture and set:
+    ///
+    /// | set                         | picture      | done by                                 |
+    /// |-----------------------------|--------------|-----------------------------------------|
+    /// | none                        | 1, 8 bits    | ExpandComponent                         |
+    /// |                             | 1, 9 to 16   | ConvertBitDepthViaShifts, then the same |
+    /// |                             | 3, 8 bits    | Copy                                    |
+    /// |                             | 3, 9 to 16   | ConvertBitDepthViaShifts                |
+    /// | no bit of its mask is set   | any          | SetValue: black                         |
+    /// | one bit, not parametric     | any          | ExtractComponentViaLuts of that one     |
+    /// | other than one component    | any          | MapComponentsMToN                       |
+    /// | one component               | 1            | MapValueToComponents                    |
+    /// |                             | 3            | ConvertBitDepthViaLuts                  |
+    ///
+    /// The first line that fits counts; codes are those of the entry. All 192 bits of the mask
+    /// count, also those beyond the components. -4: anything else, a set whose cells are not of 8
+    /// bits, and one bit at or beyond `uiSrcComponents`. 9 to 16 bits of one component without a
+    /// set need `uiSizeInPixels` bytes, and throw std::bad_alloc if there are none.
+    static int ConvertToTrueColor(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                                  uint32_t uiSrcComponents, uint32_t uiSrcBpc,
+                                  uint32_t uiSrcWidthBytes, uint32_t uiWidth,
+                                  uint64_t uiSizeInPixels, const SQmLut* pLut);
 };

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+namespace tool {
+
+/// One row: name, one sentence, options, and what it does.
+struct Command {
+    const char* name;
+    const char* sentence;
+    /// Declares the options and returns the work, which runs after they were read.
+    std::function<void()> (*declare)(CLI::App& app);
+};
+
+std::function<void()> declare_info(CLI::App& app);
+std::function<void()> declare_render(CLI::App& app);
+
+// clang-format off
+inline constexpr Command kCommands[] = {
+    {"info",   "Show size, depth and the range of the samples of a picture", declare_info},
+    {"render", "Show a picture in colours, as a PNG file",                   declare_render},
+};
+// clang-format on
+
+}  // namespace tool

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <qmpic/qmpic.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+/// The pixels of a record, released with it.
+class Pixels {
+  public:
+    Pixels() { SQmPicBufAPI_Base::Init(&record_); }
+    ~Pixels() { SQmPicBufAPI_Base::Free(&record_); }
+    Pixels(Pixels&& other) noexcept : record_(other.record_) {
+        SQmPicBufAPI_Base::Init(&other.record_);
+    }
+    Pixels(const Pixels&) = delete;
+    Pixels& operator=(const Pixels&) = delete;
+
+    /// Rows of `components` samples of `bits` bits, all 0. Fails when there is no memory.
+    void allocate(std::uint32_t width, std::uint32_t height, unsigned bits,
+                  std::uint32_t components);
+
+    SQmPicBuf& record() { return record_; }
+    const SQmPicBuf& record() const { return record_; }
+    std::uint8_t* row(std::uint32_t y) const {
+        return static_cast<std::uint8_t*>(record_.pData) + std::uint64_t{y} * record_.uiWidthBytes;
+    }
+
+  private:
+    SQmPicBuf record_;
+};
+
+/// What a component holds.
+struct Counted {
+    std::uint32_t min = 0, max = 0;
+    double mean = 0;
+};
+
+/// How many bits of a sample are meant, and who says so.
+struct Depth {
+    unsigned bits;
+    const char* stated;  ///< "--bits", "sBIT", ..., "maximum"
+};
+
+/// A picture as a file holds it: samples in the order of the file, in bytes or in words of 16 bits.
+struct Picture {
+    Pixels pixels;
+    unsigned container = 8;  ///< bits of a stored sample: 8 or 16
+    bool rgb = false;        ///< components 0, 1, 2 are red, green, blue
+    std::uint32_t pages = 1;
+    bool pages_are_components = false;
+    std::optional<Depth> stated;           ///< what the file says
+    std::optional<std::uint32_t> largest;  ///< the greatest value meant, if it is no 2^bits - 1
+
+    std::uint32_t width() const { return pixels.record().uiWidth; }
+    std::uint32_t height() const { return pixels.record().uiHeight; }
+    std::uint32_t components() const { return pixels.record().uiComponents; }
+};
+
+constexpr std::uint32_t top_of(unsigned bits) { return (std::uint32_t{1} << bits) - 1; }
+
+/// Minimum, maximum and mean of each component.
+std::vector<Counted> count(const Picture& picture);
+
+/// `bits` if given; else what the file says; else all of an RGB picture's container, whose top is
+/// white; else the fewest that hold the maximum. Never fewer than storage allows: 8, 9 in words.
+Depth significant_bits(const Picture& picture, const std::vector<Counted>& counted,
+                       std::optional<unsigned> bits);
+
+/// Warns when samples need more bits than that. Such a picture is still shown: clip() first.
+void warn_of_excess(const Depth& depth, const std::vector<Counted>& counted);
+
+/// Brings samples above the depth's maximum to it, and sets the record's depth.
+void clip(Picture& picture, const Depth& depth, std::vector<Counted>& counted);
+
+}  // namespace tool
