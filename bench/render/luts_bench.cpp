@@ -82,9 +82,10 @@ std::function<void()> libvips(const Picture& s, const Tables& t, uint32_t bits, 
 }
 #endif
 
-void peer_of(Job& job, [[maybe_unused]] const Picture& d, [[maybe_unused]] const Picture& s,
-             [[maybe_unused]] const Tables& t, [[maybe_unused]] bool flat,
-             [[maybe_unused]] uint32_t from, [[maybe_unused]] uint32_t to) {
+void peer_of([[maybe_unused]] Job& job, [[maybe_unused]] const Picture& d,
+             [[maybe_unused]] const Picture& s, [[maybe_unused]] const Tables& t,
+             [[maybe_unused]] bool flat, [[maybe_unused]] uint32_t from,
+             [[maybe_unused]] uint32_t to) {
 #ifdef QMPIC_OPENCV
     if (from == 8) job.peer = opencv(d, s, t, flat, to);
 #endif

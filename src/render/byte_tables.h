@@ -23,12 +23,17 @@ void look_up_bytes(Team team, Dst dst, Src src, Area area, FlatTable<uint8_t> ta
 /// Pixels of three bytes through rows of 256 values.
 void look_up_triples(Team team, Dst dst, Src src, Area area, RowTable<uint8_t> table);
 
-/// The fastest of the active level, or null where loads are (SSE2).
+/// Bytes to pixels of three bytes; words[value] holds the three, the first in the low byte.
+void look_up_colour_words(Dst dst, Src src, Area area, const uint32_t (&words)[256]);
+
+/// The fastest of the active level, or null where loads are.
 ByteMapper* byte_mapper() noexcept;
 TripleMapper* triple_mapper() noexcept;
+/// Makes pixels of three components from one byte each.
+TripleMapper* to_triple_mapper() noexcept;
 
 // What the levels offer.
 ByteMapper map_bytes_avx2, map_bytes_avx512vbmi;
-TripleMapper map_triples_avx2, map_triples_avx512vbmi;
+TripleMapper map_triples_avx2, map_triples_avx512vbmi, map_to_triples_avx512vbmi;
 
 }  // namespace qmpic

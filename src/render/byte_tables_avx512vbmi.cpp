@@ -10,6 +10,8 @@
 namespace qmpic {
 namespace {
 
+constexpr __mmask64 kAll = ~__mmask64{0};  // GCC 12 warns of its own header where no mask is given
+
 struct Table {
     __m512i quarter[4];
 };
@@ -22,8 +24,6 @@ struct Table {
 [[QM_TARGET_VBMI, gnu::always_inline]] inline __m512i look_up(const Table& t, __m512i value) {
     const __mmask64 bit6 = _mm512_movepi8_mask(_mm512_add_epi8(value, value)),
                     bit7 = _mm512_movepi8_mask(value);
-    // GCC 12 warns of its own header where no mask is given.
-    constexpr __mmask64 kAll = ~__mmask64{0};
     __m512i low = _mm512_maskz_permutexvar_epi8(kAll, value, t.quarter[0]),
             high = _mm512_maskz_permutexvar_epi8(kAll, value, t.quarter[2]);
     low = _mm512_mask_permutexvar_epi8(low, bit6, value, t.quarter[1]);
@@ -48,33 +48,64 @@ inline __mmask64 first(uint64_t count) {
         _mm512_mask_storeu_epi8(d + i, rest, look_up(t, _mm512_maskz_loadu_epi8(rest, s + i)));
 }
 
-// Of three registers with 64 pixels, lane i of each holds another component (64 % 3 is 1): three
-// blends make one register a component, and three blends put the results back.
+namespace {
+
+// 64 pixels of three components. Lane i of the three registers holds three different components
+// (64 % 3 is 1): blends make one register a component of them, and others put the results back.
+[[QM_TARGET_VBMI, gnu::always_inline]] inline void look_up(const Table (&t)[3], __m512i (&v)[3]) {
+    constexpr __mmask64 k0 = 0x9249249249249249, k1 = k0 << 1, k2 = k0 << 2;  // lanes 0, 3, ...
+    const __m512i c0 =
+        look_up(t[0], _mm512_mask_mov_epi8(_mm512_mask_mov_epi8(v[0], k2, v[1]), k1, v[2]));
+    const __m512i c1 =
+        look_up(t[1], _mm512_mask_mov_epi8(_mm512_mask_mov_epi8(v[0], k0, v[1]), k2, v[2]));
+    const __m512i c2 =
+        look_up(t[2], _mm512_mask_mov_epi8(_mm512_mask_mov_epi8(v[0], k1, v[1]), k0, v[2]));
+    v[0] = _mm512_mask_mov_epi8(_mm512_mask_mov_epi8(c0, k1, c1), k2, c2);
+    v[1] = _mm512_mask_mov_epi8(_mm512_mask_mov_epi8(c0, k0, c1), k1, c2);
+    v[2] = _mm512_mask_mov_epi8(_mm512_mask_mov_epi8(c0, k2, c1), k0, c2);
+}
+
+// Lane i of register j in pixels of three bytes belongs to pixel (64 * j + i) / 3.
+struct PixelOfLane {
+    alignas(64) uint8_t lanes[3][64];
+    constexpr PixelOfLane() : lanes() {
+        for (int i = 0; i < 192; ++i) lanes[i / 64][i % 64] = static_cast<uint8_t>(i / 3);
+    }
+};
+constexpr PixelOfLane kPixelOfLane;
+
+}  // namespace
+
 [[QM_TARGET_VBMI]] void map_triples_avx512vbmi(uint8_t* d, const uint8_t* s, uint64_t pixels,
                                                const uint8_t (*tables)[256]) {
-    const Table t0 = load(tables[0]), t1 = load(tables[1]), t2 = load(tables[2]);
-    constexpr __mmask64 k0 = 0x9249249249249249, k1 = k0 << 1, k2 = k0 << 2;  // lanes 0, 3, ...
+    const Table t[3] = {load(tables[0]), load(tables[1]), load(tables[2])};
     const uint64_t bytes = 3 * pixels;
     for (uint64_t i = 0; i < bytes; i += 192) {
         const uint64_t left = bytes - i;
-        __mmask64 m0 = first(left), m1 = left > 64 ? first(left - 64) : 0,
-                  m2 = left > 128 ? first(left - 128) : 0;
-        const __m512i v0 = _mm512_maskz_loadu_epi8(m0, s + i),
-                      v1 = _mm512_maskz_loadu_epi8(m1, s + i + 64),
-                      v2 = _mm512_maskz_loadu_epi8(m2, s + i + 128);
-        // Component c stands at lanes kc of v0, of v1 at those with (lane + 1) % 3 == c.
-        const __m512i c0 = look_up(t0,
-                                   _mm512_mask_mov_epi8(_mm512_mask_mov_epi8(v0, k2, v1), k1, v2)),
-                      c1 = look_up(t1,
-                                   _mm512_mask_mov_epi8(_mm512_mask_mov_epi8(v0, k0, v1), k2, v2)),
-                      c2 = look_up(t2,
-                                   _mm512_mask_mov_epi8(_mm512_mask_mov_epi8(v0, k1, v1), k0, v2));
-        const __m512i r0 = _mm512_mask_mov_epi8(_mm512_mask_mov_epi8(c0, k1, c1), k2, c2),
-                      r1 = _mm512_mask_mov_epi8(_mm512_mask_mov_epi8(c0, k0, c1), k1, c2),
-                      r2 = _mm512_mask_mov_epi8(_mm512_mask_mov_epi8(c0, k2, c1), k0, c2);
-        _mm512_mask_storeu_epi8(d + i, m0, r0);
-        _mm512_mask_storeu_epi8(d + i + 64, m1, r1);
-        _mm512_mask_storeu_epi8(d + i + 128, m2, r2);
+        const __mmask64 m[3] = {first(left), left > 64 ? first(left - 64) : 0,
+                                left > 128 ? first(left - 128) : 0};
+        __m512i v[3];
+        for (int j = 0; j < 3; ++j) v[j] = _mm512_maskz_loadu_epi8(m[j], s + i + 64 * j);
+        look_up(t, v);
+        for (int j = 0; j < 3; ++j) _mm512_mask_storeu_epi8(d + i + 64 * j, m[j], v[j]);
+    }
+}
+
+[[QM_TARGET_VBMI]] void map_to_triples_avx512vbmi(uint8_t* d, const uint8_t* s, uint64_t pixels,
+                                                  const uint8_t (*tables)[256]) {
+    const Table t[3] = {load(tables[0]), load(tables[1]), load(tables[2])};
+    const uint64_t bytes = 3 * pixels;
+    for (uint64_t i = 0; i < bytes; i += 192) {
+        const uint64_t left = bytes - i;
+        const __mmask64 m[3] = {first(left), left > 64 ? first(left - 64) : 0,
+                                left > 128 ? first(left - 128) : 0};
+        const __m512i values = _mm512_maskz_loadu_epi8(first(left / 3), s + i / 3);
+        __m512i v[3];
+        for (int j = 0; j < 3; ++j)
+            v[j] = _mm512_maskz_permutexvar_epi8(kAll, _mm512_load_si512(kPixelOfLane.lanes[j]),
+                                                 values);
+        look_up(t, v);
+        for (int j = 0; j < 3; ++j) _mm512_mask_storeu_epi8(d + i + 64 * j, m[j], v[j]);
     }
 }
 

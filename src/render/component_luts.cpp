@@ -24,7 +24,6 @@ struct FlatColour {
     FlatTable<uint8_t> table;
     explicit FlatColour(const void* luts) : table(luts) {}
     uint32_t operator()(uint32_t value) const { return table(value) * 0x010101u; }
-    uint32_t beyond() const { return 0; }
 };
 
 /// A cell for each component.
@@ -33,7 +32,6 @@ struct RowColour {
     RowTable<T> table;
     explicit RowColour(const void* luts) : table(luts) {}
     Colour<T> operator()(uint32_t value) const { return colour_in(table.row(value)); }
-    Colour<T> beyond() const { return 0; }
 };
 
 constexpr uint64_t kNoThreshold = UINT64_MAX;  // above every value
@@ -52,6 +50,10 @@ struct Marked {
     }
     uint32_t beyond() const { return over; }
 };
+template <class ColourOf>
+constexpr bool kReachesBeyond = requires(ColourOf colour) {
+    colour.beyond();
+};
 
 /// Weighted by a gain in 255ths. The product wraps.
 struct Gained {
@@ -62,14 +64,6 @@ struct Gained {
         const uint32_t word = plain(value);
         return cell(word & 255) | cell(word >> 8 & 255) << 8 | cell(word >> 16) << 16;
     }
-    uint32_t beyond() const { return 0; }
-};
-
-/// A word for each byte.
-template <class T>
-struct ByteWords {
-    const Colour<T>* words;
-    Colour<T> operator()(uint32_t value) const { return words[value]; }
 };
 
 /// A word a value, and one more for all that lie beyond.
@@ -83,20 +77,30 @@ struct WordsToEnd {
 /// Three components of a value of which there are `values`.
 template <class T, class S, class ColourOf>
 int colour_pixels(Dst dst, Component<Src> src, Area area, uint32_t values, ColourOf colour) {
+    const auto beyond = [&]() -> Colour<T> {
+        if constexpr (kReachesBeyond<ColourOf>) return colour.beyond();
+        return 0;
+    };
     const auto fill = [&](Colour<T>* words, uint32_t count) {
-        for (uint32_t v = 0; v < count; ++v) words[v] = v < values ? colour(v) : colour.beyond();
+        for (uint32_t v = 0; v < count; ++v) words[v] = v < values ? colour(v) : beyond();
     };
     if constexpr (sizeof(S) == 1) {
         if (pays(256, area)) {
             Colour<T> words[256];
             fill(words, 256);
-            look_up_colours<T, S>(dst, src, area, ByteWords<T>{words});
+            if (src.step == 1)
+                look_up_colour_words(dst, src.picture, area, words);
+            else
+                look_up_colours<T, S>(dst, src, area, ColourWords<T>{words});
             return QM_OK;
         }
     } else if (pays(values, area)) {
         if (const Scratch<Colour<T>> words(size_t{values} + 1); words) {
             fill(words.get(), values + 1);
-            look_up_colours<T, S>(dst, src, area, WordsToEnd<T>{words.get(), values});
+            if constexpr (kReachesBeyond<ColourOf>)
+                look_up_colours<T, S>(dst, src, area, WordsToEnd<T>{words.get(), values});
+            else
+                look_up_colours<T, S>(dst, src, area, ColourWords<T>{words.get()});
             return QM_OK;
         }
     }

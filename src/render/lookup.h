@@ -105,6 +105,13 @@ Colour<T> colour_in(const Sample<T>* cells) {
                                   Colour<T>{cells[2].value} << 2 * bits);
 }
 
+/// A word a value.
+template <class T>
+struct ColourWords {
+    const Colour<T>* words;
+    Colour<T> operator()(uint32_t value) const { return words[value]; }
+};
+
 /// Four pixels at once, without a byte before or behind them.
 inline void write_four(Sample<uint8_t>* d, uint32_t a, uint32_t b, uint32_t c, uint32_t e) {
     *reinterpret_cast<Sample<uint64_t>*>(d) = a | uint64_t{b} << 24 | uint64_t{c} << 48;

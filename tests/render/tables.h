@@ -20,7 +20,7 @@ namespace qmpic::test {
 class TestTable {
   public:
     TestTable(uint32_t bits, uint32_t cells, uint32_t cell_bits, Random& random)
-        : values_(1u << bits), cells_(cells), bytes_(cell_bits / 8) {
+        : values_(1u << bits), bytes_(cell_bits / 8) {
         const uint32_t row = cells * bytes_;
         enum { kBlock, kScattered, kShared };
         uint32_t style = cells == 1 ? uint32_t{kBlock} : random(kBlock, kShared);
@@ -49,7 +49,7 @@ class TestTable {
     uint64_t top(uint32_t cell) const { return at(values_ - 1, cell); }
 
   private:
-    uint32_t values_, cells_, bytes_;
+    uint32_t values_, bytes_;
     std::unique_ptr<GuardedPicture> memory_;
     std::vector<const uint8_t*> rows_;
 };
