@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds and passes all tests: at every level of this processor, with the
+# sanitizers of two compilers, and against what is installed. About half an hour on two processors.
+#
+# usage: ./test.sh [STEP ...]     without steps: all of them, in this order
+#   install   Debian packages (needs root or sudo)
+#   style     clang-format, clang-tidy, wording
+#   release   GCC: all tests, at the processor's level and lowered; the shipped library; the tool
+#   asan      GCC: address, undefined behaviour, float casts
+#   tsan      clang: threads
+#   clang     clang: what every kernel writes is what GCC's kernels write
+set -euo pipefail
+cd "$(dirname "$0")"
+export OMP_WAIT_POLICY=passive
+launcher=()
+command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+
+build() { # PRESET [option ...]
+    local preset=$1
+    shift
+    cmake --preset "$preset" -G Ninja "${launcher[@]}" "$@" >/dev/null
+    cmake --build --preset "$preset"
+}
+
+step_install() { scripts/install-packages.sh ci; }
+
+step_style() {
+    git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror
+    cmake --preset release -G Ninja "${launcher[@]}" >/dev/null
+    scripts/tidy.sh build/release
+}
+
+step_release() {
+    build release
+    ctest --preset release
+}
+
+step_asan() {
+    build asan -DQMPIC_BENCH=OFF
+    ctest --preset asan
+}
+
+step_tsan() {
+    build tsan -DQMPIC_BENCH=OFF -DQMPIC_TOOL=OFF
+    ctest --preset tsan
+}
+
+step_clang() {
+    build release
+    build clang -DQMPIC_BENCH=OFF -DQMPIC_TOOL=OFF
+    local preset
+    for preset in release clang; do
+        "build/$preset/tests/qmpic_tests" --gtest_brief=1 --gtest_filter='*EveryKernel*' \
+            --digests="build/$preset/digests.txt"
+    done
+    cmp build/release/digests.txt build/clang/digests.txt
+    echo "$(wc -l <build/clang/digests.txt) kernels write the same from both compilers"
+}
+
+steps=("$@")
+[ $# -gt 0 ] || steps=(install style release asan tsan clang)
+began=$SECONDS
+for name in "${steps[@]}"; do
+    start=$SECONDS
+    printf '\n=== %s\n' "$name"
+    "step_$name"
+    printf '=== %s: %d s\n' "$name" $((SECONDS - start))
+done
+printf '\nall of %s passed in %d s\n' "${steps[*]}" $((SECONDS - began))
