@@ -633,7 +633,7 @@ class Failures(Case):
     def test_a_file_cut_short_fails_and_keeps_the_old_output(self):
         cut = {path.name: path.read_bytes() for path in DATA.iterdir()
                if path.suffix in (".tif", ".png")}
-        self.assertEqual(len(cut), 5)
+        self.assertGreaterEqual(len(cut), 5)
         cut.update(self.samples())
         self.out.write_bytes(b"old")
         for name, data in cut.items():
