@@ -25,7 +25,85 @@ class QM_API CQmPicMemAPI_Base {
   public:
     // ----- Numbers of a depth, and the processor -------------------------------------------------
 
+    /// Bytes of a component: 1 up to 8 bits, 2 up to 16, 4 up to 32, 8 up to 64; 0 for 0 and above.
+    static uint32_t CalcCompSize(uint32_t uiBpc);
+    /// Bytes of a row rounded up to a multiple of `uiAlignment` (above 0), in 32 bits, which wrap:
+    /// 5 pixels of 3 bytes at 4 are 16.
+    static uint32_t CalcWidthBytes(uint32_t uiWidth, uint32_t uiBpc, uint32_t uiComponents,
+                                   uint32_t uiAlignment);
+    /// Greatest value of an unsigned component: 4095 for 12 bits, 0xFFFFFFFF for 32. Beyond 32 the
+    /// bits count modulo 32, here and below.
+    static uint32_t CalcUintMax(uint32_t uiBpc);
+    /// Greatest value of a signed component: 127 for 8 bits.
+    static int32_t CalcIntMax(uint32_t uiBpc);
+    /// Least value of a signed component: -128 for 8 bits.
+    static int32_t CalcIntMin(uint32_t uiBpc);
+    /// Greatest value of a depth on the scale of 8 bits: 255.0 up to 8 bits, 255.9375 for 12.
+    static double CalcDblMax(uint32_t uiBpc);
+    /// A value on the scale of 8 bits: 24 of 12 bits is 1.5.
+    static double CalcUintToDbl(uint32_t uiValue, uint32_t uiBpc);
+    /// Back, toward zero: 1.5 is 24 at 12 bits. What does not fit gives the low 32 bits of the
+    /// 64-bit integer (-1.5 at 8 bits 0xFFFFFFFF), NaN 0.
+    static uint32_t CalcDblToUint(double dValue, uint32_t uiBpc);
+    /// Decimals that show a value on the scale of 8 bits: 0 up to 8 bits, 1 for 9 to 11, 2 for 12
+    /// to 14, 3 for 15 to 17.
+    static uint32_t CalcDecimalPrecision(uint32_t uiBpc);
+    /// A value from one depth to another. Down: low bits are cut off, 65535 of 16 bits is 255 of 8.
+    /// Up: its top bits fill the low bits, so that full scale stays full scale, 255 of 8 bits is
+    /// 65535 of 16 and 4095 of 12. To more than twice the bits the low bits become 0 instead.
+    static uint32_t CalcConvertBpc(uint32_t uiDstBpc, uint32_t uiValue, uint32_t uiSrcBpc);
+
+    /// Has the processor SSE2? The first call asks it and fills the two below; every call answers
+    /// by bit 26 of the last word, so that a caller who clears that bit is believed. Any number of
+    /// threads may call.
+    static bool IsCPU_SSE2();
+    static bool s_bCPUInfoInited;        ///< the words below are filled
+    static std::int32_t s_piCPUInfo[4];  ///< identification leaf 1: eax, ebx, ecx, edx
+
     // ----- Whole lines, single pixels, values ----------------------------------------------------
+
+    /// Any depth. See the kernel `copy` for what a line is and what happens to one that is too
+    /// long.
+    static CopyKernel Copy;
+    /// Any depth; as the kernel `set`.
+    static SetKernel Set;
+
+    /// 8 bits and 9 to 16 bits; `pValue`, one pixel, is not tested for null.
+    static int SetValue(void* pDst, uint32_t uiComponents, uint32_t uiBpc, uint32_t uiDstWidthBytes,
+                        const void* pValue, uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// 8 bits, which take the low byte of the value, and 9 to 16 bits. The index is not compared
+    /// with `uiComponents`.
+    static int SetComponentValue(void* pDst, uint32_t uiComponents, uint32_t uiBpc,
+                                 uint32_t uiDstWidthBytes, uint32_t uiComponentIndex,
+                                 unsigned short usValue, uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// 8 bits and 9 to 16 bits; the two pixels are not tested for null.
+    static int ChangeValue(void* pDst, uint32_t uiComponents, uint32_t uiBpc,
+                           uint32_t uiDstWidthBytes, const void* pNewValue, const void* pOldValue,
+                           uint32_t uiWidth, uint64_t uiSizeInPixels);
+
+    /// One pixel; nothing is tested, neither pointer nor coordinates. 1 component of exactly 8 or
+    /// 16 bits takes the low bits of the colour; 3 and 4 components of 8 bits take its low bytes,
+    /// the highest of them first: 0x112233 becomes 11 22 33. -2 for all others, 9 to 15 bits too.
+    static int SetColor(void* pDst, uint32_t uiX, uint32_t uiY, uint32_t uiComponents,
+                        uint32_t uiBpc, uint32_t uiDstWidthBytes, uint32_t uiColor);
+    /// The same back, but only for 8 bits of 1 or 3 components; the other bits become 0. -2 for all
+    /// others, also where SetColor writes.
+    static int GetColor(const void* pSrc, uint32_t uiX, uint32_t uiY, uint32_t uiComponents,
+                        uint32_t uiBpc, uint32_t uiSrcWidthBytes, uint32_t* puiColor);
+
+    /// Any depth. Returns the comparison, as the kernel `compare` (which takes components and depth
+    /// the other way round), and 0 for null or empty memory.
+    /// @param piResult becomes 0 and nothing else; may be null
+    static int Compare(const void* p1, uint32_t uiWidthBytes1, const void* p2,
+                       uint32_t uiWidthBytes2, uint32_t uiBpc, uint32_t uiComponents,
+                       uint32_t uiWidth, uint64_t uiSizeInPixels, int* piResult);
+    /// Returns the comparison: value 1 - value 2 of the first unequal pair, else 0, also for null
+    /// or empty memory and for depths but 8 and 9 to 16.
+    /// @param piResult 0, or -2 for another depth; may be null
+    static int CompareComponent(const void* p1, uint32_t uiComponents1, uint32_t uiWidthBytes1,
+                                uint32_t uiComponentIndex1, const void* p2, uint32_t uiComponents2,
+                                uint32_t uiWidthBytes2, uint32_t uiComponentIndex2, uint32_t uiBpc,
+                                uint32_t uiWidth, uint64_t uiSizeInPixels, int* piResult);
 
     // ----- Two-picture arithmetic ----------------------------------------------------------------
 
@@ -34,7 +112,66 @@ class QM_API CQmPicMemAPI_Base {
 
     // ----- Depths --------------------------------------------------------------------------------
 
+    /// Weights of the grey kernels: a third each (0.3333333333333333), and 0.30, 0.59, 0.11. The
+    /// fourth is 0.
+    static const double pdRGBStdWeights[4];
+    static const double pdRGBOptWeights[4];
+
+    /// Storage changed, values kept: to 8, 9 to 16 or 17 to 32 bits. From 0x1234 a byte keeps 0x34.
+    /// The source may have any depth up to 32 (up to 8 bits are bytes); from more nothing is
+    /// written, and that is no error.
+    static ConvertBitDepthKernel ChangeBitDepth;
+
+    /// Depth raised, values kept. Where (bpc + 7) / 8 is the same for both, rows are copied as
+    /// blocks as long as the smaller stride, gaps included, so that every row of both pictures has
+    /// to be a whole stride: 12 to 16 bits, but also 16 to 12 and 20 to 24. Else from 8 to 9 to 16
+    /// bits, where 3 becomes 3. -2 for any other pair, 24 to 25 among them.
+    static ConvertBitDepthKernel ExpandBits;
+
+    /// Depth lowered or kept, up to 32 bits, without shifting: min(value, 2^uiDstBpc - 1). From 16
+    /// to 8 bits 300 becomes 255 and 200 stays 200. Depths up to 8 are bytes.
+    static ConvertBitDepthKernel CollapseBits;
+
+    /// Values rescaled by shifts between 8 and 9 to 16 bits and among the latter: see
+    /// convert_Nx8_to_Nx16, convert_Nx16_to_Nx8 and convert_Nx16_to_Nx16. Equal depths of any kind
+    /// are a Copy.
+    static ConvertBitDepthKernel ConvertBitDepthViaShifts;
+
+    /// One component rescaled by a shift: see convertcomponent_8_to_16 and its siblings. Depths up
+    /// to 8 are bytes. Equal depths are a CopyComponent; two different ones of 9 to 16 bits give
+    /// -2. Where the depths differ null pointers are not tested.
+    static int ConvertComponentViaShifts(void* pDst, uint32_t uiDstComponents, uint32_t uiDstBpc,
+                                         uint32_t uiDstWidthBytes, uint32_t uiDstComponentIndex,
+                                         const void* pSrc, uint32_t uiSrcComponents,
+                                         uint32_t uiSrcBpc, uint32_t uiSrcWidthBytes,
+                                         uint32_t uiSrcComponentIndex, uint32_t uiWidth,
+                                         uint64_t uiSizeInPixels);
+
+    /// 17 to 31 bits, and not 32, through a linear function a component to 8 or 9 to 16 bits: see
+    /// convertbitdepthvialinfunc_1x32_to_1x8 and its siblings.
+    static int ConvertBitDepthViaLinFunc(void* pDst, uint32_t uiDstBpc, uint32_t uiDstWidthBytes,
+                                         const void* pSrc, uint32_t uiSrcBpc,
+                                         uint32_t uiSrcWidthBytes, const SQmBpcLinFunc* pLinFunc,
+                                         uint32_t uiComponents, uint32_t uiWidth,
+                                         uint64_t uiSizeInPixels);
+
     // ----- Components ----------------------------------------------------------------------------
+
+    /// One component to another, of any two pictures of a depth. 8 bits, 9 to 16, and everything
+    /// above 16 as 32-bit words.
+    static int CopyComponent(void* pDst, uint32_t uiDstComponents, uint32_t uiDstWidthBytes,
+                             uint32_t uiDstIndex, const void* pSrc, uint32_t uiSrcComponents,
+                             uint32_t uiSrcWidthBytes, uint32_t uiSrcIndex, uint32_t uiBpc,
+                             uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// One component to a picture of one, 8 bits or 9 to 16: 24 bits give -2 here.
+    static int ExtractComponent(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                                uint32_t uiSrcComponents, uint32_t uiSrcWidthBytes,
+                                uint32_t uiSrcIndex, uint32_t uiBpc, uint32_t uiWidth,
+                                uint64_t uiSizeInPixels);
+    /// A picture of one component to one component of another, 8 bits or 9 to 16.
+    static int StoreComponent(void* pDst, uint32_t uiDstComponents, uint32_t uiDstWidthBytes,
+                              uint32_t uiDstIndex, const void* pSrc, uint32_t uiSrcWidthBytes,
+                              uint32_t uiBpc, uint32_t uiWidth, uint64_t uiSizeInPixels);
 
     // ----- Masks ---------------------------------------------------------------------------------
 
@@ -42,7 +179,90 @@ class QM_API CQmPicMemAPI_Base {
 
     // ----- Look-up tables ------------------------------------------------------------------------
 
+    // Of a set the entries read the shape (flat or rows, see qmpic/kernels/luts.h), the exposure
+    // marks and the mask. Depths of 0 to 8 are bytes in ApplyLuts and ExtractComponentViaLuts.
+
+    /// The same depth and components in and out, through one table for all components.
+    /// ucDstComponents 1 is a flat table for every component, else it must be uiComponents. With
+    /// exposure colours and three components of up to 8 bits, marks what is exposed badly:
+    /// applyluts_3x8_overexp_underexp.
+    /// @return -2 without tables, for a table a component (ucComponents not 1), for other counts of
+    ///         cells, above 16 bits; 0 also where the mask leaves a picture as it was
+    static int ApplyLuts(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                         uint32_t uiSrcWidthBytes, const SQmLut* pLut, uint32_t uiComponents,
+                         uint32_t uiBpc, uint32_t uiWidth, uint64_t uiSizeInPixels);
+
+    /// From one depth to another, the same components; equal depths are ApplyLuts. Depths are 8 and
+    /// 9 to 16. Exposure colours count from words to bytes with three components only, and a flat
+    /// table marks only what is over-exposed.
+    /// @return -2 as ApplyLuts, and for other depths
+    static int ConvertBitDepthViaLuts(void* pDst, uint32_t uiDstBpc, uint32_t uiDstWidthBytes,
+                                      const void* pSrc, uint32_t uiSrcBpc, uint32_t uiSrcWidthBytes,
+                                      const SQmLut* pLut, uint32_t uiComponents, uint32_t uiWidth,
+                                      uint64_t uiSizeInPixels);
+
+    /// Component `uiComp` to a picture of uiDstComponents bytes: through a flat table, rows of
+    /// uiDstComponents cells, or the component's own table of a set with one for each. With
+    /// exposure colours and three destination components, marks what is exposed badly.
+    /// @return -4 without tables, or when depths or counts are not those of the set; -2 for a
+    ///         destination above 8 or a source above 16 bits
+    static int ExtractComponentViaLuts(void* pDst, uint32_t uiDstComponents, uint32_t uiDstBpc,
+                                       uint32_t uiDstWidthBytes, const void* pSrc,
+                                       uint32_t uiSrcComponents, uint32_t uiSrcBpc,
+                                       uint32_t uiSrcWidthBytes, uint32_t uiComp,
+                                       const SQmLut* pLut, uint32_t uiWidth,
+                                       uint64_t uiSizeInPixels);
+
+    /// One component to several: through rows of uiDstComponents cells, from 8 bits to 8, from 9 to
+    /// 16 bits to 9 to 16, and to three components also from 9 to 16 bits to 8. A flat table of 8
+    /// bits gives three equal components. Otherwise a flat table writes **one** component a pixel,
+    /// whatever uiDstComponents says.
+    /// @return -2 for other depths; -4 without tables, or when depths or counts are not those of
+    /// the
+    ///         set, or it has a table a component
+    static int MapValueToComponents(void* pDst, uint32_t uiDstComponents, uint32_t uiDstBpc,
+                                    uint32_t uiDstWidthBytes, const void* pSrc, uint32_t uiSrcBpc,
+                                    uint32_t uiSrcWidthBytes, const SQmLut* pLut, uint32_t uiWidth,
+                                    uint64_t uiSizeInPixels);
+
     // ----- Colours of channels -------------------------------------------------------------------
 
     // ----- To the screen -------------------------------------------------------------------------
+
+    /// A picture of any components to one of three, 8 bits or 9 to 16, through the tables of a set:
+    /// each component has its own colours, which are merged (see mapcomp_3x8_3x8). Source and
+    /// destination must be those of the set, `ucSrcBpc` bits of `ucComponents` to `ucDstBpc` bits
+    /// of `ucDstComponents`; else -4, also for a width or size of 0 and a set without tables.
+    /// -2: another destination than 3 components of 8 or 9 to 16 bits, another source than 8 or 9
+    /// to 16 bits, 8 bits to more, and a parametric set. With exposure colours and 8 bits out,
+    /// the samples that they are for show them. Neither pictures nor `pLut` are tested for null.
+    static int MapComponentsMToN(void* pDst, uint32_t uiDstComponents, uint32_t uiDstBpc,
+                                 uint32_t uiDstWidthBytes, const void* pSrc,
+                                 uint32_t uiSrcComponents, uint32_t uiSrcBpc,
+                                 uint32_t uiSrcWidthBytes, const SQmLut* pLut, uint32_t uiWidth,
+                                 uint64_t uiSizeInPixels);
+
+    /// What a display needs: any picture that can be shown to 3 components of 8 bits, blue, green,
+    /// red. The way is chosen by picture and set:
+    ///
+    /// | set                         | picture      | done by                                 |
+    /// |-----------------------------|--------------|-----------------------------------------|
+    /// | none                        | 1, 8 bits    | ExpandComponent                         |
+    /// |                             | 1, 9 to 16   | ConvertBitDepthViaShifts, then the same |
+    /// |                             | 3, 8 bits    | Copy                                    |
+    /// |                             | 3, 9 to 16   | ConvertBitDepthViaShifts                |
+    /// | no bit of its mask is set   | any          | SetValue: black                         |
+    /// | one bit, not parametric     | any          | ExtractComponentViaLuts of that one     |
+    /// | other than one component    | any          | MapComponentsMToN                       |
+    /// | one component               | 1            | MapValueToComponents                    |
+    /// |                             | 3            | ConvertBitDepthViaLuts                  |
+    ///
+    /// The first line that fits counts; codes are those of the entry. All 192 bits of the mask
+    /// count, also those beyond the components. -4: anything else, a set whose cells are not of 8
+    /// bits, and one bit at or beyond `uiSrcComponents`. 9 to 16 bits of one component without a
+    /// set need `uiSizeInPixels` bytes, and throw std::bad_alloc if there are none.
+    static int ConvertToTrueColor(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                                  uint32_t uiSrcComponents, uint32_t uiSrcBpc,
+                                  uint32_t uiSrcWidthBytes, uint32_t uiWidth,
+                                  uint64_t uiSizeInPixels, const SQmLut* pLut);
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <initializer_list>
 
 #include "core/rows.h"
@@ -8,10 +9,12 @@
 /// The loops. A family uses one of these shapes, or says in one line why it walks the rows itself.
 ///
 ///     fill        a component = value            setcomponent
-///     map         a component = op(a component)  copycomponent, changebitdepth
+///     map         a component = op(a component)  copycomponent, convertcomponent
+///     map_samples sample = op(sample)            changebitdepth, convert_Nx16_to_Nx8
 ///     combine     sample = op(sample, sample)    addandclip, subandclip
 ///     each_pixel  op(pixel, pixel)               convert_4x8_to_3x8
-///     each_row    op(row, row)                   copy, rows that end in intrinsics
+///     each_row    op(row, row)                   rows that end in intrinsics
+///     copy_lines  row = row                      copy
 ///
 /// All of them visit rows from top to bottom and pixels from left to right within a thread, and
 /// read a pixel before they write it, so that equal memory (same address, same stride) may stand
@@ -81,6 +84,13 @@ void map(Team team, Component<Dst> dst, Component<Src> src, Area area, Op op) {
     }
 }
 
+/// The same where a row is just so many samples.
+template <class T, class S, class Op>
+void map_samples(Team team, Dst dst, Src src, Area area, Op op) {
+    area = joined(team, area, {{dst.stride, sizeof(T)}, {src.stride, sizeof(S)}});
+    detail::map_steps<T, S, 1, 1>(team, {dst}, {src}, area, op);
+}
+
 template <class T, class Op>
 void combine(Team team, Dst dst, Src a, Src b, Area area, Op op) {
     area =
@@ -124,6 +134,22 @@ void each_row(Team team, Dst dst, Src src, Area area, Op op) {
     walk_rows(team, area.rows, [=](RowRange rows) {
         for (uint64_t y = rows.first; y < rows.last; ++y) op(dst.row<T>(y), src.row<S>(y));
     });
+}
+
+namespace detail {
+struct CopyLine {
+    uint64_t bytes;
+    void operator()(Sample<uint8_t>* d, const Sample<uint8_t>* s) const {
+        std::memmove(d, s, bytes);
+    }
+};
+}  // namespace detail
+
+/// The first `bytes` of every row as they stand.
+inline void copy_lines(Team team, Dst dst, Src src, uint64_t bytes, uint64_t rows) {
+    if (bytes == 0) return;  // however many rows
+    const Area area = joined(team, {bytes, rows}, {{dst.stride, 1}, {src.stride, 1}});
+    each_row<uint8_t, uint8_t>(team, dst, src, area, detail::CopyLine{area.width});
 }
 
 }  // namespace qmpic

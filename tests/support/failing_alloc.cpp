@@ -1,0 +1,89 @@
+#include "support/failing_alloc.h"
+
+#include <cerrno>
+#include <cstddef>
+
+namespace qmpic::test {
+namespace {
+constinit thread_local FailingAlloc* armed = nullptr;
+}
+
+FailingAlloc::FailingAlloc(uint32_t nth, Until until) : nth_(nth), until_(until) { armed = this; }
+FailingAlloc::~FailingAlloc() { armed = nullptr; }
+
+bool FailingAlloc::refuses() {
+    ++seen_;
+    if (nth_ == 0 || seen_ < nth_ || (seen_ > nth_ && until_ == kOnce)) return false;
+    ++failed_;
+    return true;
+}
+
+}  // namespace qmpic::test
+
+#ifndef QM_HEAP_IS_TAKEN
+
+// The same functions under the names by which the C library offers them to those who stand before.
+extern "C" {
+void* __libc_malloc(size_t);
+void* __libc_calloc(size_t, size_t);
+void* __libc_realloc(void*, size_t);
+void* __libc_memalign(size_t, size_t);
+void __libc_free(void*);
+}
+
+namespace {
+
+using qmpic::test::armed;
+
+template <class Real>
+void* allocate(Real real) {
+    if (armed == nullptr) return real();
+    void* const p = armed->refuses() ? nullptr : real();
+    if (p == nullptr)
+        errno = ENOMEM;
+    else
+        armed->note_new();
+    return p;
+}
+
+}  // namespace
+
+#define QM_HEAP extern "C" __attribute__((visibility("default")))
+
+QM_HEAP void* malloc(size_t size) noexcept {
+    return allocate([=] { return __libc_malloc(size); });
+}
+QM_HEAP void* calloc(size_t count, size_t size) noexcept {
+    return allocate([=] { return __libc_calloc(count, size); });
+}
+QM_HEAP void* memalign(size_t alignment, size_t size) noexcept {
+    return allocate([=] { return __libc_memalign(alignment, size); });
+}
+QM_HEAP void* aligned_alloc(size_t alignment, size_t size) noexcept {
+    return allocate([=] { return __libc_memalign(alignment, size); });
+}
+QM_HEAP int posix_memalign(void** block, size_t alignment, size_t size) noexcept {
+    void* const p = allocate([=] { return __libc_memalign(alignment, size); });
+    if (p == nullptr) return ENOMEM;
+    *block = p;
+    return 0;
+}
+QM_HEAP void free(void* p) noexcept {
+    if (armed != nullptr && p != nullptr) armed->note_gone();
+    __libc_free(p);
+}
+QM_HEAP void* realloc(void* old, size_t size) noexcept {
+    if (armed == nullptr) return __libc_realloc(old, size);
+    if (armed->refuses()) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    void* const p = __libc_realloc(old, size);
+    if (old == nullptr && p != nullptr) armed->note_new();
+    if (old != nullptr && p == nullptr && size == 0) armed->note_gone();
+    return p;
+}
+
+#undef QM_HEAP
+
+#endif
