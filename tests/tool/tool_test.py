@@ -668,6 +668,12 @@ class Failures(Case):
         second = struct.unpack("<I", data[8 + 2 + 12 * data[8]:][:4])[0]
         self.assert_fails(1, "picture: ", "info", self.file(data[:second + 20]))
 
+    def test_pages_in_a_circle_are_an_error(self):
+        data = bytearray(tiff(page(random_rows(9, 9, 1, 99), 8), page(random_rows(9, 9, 1, 99), 8)))
+        second = struct.unpack_from("<I", data, 8 + 2 + 12 * data[8])[0]
+        struct.pack_into("<I", data, second + 2 + 12 * data[second], 8)
+        self.assert_fails(1, "picture: ", "info", self.file(bytes(data)))
+
     def test_unwritable_outputs(self):
         picture = self.file(pnm([[[1]]], 255))
         (self.folder / "folder").mkdir()
