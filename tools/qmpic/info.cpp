@@ -101,6 +101,7 @@ std::function<void()> declare_info(CLI::App& app) {
     app.add_flag("--json", options->json, "As JSON");
     app.add_option("--max-pixels", options->wanted.max_pixels,
                    "Refuse larger pictures (pixels x components)")
+        ->check(CLI::PositiveNumber)
         ->capture_default_str()
         ->type_name("N");
     return [options] { show(*options); };

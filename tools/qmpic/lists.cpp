@@ -1,7 +1,6 @@
 #include "lists.h"
 
 #include <charconv>
-#include <string_view>
 
 #include "failure.h"
 
@@ -10,18 +9,18 @@ namespace tool {
 namespace {
 
 template <class T>
-std::optional<T> parse_whole(std::string_view text) {
+std::optional<T> parse_whole(const std::string& text) {
     T value{};
-    const char* end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, value);
+    const char* end = text.c_str() + text.size();
+    const auto result = std::from_chars(text.c_str(), end, value);
     return result.ec == std::errc() && result.ptr == end ? std::optional(value) : std::nullopt;
 }
 
 std::optional<Range> parse_range(const std::string& text) {
     const std::size_t colon = text.find(':');
     if (colon == std::string::npos) return std::nullopt;
-    const auto low = parse_whole<std::uint16_t>(std::string_view(text).substr(0, colon));
-    const auto high = parse_whole<std::uint16_t>(std::string_view(text).substr(colon + 1));
+    const auto low = parse_whole<std::uint16_t>(text.substr(0, colon));
+    const auto high = parse_whole<std::uint16_t>(text.substr(colon + 1));
     if (!low || !high || *low >= *high) return std::nullopt;
     return Range{*low, *high};
 }
@@ -39,7 +38,7 @@ auto parse_list(const std::string& option, const std::string& text, const char* 
         end = text.find(',', begin);
         const std::string part = text.substr(begin, end - begin);
         const auto value = parse(part);
-        if (!value) throw WrongUsage(option + ": '" + part + "' is not " + what);
+        if (!value) throw WrongUsage((option + ": '").append(part).append("' is not ") + what);
         values.push_back(*value);
     }
     return values;

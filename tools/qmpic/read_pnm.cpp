@@ -40,9 +40,9 @@ class Numbers {
         return static_cast<std::uint32_t>(value);
     }
 
-  private:
     static bool is_space(int c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
+  private:
     std::FILE* file_;
 };
 
@@ -57,6 +57,9 @@ Picture read_pnm(const Wanted& wanted) {
     if (kind != '2' && kind != '3' && kind != '5' && kind != '6')
         throw Failure(std::string("pictures of kind P") + static_cast<char>(kind) +
                       " are not supported");
+    const int behind = getc_unlocked(file.get());
+    if (behind != '#' && !Numbers::is_space(behind)) throw Failure("a number was expected");
+    std::ungetc(behind, file.get());
     const bool text = kind < '5';
     Numbers numbers(file.get());
     const std::uint32_t width = numbers.next(0x7FFFFFFF), height = numbers.next(0x7FFFFFFF);

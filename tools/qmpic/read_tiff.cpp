@@ -203,7 +203,7 @@ void read_page(const File& file, const Page& page, const Wanted& wanted, const P
         row_bytes != (std::uint64_t{columns} * samples * page.bits + 7) / 8 ||
         block_bytes / rows != row_bytes || block_bytes % rows != 0)
         file.fail("the sizes of its strips or tiles make no sense");
-    if (block_bytes > 4 * wanted.max_pixels + (std::uint64_t{1} << 20))
+    if (block_bytes / 4 > wanted.max_pixels + (std::uint64_t{1} << 18))
         throw Failure("a strip or tile is larger than --max-pixels allows");
 
     std::vector<std::uint8_t> block(block_bytes);
@@ -297,15 +297,16 @@ Picture read_tiff(const Wanted& wanted) {
         return describe(file.get());
     };
     const auto all = static_cast<std::uint32_t>(pages.size());
-    if (wanted.page.value_or(0) >= all)
-        throw Failure("no page " + std::to_string(*wanted.page) + ": the last is page " +
+    const std::uint32_t asked = wanted.page.value_or(0);
+    if (asked >= all)
+        throw Failure("no page " + std::to_string(asked) + ": the last is page " +
                       std::to_string(all - 1));
 
     enter(0);
     const std::string element = pixels_element(file.get());  // speaks of all pages
-    const Page first = enter(wanted.page.value_or(0));
+    const Page first = enter(asked);
     check_supported(first);
-    std::vector<std::uint32_t> chosen = {wanted.page.value_or(0)};
+    std::vector<std::uint32_t> chosen = {asked};
     if (!wanted.page && all > 1 && first.shown() == 1) {
         chosen = channel_pages(element, all);
         if (chosen.empty() && element.empty() && all <= 7)

@@ -18,8 +18,8 @@ struct Options {
     Wanted wanted;
     std::string output;
     std::optional<unsigned> bits;
-    std::string channels, colours, levels, gamma;  ///< lists; empty when not given
-    std::string mark_over, mark_under;
+    std::optional<std::string> channels, colours, levels, gamma;  ///< lists
+    std::optional<std::string> mark_over, mark_under;
 };
 
 constexpr Colour kRed = 0x0000FF, kGreen = 0x00FF00, kBlue = 0xFF0000, kGrey = 0xFFFFFF;
@@ -34,9 +34,10 @@ const T& pick(const std::vector<T>& list, std::size_t i) {
 }
 
 template <class Parse>
-auto parse_for(const char* option, const std::string& text, std::size_t channels, Parse&& parse) {
-    if (text.empty()) return decltype(parse(option, text)){};
-    auto list = parse(option, text);
+auto parse_for(const char* option, const std::optional<std::string>& text, std::size_t channels,
+               Parse&& parse) {
+    if (!text) return decltype(parse(option, *text)){};
+    auto list = parse(option, *text);
     if (list.size() != 1 && list.size() != channels)
         throw WrongUsage(std::string(option) + ": " + std::to_string(list.size()) + " values for " +
                          std::to_string(channels) + " channels");
@@ -46,25 +47,25 @@ auto parse_for(const char* option, const std::string& text, std::size_t channels
 /// What does not depend on the picture is looked at before it is read.
 struct Parsed {
     explicit Parsed(const Options& options)
-        : channels(options.channels.empty() ? std::vector<std::uint32_t>{}
-                                            : parse_channels("--channels", options.channels)),
+        : channels(options.channels ? parse_channels("--channels", *options.channels)
+                                    : std::vector<std::uint32_t>{}),
           over(mark("--mark-over", options.mark_over, kRed)),
           under(mark("--mark-under", options.mark_under, kBlue)) {
         for (std::size_t i = 0; i < channels.size(); ++i)
             if (std::count(channels.begin(), channels.end(), channels[i]) > 1)
                 throw WrongUsage("--channels: " + std::to_string(channels[i]) + " twice");
-        if (!options.colours.empty()) parse_colours("--colors", options.colours);
-        if (!options.levels.empty()) parse_ranges("--levels", options.levels);
-        if (!options.gamma.empty()) parse_numbers("--gamma", options.gamma);
+        if (options.colours) parse_colours("--colors", *options.colours);
+        if (options.levels) parse_ranges("--levels", *options.levels);
+        if (options.gamma) parse_numbers("--gamma", *options.gamma);
     }
 
-    static std::optional<Colour> mark(const std::string& option, const std::string& text,
-                                      Colour otherwise) {
-        if (text.empty()) return std::nullopt;
-        if (text == "default") return otherwise;
-        if (text == "inverse") return kInverse;
-        const std::optional<Colour> colour = parse_colour(text);
-        if (!colour) throw WrongUsage(option + ": '" + text + "' is no colour such as FF8000");
+    static std::optional<Colour> mark(const std::string& option,
+                                      const std::optional<std::string>& text, Colour otherwise) {
+        if (!text) return std::nullopt;
+        if (*text == "default") return otherwise;
+        if (*text == "inverse") return kInverse;
+        const std::optional<Colour> colour = parse_colour(*text);
+        if (!colour) throw WrongUsage(option + ": '" + *text + "' is no colour such as FF8000");
         if (*colour == 0) throw WrongUsage(option + ": black cannot mark anything");
         return colour;
     }
@@ -161,6 +162,7 @@ std::function<void()> declare_render(CLI::App& app) {
         ->type_name("[COLOR]");
     app.add_option("--max-pixels", options->wanted.max_pixels,
                    "Refuse larger pictures (pixels x components)")
+        ->check(CLI::PositiveNumber)
         ->capture_default_str()
         ->type_name("N");
     return [options] { render(*options); };

@@ -26,7 +26,7 @@ void make_tables(SQmLut& lut, unsigned bits, std::uint32_t components,
             const double part = std::pow(std::clamp((value - low) / span, 0.0, 1.0), how.gamma);
             for (unsigned cell = 0; cell < 3; ++cell) {  // blue, green, red
                 const Colour full = how.colour >> (8 * (2 - cell)) & 0xFF;
-                rows[value][cell] = static_cast<unsigned char>(part * full + 0.5);
+                rows[value][cell] = static_cast<unsigned char>(std::lround(part * full));
             }
         }
     }

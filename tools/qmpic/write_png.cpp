@@ -28,7 +28,8 @@ class Temporary {
         const mode_t mask = umask(0);
         umask(mask);
         const mode_t mode = stat(path.c_str(), &old) == 0 ? old.st_mode & 0777 : 0666 & ~mask;
-        if (fchmod(descriptor, mode) != 0 || !(file_ = fdopen(descriptor, "wb"))) {
+        if (fchmod(descriptor, mode) == 0) file_ = fdopen(descriptor, "wb");
+        if (!file_) {
             const int reason = errno;
             close(descriptor);
             unlink(name_.c_str());
