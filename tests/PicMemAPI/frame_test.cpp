@@ -630,6 +630,32 @@ TEST(ChangeValue, ChangesPixelsOfWhichAllComponentsAreEqual) {
     EXPECT_EQ(words, (std::vector<uint16_t>{5, 0x0202, 0x0103}));
 }
 
+// More components than any format has: past the sizes for which there is room at hand.
+TEST(Values, OfVeryManyComponentsAreSetAndChanged) {
+    for (const uint32_t components : {193u, 4096u, 4097u, 10001u}) {
+        std::vector<uint16_t> value(components), other, d(3 * components + 1, 7);
+        for (uint32_t i = 0; i < components; ++i) value[i] = static_cast<uint16_t>(i * 5);
+        other = value;
+        other.back() ^= 1;
+        EXPECT_EQ(Entries::SetValue(d.data(), components, 16, components * 4, value.data(), 1, 1),
+                  QM_OK);
+        EXPECT_EQ(Entries::SetValue(d.data() + components, components, 16, components * 4,
+                                    other.data(), 2, 2),
+                  QM_OK);
+        std::vector<uint16_t> expected = value;
+        expected.insert(expected.end(), other.begin(), other.end());
+        expected.insert(expected.end(), other.begin(), other.end());
+        expected.push_back(7);
+        EXPECT_EQ(d, expected);
+        const std::vector<uint16_t> changed(components, 9);
+        EXPECT_EQ(Entries::ChangeValue(d.data(), components, 16, components * 6, changed.data(),
+                                       value.data(), 3, 3),
+                  QM_OK);
+        std::copy(changed.begin(), changed.end(), expected.begin());
+        EXPECT_EQ(d, expected);
+    }
+}
+
 TEST(SetColor, StoresTheHighestByteFirst) {
     Bytes d(24, 0);
     EXPECT_EQ(Entries::SetColor(d.data(), 1, 1, 3, 8, 12, 0xAA112233), QM_OK);

@@ -49,7 +49,7 @@ using SetKernel = int(void* pDst, uint32_t uiDstWidthBytes, uint32_t uiValue, ui
 QM_API SetKernel set;
 
 /// @param pValue one pixel, `uiComponents` samples of the layout's unit; read before anything is
-///               written
+///               written (of up to 2048 components)
 using SetValueKernel = int(void* pDst, uint32_t uiComponents, uint32_t uiDstWidthBytes,
                            const void* pValue, uint32_t uiWidth, uint64_t uiSizeInPixels);
 
@@ -70,6 +70,7 @@ QM_API SetComponent8Kernel setcomponent_Nx8;
 QM_API SetComponent16Kernel setcomponent_Nx16;
 
 /// @param pNewValue one pixel, as is `pOldValue`; both are read before anything is written
+/// @return 0; -3 when there is no memory for two pixels of more than 192 components
 using ChangeValueKernel = int(void* pDst, uint32_t uiComponents, uint32_t uiDstWidthBytes,
                               const void* pNewValue, const void* pOldValue, uint32_t uiWidth,
                               uint64_t uiSizeInPixels);
