@@ -203,16 +203,12 @@ KERNEL(convert_3x16_to_4x16, uint16_t, uint64_t)
 
 namespace {
 
-/// weight * value / F without leaving the lanes of T, F being the greatest value of T.
+/// weight * value / F, F being the greatest value of T.
 uint8_t part(uint8_t weight, uint8_t value) {
     return static_cast<uint8_t>(div_255_in_16_bits(static_cast<uint16_t>(weight * value)));
 }
 uint16_t part(uint16_t weight, uint16_t value) {
-    const uint32_t product = uint32_t{weight} * value;
-    const auto high = static_cast<uint16_t>(product >> 16), low = static_cast<uint16_t>(product);
-    // div_65535 by halves: (product + high + 1) >> 16 is high and the carry of low + high + 1.
-    const bool carries = low >= static_cast<uint16_t>(~high);
-    return carries ? static_cast<uint16_t>(high + 1) : high;
+    return static_cast<uint16_t>(div_65535(uint32_t{weight} * value));
 }
 
 /// A weight on the scale of F, modulo F + 1.
