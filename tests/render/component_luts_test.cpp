@@ -653,8 +653,8 @@ TEST(MapValueToComponents, ForksForAFlatTableOfBytesAndForNothingElse) {
                     flat ? static_cast<const void*>(tables.cells.data()) : tables.rows.data(), bpc,
                     1, bpc, flat ? 1 : count);
                 const WatchedRegions regions;
-                CQmPicMemAPI_Base::MapValueToComponents(d.data(), count, bpc, 64 * 10, s.data(), bpc,
-                                                        128, &set, 64, 64 * 64);
+                CQmPicMemAPI_Base::MapValueToComponents(d.data(), count, bpc, 64 * 10, s.data(),
+                                                        bpc, 128, &set, 64, 64 * 64);
                 EXPECT_EQ(regions.teams().size(), bpc == 8 && flat && count != 3 ? 1u : 0u);
             }
 }
