@@ -455,6 +455,24 @@ TEST(LutCheckSpectral, KeepsASharedTableOfTheSameShape) {
     EXPECT_EQ(shape_of(lut), (Shape{8, 4, 16, 3}));
 }
 
+TEST(LutCheckSpectral, OfASetWithoutTablesKeepsThresholdsAndParametersAlone) {
+    SQmLut lut;
+    lut.ucDstComponents = 3, lut.ucDstBpc = 8, lut.ucComponents = 4;
+    lut.rmComponents = CQmRangeMask(5, 1, 2, 1);
+    SQmLut::SetOverExpColor(lut, references(255).data());
+    SQmLut::SetUnderExpColor(lut, references(255).data());
+    SQmLut::SetOverExpValue(lut, references(7).data());
+    SQmLut::ReinitParametric(lut);
+    const auto* const values = lut.pOverExpValue;
+    const auto* const params = lut.pParams;
+    ASSERT_EQ(SQmLut::check_luts_spectral_ex(lut, 8, 4, 8, 3), QM_OK);
+    EXPECT_EQ(lut.pOverExpValue, values);
+    EXPECT_EQ(lut.pParams, params);
+    EXPECT_EQ(lut.rmComponents, CQmRangeMask(5, 1, 2, 1));
+    EXPECT_EQ(lut.pOverExpColor, nullptr);
+    EXPECT_EQ(lut.pUnderExpColor, nullptr);
+}
+
 // Two equal words are what tells a shared set, whatever they mean.
 TEST(LutCheck, MakesAFlatTableAnewWhoseFirstWordsAreEqual) {
     SQmLut lut;
@@ -974,6 +992,24 @@ TEST_F(LutMemoryFailure, OfTheChecksIsThatOfWhatTheyCall) {
     codes(SQmLut::check_luts, 3, {77, QM_NO_MEMORY, QM_NO_MEMORY});
     codes(SQmLut::check_luts, 1, {QM_NO_MEMORY, QM_NO_MEMORY});
     codes(SQmLut::check_luts_spectral_ex, 3, {QM_BAD_BUFFER, QM_NO_MEMORY, QM_NO_MEMORY});
+}
+
+TEST_F(LutMemoryFailure, OrNotTheChecksReleaseWhatASetWithoutTablesHas) {
+    const auto colors = references(255);
+    for (Make* check : {SQmLut::check_luts, SQmLut::check_luts_spectral_ex}) {
+        const Outcome outcome = with_failing(0, FailingAlloc::kOnce, [&] {
+            SQmLut lut;
+            lut.ucDstComponents = 3, lut.ucDstBpc = 8, lut.ucComponents = 4;
+            lut.rmComponents = CQmRangeMask(5, 1, 2, 1);
+            SQmLut::SetOverExpColor(lut, colors.data());
+            SQmLut::SetUnderExpColor(lut, colors.data());
+            SQmLut::SetOverExpValue(lut, colors.data());
+            SQmLut::ReinitParametric(lut);
+            return check(lut, 8, 4, 8, 3);
+        });
+        EXPECT_EQ(outcome.code, QM_OK);
+        EXPECT_EQ(outcome.live, 0);
+    }
 }
 
 TEST_F(LutMemoryFailure, OfARebuildLeavesASetThatCanBeUsedAgain) {

@@ -296,21 +296,26 @@ TEST(TrueColour, OfNothingIsTheCodeOfTheEntryThatIsChosen) {
 }
 
 TEST(TrueColour, MayStandWhereTheWordsStand) {
-    // 300 rows of 500 words, in one piece and so with rows that move; and with rows that stay.
-    for (const uint32_t stride : {1000u, 1500u}) {
-        constexpr uint32_t kWidth = 500, kRows = 300;
-        std::vector<uint8_t> memory(1500 * kRows);
+    constexpr uint32_t kWidth = 500, kRows = 300;
+    const struct {
+        uint32_t stride;             // of the words
+        size_t at_words, at_pixels;  // where the two begin
+    } cases[] = {{1000, 0, 0}, {1500, 0, 0}, {1000, 700, 0}, {1000, 0, 700}, {1500, 100000, 0}};
+    for (const auto& [stride, at_words, at_pixels] : cases) {
+        std::vector<uint8_t> memory(1500 * kRows + 200000);
         std::vector<int> expected;
         for (uint32_t y = 0; y < kRows; ++y)
             for (uint32_t x = 0; x < kWidth; ++x) {
                 const auto value = static_cast<uint16_t>((x * 31 + y * 77) & 4095);
-                std::memcpy(&memory[y * stride + 2 * x], &value, 2);
+                std::memcpy(&memory[at_words + y * stride + 2 * x], &value, 2);
                 for (int c = 0; c < 3; ++c) expected.push_back(value >> 4);
             }
-        ASSERT_EQ(Api::ConvertToTrueColor(memory.data(), 1500, memory.data(), 1, 12, stride, kWidth,
-                                          kWidth * kRows, nullptr),
+        ASSERT_EQ(Api::ConvertToTrueColor(&memory[at_pixels], 1500, &memory[at_words], 1, 12,
+                                          stride, kWidth, kWidth * kRows, nullptr),
                   QM_OK);
-        EXPECT_EQ((std::vector<int>(memory.begin(), memory.end())), expected) << stride;
+        const auto* const first = &memory[at_pixels];
+        EXPECT_EQ((std::vector<int>(first, first + 1500 * kRows)), expected)
+            << stride << ", " << at_words << ", " << at_pixels;
     }
 }
 
