@@ -140,8 +140,8 @@ struct Rearrange {
     }
 };
 
-// Two moves at a time. The steps are numbers of their own: what is reached through a reference might
-// change with every byte that is written.
+// Two moves at a time. The steps are numbers of their own: what is reached through a reference
+// might change with every byte that is written.
 template <class T>
 void move(Sample<T>* d, uint64_t d_step, const Sample<T>* s, uint64_t pixels, const Moves& moves) {
     const uint64_t s_step = moves.components;

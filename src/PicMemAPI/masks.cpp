@@ -1,5 +1,6 @@
 #include <cstring>
 #include <limits>
+#include <type_traits>
 
 #include "PicMemAPI/masks_kernels.h"
 #include "PicMemAPI/pixel_bytes.h"
@@ -78,9 +79,13 @@ void select_blocks(Dst dst, Src src, uint64_t given, Choice<Unit> choice, Area a
                 if constexpr (known == 0) {
                     if (chosen) std::memmove(d, s, bytes);
                 } else {
-                    const uint32_t now = chosen ? 0xFF : 0, old = ~now;
-                    for (uint32_t i = 0; i < known; ++i)
-                        d[i] = static_cast<uint8_t>((s[i] & now) | (d[i] & old));
+                    using Part = std::conditional_t<known % 2 == 0, uint16_t, uint8_t>;
+                    auto* const to = reinterpret_cast<Sample<Part>*>(d);
+                    const auto* const from = reinterpret_cast<const Sample<Part>*>(s);
+                    for (uint32_t i = 0; i < known / sizeof(Part); ++i) {
+                        const Part old = to[i], now = from[i];
+                        to[i] = chosen ? now : old;
+                    }
                 }
             }
         }

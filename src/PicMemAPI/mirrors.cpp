@@ -13,7 +13,8 @@ namespace {
 
 using namespace qmpic;
 
-// Pixels that are as large as a sample: the compiler shuffles these.
+// Pixels that are as large as a sample: the compiler shuffles these. In place that takes six tenths
+// of the time of tables (512 x 512 x 4 bytes), since nothing has to be blended.
 template <class T>
 struct Mirror {
     using Pixel = T;
@@ -36,9 +37,11 @@ struct Exchange {
     }
 };
 
-// Others where they are shuffled by tables.
+// Pixels that are shuffled by tables. Between two memories that takes two thirds of the time of the
+// compiler's loops.
 struct MirrorInVectors {
     using Pixel = uint8_t;
+    static constexpr bool kAlways = true;
     uint64_t pixels;
     Reversal reversal;
     void operator()(Sample<uint8_t>* d, const Sample<uint8_t>* s) const {
@@ -47,6 +50,7 @@ struct MirrorInVectors {
 };
 struct ExchangeInVectors {
     using Pixel = uint8_t;
+    static constexpr bool kAlways = false;  // not where pixels are as large as a sample
     uint64_t pixels;
     Reversal reversal;
     void operator()(Sample<uint8_t>* row, const Sample<uint8_t>*) const {
@@ -54,7 +58,7 @@ struct ExchangeInVectors {
     }
 };
 
-// And where they are not: so many bytes, a constant or (0) given.
+// And others where nothing is: so many bytes, a constant or (0) given.
 template <uint32_t known>
 struct MirrorBlocks {
     using Pixel = uint8_t;
@@ -85,15 +89,15 @@ void in_rows(Dst dst, Src src, Area area, Op op) {
 
 template <template <class> class Samples, class InVectors, template <uint32_t> class Blocks>
 void mirror(Dst dst, Src src, uint32_t bytes, Area area) {
+    const bool like_a_sample = bytes == 1 || bytes == 2 || bytes == 4 || bytes == 8;
+    if (shuffles(bytes) && (InVectors::kAlways || !like_a_sample))
+        return in_rows(dst, src, area, InVectors{area.width, Reversal(bytes)});
     switch (bytes) {
     case 0: return;
     case 1: return in_rows(dst, src, area, Samples<uint8_t>{area.width});
     case 2: return in_rows(dst, src, area, Samples<uint16_t>{area.width});
     case 4: return in_rows(dst, src, area, Samples<uint32_t>{area.width});
     case 8: return in_rows(dst, src, area, Samples<uint64_t>{area.width});
-    }
-    if (shuffles(bytes)) return in_rows(dst, src, area, InVectors{area.width, Reversal(bytes)});
-    switch (bytes) {
     case 3: return in_rows(dst, src, area, Blocks<3>{area.width, bytes});
     case 6: return in_rows(dst, src, area, Blocks<6>{area.width, bytes});
     default: return in_rows(dst, src, area, Blocks<0>{area.width, bytes});
