@@ -35,6 +35,9 @@ void flat(Team team, Dst dst, Src src, Area area, const void* luts, uint32_t bit
 template <class T, class S, uint32_t known, Index index>
 void rows(Team team, Dst dst, Src src, Count<known> count, Area area, const void* luts,
           uint32_t bits) {
+    // Two channels are as usual as three, but have no members of their own.
+    if constexpr (known == 0)
+        if (count() == 2) return rows<T, S, 2, index>(team, dst, src, Count<2>{}, area, luts, bits);
     const RowTable<T> table(luts);
     const bool whole = sizeof(S) == 2 || bits == kWholeByte;
     const bool prepares = whole && pays(uint64_t{1} << bits, area);
