@@ -142,6 +142,13 @@ MakeJob between(uint32_t components, uint32_t from, uint32_t count, uint32_t to,
         Job job;
         job.bytes = d.size() + s.size();
         job.ours = [=, &t] { run(d, s, t, depth_of(from)); };
+#ifdef QMPIC_OPENCV
+        if (components == 1 && from == 8 && count == 3) {  // the colour maps of its imgproc
+            const cv::Mat values = s.mat(CV_8U), colours = d.mat(CV_8U),
+                          map(256, 1, CV_8UC3, const_cast<uint8_t*>(t.bytes.data()));
+            job.peer = [=] { cv::applyColorMap(values, colours, map); };
+        }
+#endif
         return job;
     };
 }

@@ -35,6 +35,9 @@ void flat(Team team, Dst dst, Src src, Area area, const void* luts, uint32_t bit
 template <class T, class S, uint32_t known, Index index>
 void rows(Team team, Dst dst, Src src, Count<known> count, Area area, const void* luts,
           uint32_t bits) {
+    // Two channels are as usual as three, but have no members of their own.
+    if constexpr (known == 0)
+        if (count() == 2) return rows<T, S, 2, index>(team, dst, src, Count<2>{}, area, luts, bits);
     const RowTable<T> table(luts);
     const bool whole = sizeof(S) == 2 || bits == kWholeByte;
     const bool prepares = whole && pays(uint64_t{1} << bits, area);
@@ -192,6 +195,39 @@ void mark_exposed(Dst dst, Src src, Area area, Table table, ExposureMarks<test> 
                            });
 }
 
+/// For bytes: cell c of a value where it belongs in the colour, above it in six bits which tests it
+/// hits. So a pixel is three loads and no branch that pictures could make hard to guess.
+struct MarkedBytes {
+    uint32_t cells[3][256];
+    uint32_t colours[64];  // by the hits of all three components
+
+    MarkedBytes(RowTable<uint8_t> table, const ExposureMarks<kEquals>& marks) : colours{} {
+        for (uint32_t c = 0; c < 3; ++c)
+            for (uint32_t v = 0; v < 256; ++v) {
+                const uint32_t hit = v == marks.under_value[c]  ? 1u
+                                     : v == marks.over_value[c] ? 2u
+                                                                : 0u;
+                cells[c][v] = uint32_t{table(v, c)} << 8 * c | hit << (24 + 2 * c);
+            }
+        for (uint32_t hits = 1; hits < 64; ++hits)
+            for (uint32_t c = 0; c < 3; ++c)  // the highest component is the last to speak
+                if (const uint32_t hit = hits >> 2 * c & 3; hit != 0)
+                    colours[hits] = hit == 1 ? marks.under_colour[c] : marks.over_colour[c];
+    }
+};
+
+template <class S>
+void mark_bytes(Dst dst, Src src, Area area, const MarkedBytes* marked) {
+    each_pixel<uint8_t, S>(kCallingThread, dst, Count<3>{}, src, Count<3>{}, area,
+                           [=](Sample<uint8_t>* d, const Sample<S>* s) {
+                               const uint32_t word = marked->cells[0][s[0]] |
+                                                     marked->cells[1][s[1]] |
+                                                     marked->cells[2][s[2]];
+                               const uint32_t signal = marked->colours[word >> 24];
+                               write_pixel(d, word >> 24 != 0 ? signal : word);
+                           });
+}
+
 template <OverTest test, class S>
 int exposed(Dst dst, Src src, const void* luts, const void* over, const uint32_t* thresholds,
             const void* under, uint32_t bits, uint32_t width, uint64_t size, uint64_t mask) {
@@ -200,6 +236,12 @@ int exposed(Dst dst, Src src, const void* luts, const void* over, const uint32_t
     const ExposureMarks<test> marks(over, thresholds, under, bits, components);
     const Area area = Area::of_pixels(width, size);
     const RowTable<uint8_t> table(luts);
+    if constexpr (test == kEquals)
+        if (bits == kWholeByte && pays(256, area)) {
+            const MarkedBytes marked(table, marks);
+            mark_bytes<S>(dst, src, area, &marked);
+            return QM_OK;
+        }
     if (sizeof(S) == 2 && pays(uint64_t{1} << bits, area) && is_block(table, 3, bits))
         mark_exposed<test, S>(dst, src, area, BlockTable<uint8_t, 3>{table.row(0), {}}, marks);
     else

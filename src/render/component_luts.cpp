@@ -34,6 +34,9 @@ struct RowColour {
     Colour<T> operator()(uint32_t value) const { return colour_in(table.row(value)); }
 };
 
+using ByteColours = RowColour<uint8_t>;
+using WordColours = RowColour<uint16_t>;
+
 constexpr uint64_t kNoThreshold = UINT64_MAX;  // above every value
 
 /// Over another colour: 0 takes the under colour, and what reaches the threshold the over colour,
@@ -57,7 +60,7 @@ constexpr bool kReachesBeyond = requires(ColourOf colour) {
 
 /// Weighted by a gain in 255ths. The product wraps.
 struct Gained {
-    RowColour<uint8_t> plain;
+    ByteColours plain;
     uint32_t gain;
     uint32_t cell(uint32_t value) const { return std::min(value * gain / 255, 255u); }
     uint32_t operator()(uint32_t value) const {
@@ -167,7 +170,7 @@ uint32_t gain_in_255ths(double gain) { return trunc_u32(gain * 255 + 0.5); }
 template <class S>
 int to_three_added(const OneComponent& call, const void* luts, double gain, const void* over,
                    uint32_t threshold, const CQmRangeMask& added) {
-    const RowColour<uint8_t> plain(luts);
+    const ByteColours plain(luts);
     const uint32_t comp = call.src.index;
     if (!added.Get(comp)) return to_three_marked<S>(call, plain, over, threshold, nullptr, comp);
     const Gained gained{plain, gain_in_255ths(gain)};
@@ -204,46 +207,48 @@ COMPONENT(component_lut1_Nx8_to_1x8,  to_one<uint8_t>(CALL, pLuts))
 COMPONENT(component_lut1_Nx16_to_1x8, to_one<uint16_t>(CALL, pLuts))
 COMPONENT(component_lut1_Nx8_to_3x8,  to_three<uint8_t>(CALL, FlatColour(pLuts)))
 COMPONENT(component_lut1_Nx16_to_3x8, to_three<uint16_t>(CALL, FlatColour(pLuts)))
-COMPONENT(component_lut3_Mx8_to_3x8,  to_three<uint8_t>(CALL, RowColour<uint8_t>(pLuts)))
-COMPONENT(component_lut3_Mx16_to_3x8, to_three<uint16_t>(CALL, RowColour<uint8_t>(pLuts)))
+COMPONENT(component_lut3_Mx8_to_3x8,  to_three<uint8_t>(CALL, ByteColours(pLuts)))
+COMPONENT(component_lut3_Mx16_to_3x8, to_three<uint16_t>(CALL, ByteColours(pLuts)))
 // clang-format on
 
 #undef COMPONENT
 
-#define COMPONENT(name, result)                                                                    \
+#define COMPONENT_TO_N(name, Storage, Table)                                                       \
     int name(void* pDst, uint32_t uiDstComponents, uint32_t uiDstWidthBytes, const void* pSrc,     \
              uint32_t uiSrcComponents, uint32_t uiSrcBpc, uint32_t uiSrcWidthBytes,                \
              uint32_t uiComp, const void* pLuts, uint32_t uiWidth, uint64_t uiSizeInPixels) {      \
-        return result;                                                                             \
+        return to_any<Storage>(CALL, uiDstComponents, Table(pLuts));                               \
     }
 
 // clang-format off
-COMPONENT(component_lut1_Nx8_to_Nx8,  to_any<uint8_t>(CALL, uiDstComponents, FlatTable<uint8_t>(pLuts)))
-COMPONENT(component_lut1_Nx16_to_Nx8, to_any<uint16_t>(CALL, uiDstComponents, FlatTable<uint8_t>(pLuts)))
-COMPONENT(component_lutN_Mx8_to_Nx8,  to_any<uint8_t>(CALL, uiDstComponents, RowTable<uint8_t>(pLuts)))
-COMPONENT(component_lutN_Mx16_to_Nx8, to_any<uint16_t>(CALL, uiDstComponents, RowTable<uint8_t>(pLuts)))
+COMPONENT_TO_N(component_lut1_Nx8_to_Nx8,  uint8_t,  FlatTable<uint8_t>)
+COMPONENT_TO_N(component_lut1_Nx16_to_Nx8, uint16_t, FlatTable<uint8_t>)
+COMPONENT_TO_N(component_lutN_Mx8_to_Nx8,  uint8_t,  RowTable<uint8_t>)
+COMPONENT_TO_N(component_lutN_Mx16_to_Nx8, uint16_t, RowTable<uint8_t>)
 // clang-format on
 
-#undef COMPONENT
+#undef COMPONENT_TO_N
 
-// Source storage, what a value becomes, where the threshold comes from, whose colour it is.
-#define EXPOSED(name, Storage, Plain, threshold, entry)                                            \
+#define FROM_VALUES(Storage) threshold_of<Storage>(pOverExpValue, uiComp, uiSrcBpc)
+#define FROM_COLOURS(Storage) static_cast<const Sample<uint32_t>*>(pOverExpColor)[uiComp].value
+
+// Name, source storage, what a value becomes, whose colour it is, where the threshold comes from:
+// in the first, alone of the four, from the colours themselves.
+#define EXPOSED(name, Storage, Plain, entry, threshold)                                            \
     int name(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc, uint32_t uiSrcComponents,     \
              uint32_t uiSrcBpc, uint32_t uiSrcWidthBytes, uint32_t uiComp, const void* pLuts,      \
              const void* pOverExpColor, [[maybe_unused]] const uint32_t* pOverExpValue,            \
              const void* pUnderExpColor, uint32_t uiWidth, uint64_t uiSizeInPixels) {              \
         return to_three_marked<Storage>(CALL, Plain(pLuts), pOverExpColor,                         \
-                                        pOverExpColor != nullptr ? threshold : 0, pUnderExpColor,  \
-                                        entry);                                                    \
+                                        pOverExpColor != nullptr ? threshold(Storage) : 0,         \
+                                        pUnderExpColor, entry);                                    \
     }
-#define FROM_VALUES(Storage) threshold_of<Storage>(pOverExpValue, uiComp, uiSrcBpc)
-#define FROM_COLOURS static_cast<const Sample<uint32_t>*>(pOverExpColor)[uiComp].value
 
 // clang-format off
-EXPOSED(component_lut1_Nx8_to_3x8_overexp_underexp,  uint8_t,  FlatColour,         FROM_COLOURS,          0)  // alone of the four: the threshold is the colour's own word
-EXPOSED(component_lut1_Nx16_to_3x8_overexp_underexp, uint16_t, FlatColour,         FROM_VALUES(uint16_t), 0)
-EXPOSED(component_lut3_Mx8_to_3x8_overexp_underexp,  uint8_t,  RowColour<uint8_t>, FROM_VALUES(uint8_t),  uiComp)
-EXPOSED(component_lut3_Mx16_to_3x8_overexp_underexp, uint16_t, RowColour<uint8_t>, FROM_VALUES(uint16_t), uiComp)
+EXPOSED(component_lut1_Nx8_to_3x8_overexp_underexp,  uint8_t,  FlatColour,  0,      FROM_COLOURS)
+EXPOSED(component_lut1_Nx16_to_3x8_overexp_underexp, uint16_t, FlatColour,  0,      FROM_VALUES)
+EXPOSED(component_lut3_Mx8_to_3x8_overexp_underexp,  uint8_t,  ByteColours, uiComp, FROM_VALUES)
+EXPOSED(component_lut3_Mx16_to_3x8_overexp_underexp, uint16_t, ByteColours, uiComp, FROM_VALUES)
 // clang-format on
 
 #undef FROM_COLOURS
@@ -331,9 +336,9 @@ int value_to_any(Dst dst, uint32_t count, Src src, Area area, RowTable<T> table)
 
 // clang-format off
 MAP_VIA(mapvialuts_val8_to_3x8_lut1, uint8_t,  uint8_t,  FlatColour)
-MAP_VIA(mapvialuts_val8_to_3x8_lut3, uint8_t,  uint8_t,  RowColour<uint8_t>)
-MAP_VIA(mapvialuts_val16_to_3x8,     uint8_t,  uint16_t, RowColour<uint8_t>)
-MAP_VIA(mapvialuts_val16_to_3x16,    uint16_t, uint16_t, RowColour<uint16_t>)
+MAP_VIA(mapvialuts_val8_to_3x8_lut3, uint8_t,  uint8_t,  ByteColours)
+MAP_VIA(mapvialuts_val16_to_3x8,     uint8_t,  uint16_t, ByteColours)
+MAP_VIA(mapvialuts_val16_to_3x16,    uint16_t, uint16_t, WordColours)
 MAP_VIA_TO_N(mapvialuts_val8_to_Nx8,   uint8_t,  uint8_t)
 MAP_VIA_TO_N(mapvialuts_val16_to_Nx16, uint16_t, uint16_t)
 // clang-format on

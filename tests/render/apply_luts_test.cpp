@@ -472,6 +472,17 @@ TEST(ApplyLuts, TheHighestComponentThatTakesPartDecides) {
     EXPECT_EQ(converted<uint8_t>(set.lut, 8, {0, 9, 9}), (Bytes{0, 10, 11}));
 }
 
+TEST(ApplyLuts, ReadsNoColourOfAComponentThatTakesNoPart) {
+    StaircaseSet set;
+    set.lut.rmComponents = CQmRangeMask(2, 0, 1, 1);  // blocks end with the second entry
+    uint32_t over[2] = {0x000001, 0x000002}, thresholds[2] = {100, 200};
+    ASSERT_EQ(SQmLut::SetOverExpColor(set.lut, over), 0);
+    ASSERT_EQ(SQmLut::SetOverExpValue(set.lut, thresholds), 0);
+    EXPECT_EQ(converted<uint8_t>(set.lut, 8, {100, 200, 255}), (Bytes{0, 0, 2}));
+    EXPECT_EQ(converted<uint8_t>(set.lut, 8, {100, 9, 255}), (Bytes{0, 0, 1}));
+    EXPECT_EQ(converted<uint8_t>(set.lut, 8, {9, 9, 255}), (Bytes{9, 10, 1}));
+}
+
 TEST(ApplyLuts, UnderComesBeforeOver) {
     uint32_t over[192] = {0x000001, 0x000001, 0x000001}, under[192] = {0x000002, 2, 2};
     uint32_t thresholds[192] = {};  // 0: also over-exposed
