@@ -1,5 +1,6 @@
 #include <cmath>
 #include <cstring>
+#include <optional>
 
 #include "core/arithmetic.h"
 #include "core/scratch.h"
@@ -324,9 +325,9 @@ int compose(Team team, Dst dst, Src src, uint32_t components, uint32_t top,
     if (components == 0) return QM_OK;
     if (channels.count == 0) return clear(dst, area, 3), QM_OK;
     Composition<T> all{channels, components, top};
-    const size_t words = all.words_to_pack(area.width * area.rows);
-    const Scratch<uint32_t> tables(words);
-    if (words != 0 && tables) all.pack(tables.get());
+    std::optional<Scratch<uint32_t>> tables;  // without memory the rows do as well
+    if (const size_t words = all.words_to_pack(area.width * area.rows); words != 0)
+        if (tables.emplace(words)) all.pack(tables->get());
     area = joined(team, area, {{dst.stride, 3}, {src.stride, components * sizeof(T)}});
     walk_rows(team, area.rows, [dst, src, area, shared = &all](RowRange rows) {
         const Composition<T> plan = *shared;
