@@ -1,5 +1,6 @@
 #include <cmath>
 #include <cstring>
+#include <optional>
 
 #include "core/arithmetic.h"
 #include "core/scratch.h"
@@ -21,8 +22,7 @@ constexpr uint64_t kBlock = 128, kCells = 3 * kBlock;
 constexpr uint64_t kVector = 64;  // cells that are merged at once; divides kCells
 constexpr uint32_t kGroup = 4;    // channels that are looked up together; two flags each in a byte
 
-/// Cells of a block, with room for the byte behind a pixel. One that is read beyond its pixels must
-/// hold something: see clear.
+/// Cells of a block, with room for the byte behind a pixel.
 struct alignas(kVector) Plane {
     uint8_t cells[kCells + kVector];
     Sample<uint8_t>* first() { return reinterpret_cast<Sample<uint8_t>*>(cells); }
@@ -36,10 +36,11 @@ struct Workspace {
     Plane channel[kGroup], merged, signal, later;
     uint32_t hit[kBlock];  // the signal of a pixel, or kNoHit
     uint8_t open[kBlock];  // 255 while no channel of a pixel has been hit, else 0
+    /// Cells behind a block are merged with it as far as the vector goes: they must hold something.
     explicit Workspace(uint64_t width) {
-        const uint64_t used = 3 * std::min(width, kBlock) + kVector;
-        for (Plane& plane : channel) std::memset(plane.cells, 0, used);
-        for (Plane* plane : {&merged, &signal, &later}) std::memset(plane->cells, 0, used);
+        const uint64_t used = 3 * std::min(width, kBlock), rest = -used % kVector;
+        for (Plane& plane : channel) std::memset(plane.cells + used, 0, rest);
+        for (Plane* plane : {&signal, &later}) std::memset(plane->cells + used, 0, rest);
     }
 };
 constexpr uint32_t kNoHit = 0xFFFFFFFF;
@@ -50,9 +51,9 @@ void merge(Workspace& work, uint64_t cells) {
     uint8_t* const merged = work.merged.cells;
     for (uint64_t at = 0; at < cells; at += kVector)
         for (uint64_t i = at; i < at + kVector; ++i) {
-            auto dark = static_cast<uint8_t>(255 - (first ? work.channel[0].cells[i] : merged[i]));
+            auto dark = static_cast<uint16_t>(255 - (first ? work.channel[0].cells[i] : merged[i]));
             for (uint32_t c = first ? 1 : 0; c < n; ++c)
-                dark = dim(dark, static_cast<uint8_t>(255 - work.channel[c].cells[i]));
+                dark = dim(dark, static_cast<uint16_t>(255 - work.channel[c].cells[i]));
             merged[i] = static_cast<uint8_t>(255 - dark);
         }
 }
@@ -66,6 +67,20 @@ void merge(Workspace& work, uint64_t cells, bool first) {
 inline void keep(Plane& a, const Plane& b, uint64_t cells) {
     for (uint64_t at = 0; at < cells; at += kVector)
         for (uint64_t i = at; i < at + kVector; ++i) a.cells[i] &= b.cells[i];
+}
+
+/// Asks for what lies 2 KiB ahead of the next `bytes`. Nothing is read: the address may be
+/// anywhere.
+inline void fetch_ahead(const void* p, uint64_t bytes) {
+    const uintptr_t from = reinterpret_cast<uintptr_t>(p) + 2048;
+    for (uint64_t i = 0; i < bytes; i += 64)
+        __builtin_prefetch(reinterpret_cast<const void*>(from + i));
+}
+
+inline void write_cells(Sample<uint8_t>* d, const Plane& plane, uint64_t cells) {
+    uint64_t i = 0;
+    for (; i + kVector <= cells; i += kVector) std::memcpy(d + i, plane.cells + i, kVector);
+    std::memcpy(d + i, plane.cells + i, cells - i);
 }
 
 /// How marks are found while a group is looked up: not at all; in the only group; in the first and
@@ -227,7 +242,7 @@ struct Composition {
             default: group<4>(work, g, s, count, marked); break;
             }
         if (marked) keep(work.merged, work.signal, 3 * count);
-        std::memcpy(d, work.merged.cells, 3 * count);
+        write_cells(d, work.merged, 3 * count);
     }
 
     /// The signal of a pixel, or kNoHit. Tables are not touched.
@@ -243,6 +258,21 @@ struct Composition {
     /// Looks every sample up where the caller's set says, be it inside of the table or not.
     void through_rows(Workspace& work, Sample<uint8_t>* d, const Sample<T>* s,
                       uint64_t count) const {
+        if (single()) {
+            const Channel one = channel(0);
+            const bool under = channels.under;
+            const Sample<T>* const from = s + one.index;
+            const ColourRows rows = one.rows;
+            const uint64_t stride = step;
+            if (!marks())
+                return write_pixels(d, count,
+                                    [=](uint64_t x) { return colour_of(rows[from[x * stride]]); });
+            return write_pixels(d, count, [=](uint64_t x) {
+                const T value = from[x * stride];
+                if (under && value == 0) return one.under;
+                return value >= one.threshold ? one.over : colour_of(one.rows[value]);
+            });
+        }
         if (marks())
             for (uint64_t x = 0; x < count; ++x) work.hit[x] = signal_of(s + x * step);
         for (uint32_t g = 0; g < channels.count; g += kGroup) {
@@ -269,12 +299,13 @@ struct Composition {
         if (marks())
             for (uint64_t x = 0; x < count; ++x)
                 if (work.hit[x] != kNoHit) write_pixel(work.merged.first() + 3 * x, work.hit[x]);
-        std::memcpy(d, work.merged.cells, 3 * count);
+        write_cells(d, work.merged, 3 * count);
     }
 
     void row(Workspace& work, Sample<uint8_t>* d, const Sample<T>* s, uint64_t width) const {
         for (uint64_t x = 0; x < width; x += kBlock) {
             const uint64_t count = std::min(kBlock, width - x);
+            fetch_ahead(s + x * step, count * step * sizeof(T));
             if (words == nullptr || beyond_tables(s + x * step, count))
                 through_rows(work, d + 3 * x, s + x * step, count);
             else
@@ -294,9 +325,9 @@ int compose(Team team, Dst dst, Src src, uint32_t components, uint32_t top,
     if (components == 0) return QM_OK;
     if (channels.count == 0) return clear(dst, area, 3), QM_OK;
     Composition<T> all{channels, components, top};
-    const size_t words = all.words_to_pack(area.width * area.rows);
-    const Scratch<uint32_t> tables(words);
-    if (words != 0 && tables) all.pack(tables.get());
+    std::optional<Scratch<uint32_t>> tables;  // without memory the rows do as well
+    if (const size_t words = all.words_to_pack(area.width * area.rows); words != 0)
+        if (tables.emplace(words)) all.pack(tables->get());
     area = joined(team, area, {{dst.stride, 3}, {src.stride, components * sizeof(T)}});
     walk_rows(team, area.rows, [dst, src, area, shared = &all](RowRange rows) {
         const Composition<T> plan = *shared;

@@ -44,17 +44,17 @@ void write_pixels(Sample<uint8_t>* d, uint64_t count, Colour colour) {
     write_pixel(d + 3 * (count - 1), colour(count - 1));
 }
 
-/// a * b / 255, exact for all bytes, and vectors need no lane wider than 16 bits for it.
-constexpr uint8_t dim(uint8_t a, uint8_t b) {
+/// a * b / 255 of bytes, exact, in lanes of 16 bits.
+constexpr uint16_t dim(uint16_t a, uint16_t b) {
     const auto product = static_cast<uint16_t>(a * b);
-    return static_cast<uint8_t>(static_cast<uint16_t>(product + 1 + (product >> 8)) >> 8);
+    return static_cast<uint16_t>(static_cast<uint16_t>(product + 1 + (product >> 8)) >> 8);
 }
 
 /// Two colours in one light: a + b - a * b / 255, which is to multiply what each of them keeps
 /// dark (a test proves it for all pairs). 200 and 100 give 222; 255 stays 255, 0 changes nothing.
 constexpr uint8_t screen(uint8_t a, uint8_t b) {
-    return static_cast<uint8_t>(255 -
-                                dim(static_cast<uint8_t>(255 - a), static_cast<uint8_t>(255 - b)));
+    return static_cast<uint8_t>(
+        255 - dim(static_cast<uint16_t>(255 - a), static_cast<uint16_t>(255 - b)));
 }
 
 }  // namespace qmpic
