@@ -60,17 +60,29 @@ struct Masked {
     auto operator()(uint32_t value, uint64_t cell = 0) const { return table(value & mask, cell); }
 };
 
+/// Asks for what a loop will need a thousand bytes on. Loads through tables fill the processor's
+/// window so soon that it does not see that far by itself: a fifth to a third of the time in
+/// pictures that no cache holds. Nothing is read where nothing is.
+inline void ask_ahead(const void* at) {
+    __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(at) + 1024));
+}
+
 /// d[i] = table(s[i]), four at a time: else the loop would cost as much as the loads.
 template <class T, class S, class Table>
 void look_up_samples(Team team, Dst dst, Src src, Area area, Table table) {
     area = joined(team, area, {{dst.stride, sizeof(T)}, {src.stride, sizeof(S)}});
     each_row<T, S>(team, dst, src, area, [=](Sample<T>* d, const Sample<S>* s) {
-        uint64_t x = 0;
-        for (; x + 4 <= area.width; x += 4) {
+        const auto four = [=](uint64_t x) {
             const T v0 = table(s[x]), v1 = table(s[x + 1]), v2 = table(s[x + 2]),
                     v3 = table(s[x + 3]);
             d[x] = v0, d[x + 1] = v1, d[x + 2] = v2, d[x + 3] = v3;
+        };
+        uint64_t x = 0;
+        for (; x + 32 <= area.width; x += 32) {
+            ask_ahead(s + x), ask_ahead(d + x);
+            for (uint64_t i = 0; i < 32; i += 4) four(x + i);
         }
+        for (; x + 4 <= area.width; x += 4) four(x);
         for (; x < area.width; ++x) d[x] = table(s[x]);
     });
 }
@@ -134,10 +146,16 @@ void look_up_colours(Dst dst, Component<Src> src, Area area, ColourOf colour) {
     each_row<T, S>(kCallingThread, dst, src.picture, area,
                    [=](Sample<T>* d, const Sample<S>* pixels) {
                        const Sample<S>* const s = pixels + index;
-                       uint64_t x = 0;
-                       for (; x + 4 <= area.width; x += 4)
+                       const auto four = [=](uint64_t x) {
                            write_four(d + 3 * x, colour(s[x * step]), colour(s[(x + 1) * step]),
                                       colour(s[(x + 2) * step]), colour(s[(x + 3) * step]));
+                       };
+                       uint64_t x = 0;
+                       for (; x + 16 <= area.width; x += 16) {
+                           ask_ahead(s + x * step), ask_ahead(d + 3 * x);
+                           for (uint64_t i = 0; i < 16; i += 4) four(x + i);
+                       }
+                       for (; x + 4 <= area.width; x += 4) four(x);
                        for (; x < area.width; ++x) {
                            const Colour<T> word = colour(s[x * step]);
                            for (uint64_t c = 0; c < 3; ++c)
