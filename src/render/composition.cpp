@@ -18,7 +18,7 @@ namespace {
 
 using namespace qmpic;
 
-constexpr uint64_t kBlock = 128, kCells = 3 * kBlock;
+constexpr uint64_t kBlock = 64, kCells = 3 * kBlock;
 constexpr uint64_t kVector = 64;  // cells that are merged at once; divides kCells
 constexpr uint32_t kGroup = 4;    // channels that are looked up together; two flags each in a byte
 
