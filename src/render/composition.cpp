@@ -288,6 +288,7 @@ struct Composition {
                         work.channel[c].set(
                             x, work.hit[x] == kNoHit ? colour_of(rows[from[x * stride]]) : 0);
                 else
+#pragma GCC unroll 4
                     for (uint64_t x = 0; x < count; ++x)
                         work.channel[c].set(x, colour_of(rows[from[x * stride]]));
             }
