@@ -10,15 +10,17 @@
 #include "render/channels.h"
 #include "render/composition_kernels.h"
 
-// Composition. A row is composed in blocks: the colours of up to four channels are looked up into
-// planes of dense cells, and the planes are merged as vectors, since every cell is treated alike.
-// Large pictures go through packed tables, small ones through the rows of the set as they are.
+// Composition. Rows are walked here and in no shape, since a row is composed in blocks: the colours
+// of up to four channels are looked up into planes of dense cells, one scalar load after the other
+// (gathers are slow on many processors), and the planes are merged as vectors, since every cell is
+// treated alike. Large pictures go through packed tables, small ones through the rows of the set as
+// they are.
 
 namespace {
 
 using namespace qmpic;
 
-constexpr uint64_t kBlock = 128, kCells = 3 * kBlock;
+constexpr uint64_t kBlock = 64, kCells = 3 * kBlock;
 constexpr uint64_t kVector = 64;  // cells that are merged at once; divides kCells
 constexpr uint32_t kGroup = 4;    // channels that are looked up together; two flags each in a byte
 
@@ -286,6 +288,7 @@ struct Composition {
                         work.channel[c].set(
                             x, work.hit[x] == kNoHit ? colour_of(rows[from[x * stride]]) : 0);
                 else
+#pragma GCC unroll 4
                     for (uint64_t x = 0; x < count; ++x)
                         work.channel[c].set(x, colour_of(rows[from[x * stride]]));
             }
@@ -382,17 +385,22 @@ int compose_wide(Dst dst, Src src, uint32_t components, const Channels& channels
         for (uint64_t y = range.first; y < range.last; ++y)
             for (uint64_t x0 = 0; x0 < area.width; x0 += kWideBlock) {
                 const uint64_t count = std::min(kWideBlock, area.width - x0);
+                Sample<uint16_t>* const d = dst.row<uint16_t>(y) + 3 * x0;
+                Sample<uint16_t>* const first =
+                    shared->count == 1 ? d : reinterpret_cast<Sample<uint16_t>*>(merged);
                 for (uint32_t c = 0; c < shared->count; ++c) {
                     const Channel& one = shared->list[c];
                     const ColourRows rows = one.rows;
                     const Sample<uint16_t>* const s = src.row<uint16_t>(y) + x0 * step + one.index;
-                    auto* const cells = reinterpret_cast<Sample<uint16_t>*>(c == 0 ? merged : next);
+                    Sample<uint16_t>* const cells =
+                        c == 0 ? first : reinterpret_cast<Sample<uint16_t>*>(next);
+#pragma GCC unroll 4
                     for (uint64_t x = 0; x < count; ++x)
                         copy_cells(cells + 3 * x, rows[s[x * step]]);
                     if (c != 0)
                         for (uint64_t i = 0; i < 3 * count; ++i) merged[i] = op(merged[i], next[i]);
                 }
-                std::memcpy(dst.row<uint16_t>(y) + 3 * x0, merged, 6 * count);
+                if (shared->count != 1) std::memcpy(d, merged, 6 * count);
             }
     });
     return QM_OK;

@@ -39,6 +39,7 @@ inline void write_pixel(Sample<uint8_t>* d, uint32_t colour) {
 template <class Colour>
 void write_pixels(Sample<uint8_t>* d, uint64_t count, Colour colour) {
     if (count == 0) return;
+#pragma GCC unroll 4
     for (uint64_t x = 0; x + 1 < count; ++x)
         *reinterpret_cast<Sample<uint32_t>*>(d + 3 * x) = colour(x);
     write_pixel(d + 3 * (count - 1), colour(count - 1));

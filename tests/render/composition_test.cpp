@@ -27,8 +27,8 @@ namespace {
 /// T[a][b]: two bytes in one light.
 const auto kT = [] {
     auto table = std::make_unique<std::array<std::array<uint8_t, 256>, 256>>();
-    for (int a = 0; a < 256; ++a)
-        for (int b = a; b < 256; ++b)
+    for (size_t a = 0; a < 256; ++a)
+        for (size_t b = a; b < 256; ++b)
             (*table)[a][b] = (*table)[b][a] = static_cast<uint8_t>(a + b - a * b / 255);
     return table;
 }();
@@ -462,7 +462,9 @@ class Colours {
     std::vector<const void* const*> root_;
 };
 
-uint32_t colour_of(const Bytes& pixel) { return pixel[0] | pixel[1] << 8 | pixel[2] << 16; }
+uint32_t colour_of(const Bytes& pixel) {
+    return pixel[0] | uint32_t{pixel[1]} << 8 | uint32_t{pixel[2]} << 16;
+}
 const CQmRangeMask kAll(192, 0, 191, 1), kNone(192, 0, 0, 0);
 
 TEST(Composition, MergesLikeLightsOnAScreen) {
