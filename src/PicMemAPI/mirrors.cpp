@@ -133,10 +133,11 @@ void swap_colours(Dst dst, uint32_t components, Area area) {
     const auto size = static_cast<uint32_t>(bytes);
     BlockShuffle shuffle{16 / size, size, size, {}};
     for (uint32_t i = 0; i < 16; ++i) {
-        const uint32_t component = i % size / sizeof(T);
+        const auto component = static_cast<uint32_t>(i % size / sizeof(T));
         const bool counts = i < shuffle.pixels * size;
-        shuffle.bytes[i] = static_cast<uint8_t>(counts && component == 0   ? i + 2 * sizeof(T)
-                                                : counts && component == 2 ? i - 2 * sizeof(T)
+        constexpr auto across = static_cast<uint32_t>(2 * sizeof(T));
+        shuffle.bytes[i] = static_cast<uint8_t>(counts && component == 0   ? i + across
+                                                : counts && component == 2 ? i - across
                                                                            : i);
     }
     area = joined(kCallingThread, area, {{dst.stride, bytes}});

@@ -48,7 +48,8 @@ constexpr uint32_t div_255(uint32_t value) { return (value + 1 + (value >> 8)) >
 /// The same for 0 to 65535 in lanes of 16 bits, with one high product.
 constexpr uint16_t div_255_in_16_bits(uint16_t value) {
     const auto high = static_cast<uint16_t>(uint32_t{value} * 0x8081u >> 16);
-    return static_cast<uint16_t>(high >> 7);  // apart, or the compiler makes one shift by 23 of both
+    return static_cast<uint16_t>(high >>
+                                 7);  // apart, or the compiler makes one shift by 23 of both
 }
 /// value / 65535, exact for value <= 65535 * 65535.
 constexpr uint32_t div_65535(uint32_t value) { return (value + (value >> 16) + 1) >> 16; }

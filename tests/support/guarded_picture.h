@@ -10,6 +10,8 @@
 #include <span>
 #include <vector>
 
+#include "support/sanitizers.h"
+
 /// Pictures for kernel tests. What is drawn for each of them: content with the values on which
 /// kernels stumble, gaps between the rows, odd addresses, an incomplete last row, and where the
 /// unreadable pages lie, so that a step outside either faults or is seen afterwards.
@@ -160,13 +162,9 @@ class GuardedPicture {
     enum Place { kBefore, kBehind, kMiddle, kEachRow, kFarApart };
     static Place draw_place(Random& random) {
         const uint32_t drawn = random(0, 79);
+        // ThreadSanitizer's tables would have to cover the distance.
         return drawn >= 76 && !kThreadSanitizer ? kFarApart : static_cast<Place>(drawn % 4);
     }
-#if defined(__has_feature)  // its tables would have to cover the distance
-    static constexpr bool kThreadSanitizer = __has_feature(thread_sanitizer);
-#else
-    static constexpr bool kThreadSanitizer = false;
-#endif
 
     uint8_t* row(uint32_t y) const { return first_ + size_t{stride_} * y; }
 
