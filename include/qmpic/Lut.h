@@ -41,7 +41,7 @@ class QM_API SQmLut {
         SQmParam() = default;  ///< leaves the fields as they are
         SQmParam(const SQmParam& other) = default;
         QM_API SQmParam& operator=(const SQmParam& other);
-        QM_API SQmParam& operator=(SQmParam&& other);
+        QM_API SQmParam& operator=(SQmParam&& other) noexcept;
     };
 
     void* pLuts;                   ///< root of the tables: see the shapes; null: none

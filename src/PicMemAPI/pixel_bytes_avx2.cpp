@@ -134,7 +134,7 @@ uint64_t whole_blocks(uint64_t count, uint32_t size, uint32_t pixels) {
             l = next_l, r = next_r;
         }
     }
-    for (; right - left >= static_cast<std::ptrdiff_t>(2 * size); left += size, right -= size)
+    for (; right - left >= 2 * static_cast<std::ptrdiff_t>(size); left += size, right -= size)
         std::swap_ranges(left, left + size, right - size);
 }
 

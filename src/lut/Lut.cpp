@@ -82,7 +82,8 @@ int build_colour(SQmLut& lut) {
     Block<std::byte> cells(table_bytes(lut));
     if (!cells) return QM_NO_MEMORY;
     link(rows.get(), cells.hand_over(), entries_of(lut), row_bytes(lut));
-    lut.pLuts = rows.hand_over();
+    // The first row leads to the cells.
+    lut.pLuts = rows.hand_over();  // NOLINT(clang-analyzer-unix.Malloc)
     return QM_OK;
 }
 
@@ -114,7 +115,8 @@ int build_shared(SQmLut& lut) {
     link(rows.get(), cells.hand_over(), entries_of(lut), row_bytes(lut));
     std::fill_n(root.get(), lut.ucComponents, rows.get());
     rows.hand_over();
-    lut.pLuts = root.hand_over();
+    // The first row leads to the cells.
+    lut.pLuts = root.hand_over();  // NOLINT(clang-analyzer-unix.Malloc)
     return QM_OK;
 }
 
@@ -214,7 +216,7 @@ int set_first_colour(const SQmLut& lut, void*& block, const void* entry, std::ui
 }  // namespace
 
 SQmLut::SQmParam& SQmLut::SQmParam::operator=(const SQmParam& other) = default;
-SQmLut::SQmParam& SQmLut::SQmParam::operator=(SQmParam&& other) = default;
+SQmLut::SQmParam& SQmLut::SQmParam::operator=(SQmParam&& other) noexcept = default;
 
 SQmLut::SQmLut()
     : pLuts(nullptr),
