@@ -113,10 +113,10 @@ int build_shared(SQmLut& lut) {
     Block<std::byte> cells(table_bytes(lut));
     if (!cells) return QM_NO_MEMORY;
     link(rows.get(), cells.hand_over(), entries_of(lut), row_bytes(lut));
-    std::fill_n(root.get(), lut.ucComponents, rows.get());
-    rows.hand_over();
     // The first row leads to the cells.
-    lut.pLuts = root.hand_over();  // NOLINT(clang-analyzer-unix.Malloc)
+    std::fill_n(root.get(), lut.ucComponents, rows.get());  // NOLINT(clang-analyzer-unix.Malloc)
+    rows.hand_over();
+    lut.pLuts = root.hand_over();
     return QM_OK;
 }
 
