@@ -1,7 +1,11 @@
 #include <omp.h>
 
+#include <cstdio>
 #include <cstring>
+#include <set>
+#include <string_view>
 
+#include "kernel_lists.h"
 #include "support.h"
 
 namespace qmpic::bench {
@@ -21,7 +25,31 @@ std::vector<void (*)()>& families() {
     return all;
 }
 
+namespace {
+
+std::set<std::string>& measured() {
+    static std::set<std::string> names;
+    return names;
+}
+
+/// Is there a kernel in the lists that nobody measures?
+int check() {
+    int missing = 0;
+    for_each_kernel_list([&](const auto& list) {
+        for (const auto& kernel : list)
+            if (!measured().contains(std::string(kernel.name))) {
+                std::printf("%s is not measured\n", std::string(kernel.name).c_str());
+                ++missing;
+            }
+    });
+    std::printf("%zu benchmarks, %d kernels without\n", measured().size(), missing);
+    return missing != 0;
+}
+
+}  // namespace
+
 void add(std::string_view name, const MakeJob& make) {
+    measured().insert(std::string(name.substr(0, name.find(':'))));  // what follows is a variant
     for (const uint32_t edge : kSizes) {
         const std::string prefix = std::string(name) + "/" + std::to_string(edge) + "/";
         const auto time = [&](const std::string& what, auto call) {
@@ -42,8 +70,8 @@ void add(std::string_view name, const MakeJob& make) {
                 benchmark::ClobberMemory();
             }
         });
-        if (make(kSizes[0]).peer)
-            time("opencv", [](benchmark::State& state, const Job& job) {
+        if (const Job job = make(kSizes[0]); job.peer)
+            time(job.peer_name, [](benchmark::State& state, const Job& job) {
                 for (auto unused : state) job.peer();
             });
     }
@@ -51,11 +79,14 @@ void add(std::string_view name, const MakeJob& make) {
 
 }  // namespace qmpic::bench
 
+// usage: qmpic_bench [--check] [options of Google Benchmark]
+// --check   fail when a kernel of the lists is not measured
 int main(int argc, char** argv) {
 #ifdef QMPIC_OPENCV
     cv::setNumThreads(omp_get_max_threads());
 #endif
     for (const auto& add : qmpic::bench::families()) add();
+    if (argc == 2 && std::string_view(argv[1]) == "--check") return qmpic::bench::check();
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     benchmark::RunSpecifiedBenchmarks();

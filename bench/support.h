@@ -14,8 +14,8 @@
 #include <opencv2/imgproc.hpp>
 #endif
 
-/// A benchmark is named name/size/what, `what` being a level, "memcpy" or "opencv"; ratios.sh
-/// makes ratios of them.
+/// A benchmark is named name/size/what, `what` being a level, "memcpy" or the peer; ratios.sh makes
+/// ratios of them.
 
 namespace qmpic::bench {
 
@@ -44,6 +44,7 @@ struct Picture {
 struct Job {
     std::function<void()> ours, peer;
     uint64_t bytes;
+    const char* peer_name = "opencv";
 };
 using MakeJob = std::function<Job(uint32_t edge)>;
 
@@ -51,7 +52,8 @@ using MakeJob = std::function<Job(uint32_t edge)>;
 inline constexpr uint32_t kAnyCount = 2;
 inline uint32_t count(Layout layout) { return layout.components ? layout.components : kAnyCount; }
 
-/// Registers a kernel at all sizes and levels, beside memcpy and the peer.
+/// Registers a kernel at all sizes and levels, beside memcpy and the peer. Variants of a call have
+/// a colon and a word of their own behind the kernel's name.
 void add(std::string_view name, const MakeJob& make);
 
 /// What main() calls: every family's file says, at namespace scope,

@@ -30,7 +30,7 @@ const bool registered = add_family([] {
     for (const auto& kernel : kChangeBitDepth) {
         const uint32_t components = count(kernel.source), to = kernel.destination.bits;
         for (const uint32_t from : {8u, 16u, 32u})
-            add(std::string(kernel.name) + "_from_" + std::to_string(from),
+            add(std::string(kernel.name) + ":from_" + std::to_string(from),
                 job(components, to, from, 1, [=](const Picture& d, const Picture& s) {
                     kernel.run(d.data, d.stride(), s.data, s.stride(), from, components, d.edge,
                                d.pixels());
@@ -58,7 +58,7 @@ const bool registered = add_family([] {
     for (const auto& kernel : kConvertComponent)
         for (const uint32_t components : {1u, 3u}) {
             const uint32_t to = kernel.destination.bits, from = kernel.source.bits;
-            add(std::string(kernel.name) + "_of_" + std::to_string(components), [=](uint32_t edge) {
+            add(std::string(kernel.name) + ":of_" + std::to_string(components), [=](uint32_t edge) {
                 const Picture d(kDestination, edge, 1, to), s(kFirst, edge, components, from);
                 return Job{[=] {
                                kernel.run(d.data, 1, d.stride(), 0, to, s.data, components,

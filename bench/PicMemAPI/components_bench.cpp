@@ -45,7 +45,7 @@ void add_lists() {
                  cv::mixChannels(&from, 1, &to, 1, std::vector<int>{0, 2, 1, 1, 2, 0}.data(), 3)));
     for (const auto& k : kCopyComponents)  // two of four to two of three
         add(
-            std::string(k.name) + "_some", k.source.bits, 4, 3,
+            std::string(k.name) + ":some", k.source.bits, 4, 3,
             [=](const Picture& d, const Picture& s) {
                 k.run(d.data, 3, kDown, d.stride(), s.data, 4, kUp, s.stride(), s.edge,
                       static_cast<uint32_t>(s.pixels()), 2, true);

@@ -64,14 +64,14 @@ const bool registered = add_family([] {
             }));
     for (const auto& kernel : kReplicate)
         for (const uint32_t to : {1u, 2u, 4u, 5u, 16u})
-            add(std::string(kernel.name) + "_" + std::to_string(to),
+            add(std::string(kernel.name) + ":" + std::to_string(to),
                 job(to, 1, kernel.source.bits, to == 1 ? kNone : kMerge, 0,
                     [=](const Picture& d, const Picture& s) {
                         kernel.run(d.data, to, d.stride(), s.data, s.stride(), d.edge, d.pixels());
                     }));
     for (const bool weighted : {false, true}) {
         const double* const weights = weighted ? CQmPicMemAPI_Base::pdRGBOptWeights + 0 : nullptr;
-        const std::string suffix = weighted ? "_weights" : "_mean";
+        const std::string suffix = weighted ? ":weights" : ":mean";
         for (const auto& kernel : kGrey) {
             const uint32_t from = kernel.source.components;
             add(std::string(kernel.name) + suffix,

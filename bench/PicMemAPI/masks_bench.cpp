@@ -46,7 +46,7 @@ template <class List>
 void add_component(const List& list, uint32_t mask_bits, uint32_t value) {
     for (const auto& k : list)
         for (const uint32_t from : {1u, 3u})
-            add(std::string(k.name) + (from == 3 ? "_of_3" : ""), k.source.bits, from, 1, mask_bits,
+            add(std::string(k.name) + (from == 3 ? ":of_3" : ""), k.source.bits, from, 1, mask_bits,
                 [=](const Picture& d, const Picture& s, const Picture& m) {
                     k.run(d.data, 1, d.stride(), 0, s.data, from, s.stride(), 0, m.data, m.stride(),
                           s.edge, s.pixels(), value);
@@ -59,7 +59,7 @@ void add_pixels(const List& list, bool inside) {
         for (const uint32_t components : {1u, 3u})
             for (const uint32_t bits : {8u, 16u}) {
                 const uint32_t all = k.source.bits == 8 ? 0xFF : 0xFFFF;
-                add(std::string(k.name) + "_of_" + std::to_string(components) + "x" +
+                add(std::string(k.name) + ":of_" + std::to_string(components) + "x" +
                         std::to_string(bits),
                     bits, components, components, k.source.bits,
                     [=](const Picture& d, const Picture& s, const Picture& m) {

@@ -50,7 +50,7 @@ void add_weighted(std::string_view name, const NamedKernel<AddTranspKernel>& ker
                   }));
 }
 
-// What a plain loop costs stands beside memcpy under the name of the kernel with "_plain".
+// What a plain loop costs stands beside memcpy under the name of the kernel with ":plain".
 void blend_plainly(const Picture& d, const Picture& s, const uint8_t (*table)[256]) {
     for (uint64_t i = 0; i < d.size(); ++i) d.data[i] = table[d.data[i]][s.data[i]];
 }
@@ -130,8 +130,8 @@ const bool registered = add_family([] {
         const auto& one = *list.begin();
         const std::string name(one.name);
         const uint32_t bits = one.source.bits;
-        add_weighted(name + "_clipped", one, bits == 8 ? 8 : 12, 0.8, 0.7, cv_weighted<8, 7>);
-        add_weighted(name + "_negative", one, bits, 1.5, -0.5, cv_weighted<15, -5>);
+        add_weighted(name + ":clipped", one, bits == 8 ? 8 : 12, 0.8, 0.7, cv_weighted<8, 7>);
+        add_weighted(name + ":negative", one, bits, 1.5, -0.5, cv_weighted<15, -5>);
     };
     weighted(kAddTranspAndClip);
     weighted(kAddTranspAndClip16);

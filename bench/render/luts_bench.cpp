@@ -90,7 +90,7 @@ void peer_of([[maybe_unused]] Job& job, [[maybe_unused]] const Picture& d,
     if (from == 8) job.peer = opencv(d, s, t, flat, to);
 #endif
 #ifdef QMPIC_VIPS
-    if (from == 16 && flat) job.peer = libvips(s, t, from, to);
+    if (from == 16 && flat) job.peer = libvips(s, t, from, to), job.peer_name = "libvips";
 #endif
 }
 
