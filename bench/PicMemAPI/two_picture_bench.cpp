@@ -75,7 +75,7 @@ void add_blend() {
         };
     };
     add("blend_two", make(false));
-    add("blend_two_plain", make(true));
+    add("blend_two:plain", make(true));
 }
 
 void add_mask(const NamedKernel<MaskOutKernel>& kernel) {
@@ -118,7 +118,7 @@ const bool registered = add_family([] {
         add_plain(kernel.name, kernel, kernel.source.bits, cv_add);
     for (const auto& kernel : kAddAndClip)
         if (kernel.name == "addandclip_1x16")
-            add_plain("addandclip_1x16_at_12_bits", kernel, 12, cv_add_12);
+            add_plain("addandclip_1x16:at_12_bits", kernel, 12, cv_add_12);
     for (const auto& kernel : kSubAndClip)
         add_plain(kernel.name, kernel, kernel.source.bits, cv_subtract);
     for (const auto& kernel : kMin) add_plain(kernel.name, kernel, kernel.source.bits, cv_min);

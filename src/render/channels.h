@@ -5,6 +5,7 @@
 
 #include "qmpic/system/RangeMask.h"
 #include "render/packed_table.h"
+#include "render/signal_colour.h"
 
 /// The channels of a composition: which components take part, their tables, and the colours that
 /// mark exposure.
@@ -24,8 +25,8 @@ constexpr uint32_t kColour = 0xFFFFFF;  // the three cells of a word, and white
 /// what the component's table ends in.
 inline uint32_t signal_colour(const void* block, uint32_t component, ColourRows rows,
                               uint32_t top) {
-    const auto* const entry = static_cast<const Sample<uint8_t>*>(block) + 4 * uint64_t{component};
-    return entry[3] != 0 ? ~colour_of(rows[top]) & kColour : colour_of(entry);
+    const SignalColour colour(block, component);
+    return colour.flag != 0 ? ~colour_of(rows[top]) & kColour : colour.word;
 }
 
 /// A selected component.
