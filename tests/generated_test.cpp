@@ -144,14 +144,21 @@ TEST_P(EveryEntry, GivesTheSameCodeForRowsThatOverlap) {
 INSTANTIATE_TEST_SUITE_P(Entries, EveryEntry, testing::ValuesIn(Cases::entries()),
                          name_of_case<EntryCase>);
 
-// Random calls of random kernels, each on its own memory, checked as above.
+// Random calls of random kernels and entries, each on its own memory, checked as above.
 void random_calls(uint64_t seed, uint32_t count) {
     Random random(seed);
     Digest digest;
-    auto& all = Cases::kernels();
-    for (uint32_t i = 0; i < count; ++i)
-        all[random(0, static_cast<uint32_t>(all.size()) - 1)].check(
-            {random(0, 1000), random, digest});
+    const auto any_of = [&](auto& all) -> auto& {
+        return all[random(0, static_cast<uint32_t>(all.size()) - 1)];
+    };
+    for (uint32_t i = 0; i < count; ++i) {
+        any_of(Cases::kernels()).check({random(0, 1000), random, digest});
+        const EntryCase& entry = any_of(Cases::entries());
+        const uint32_t components = random(0, 6), bpc = random(0, 40);
+        EntryPictures pictures;
+        EXPECT_EQ(entry.call(pictures.call(components, bpc)), entry.documented(components, bpc))
+            << entry.name << ", " << components << " x " << bpc;
+    }
 }
 
 TEST(Threads, EightCallersOnTheirOwnMemoryDoNotMeet) {
