@@ -17,7 +17,7 @@ config=$(find "$prefix" -name qmpic-config.cmake)
 libraries=$(dirname "$(dirname "$(dirname "$config")")")
 
 echo "by CMake"
-cmake -S "$here" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$prefix" \
+cmake -S "$here" -B "$work/consumer" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" \
     -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="${flags[*]}" >/dev/null
 cmake --build "$work/consumer" >/dev/null
 "$work/consumer/consumer"

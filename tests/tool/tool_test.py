@@ -717,7 +717,10 @@ class Bar(Case):
             for _ in range(width):
                 file.write(row)
         for picture, seen in [(small, False), (large, True)]:
-            master, slave = pty.openpty()
+            try:
+                master, slave = pty.openpty()
+            except OSError:
+                self.skipTest("no terminals here")
             run = subprocess.Popen([TOOL, "render", picture, "-o", self.out], stderr=slave)
             os.close(slave)
             shown = b""
