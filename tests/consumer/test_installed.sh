@@ -38,6 +38,14 @@ while read -r header; do
 done < <(cd "$prefix/include" && find qmpic -name '*.h')
 [ "$count" -gt 5 ]
 
+# All public calls, checked again through the library that was installed and moved.
+if [ -e "$build/tests/qmpic_shipped_tests" ]; then
+    echo "the shipped tests"
+    export LD_LIBRARY_PATH=$libraries
+    [[ $(ldd "$build/tests/qmpic_shipped_tests") == *"=> $libraries/libqmpic"* ]]
+    "$build/tests/qmpic_shipped_tests" --gtest_brief=1 | tail -n 2
+fi
+
 if [ -e "$prefix/bin/qmpic" ]; then
     echo "the tool"
     "$prefix/bin/qmpic" --version
