@@ -10,7 +10,7 @@
 class QM_API CQmAlloc {
   public:
     /// Flag: new memory is zero, also the tail by which ReAlloc makes a block longer.
-    static constexpr std::uint32_t ZeroFill = 8;
+    QM_CONSTANT std::uint32_t ZeroFill = 8;
 
     /// A block of `uiSize` bytes at a multiple of max(`uiAlignment`, 64); an alignment that is no
     /// power of two counts as 16. A size of 0 gives null.

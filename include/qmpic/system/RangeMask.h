@@ -8,7 +8,7 @@
 /// Bits at or beyond the size are always clear.
 class QM_API CQmRangeMask {
   public:
-    static constexpr std::uint32_t MaxSize = 192;
+    QM_CONSTANT std::uint32_t MaxSize = 192;
     /// Size 192, all bits set; null until the first table set is allocated, then for the life of
     /// the process.
     static CQmRangeMask* FULL_MASK;
