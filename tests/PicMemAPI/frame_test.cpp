@@ -88,9 +88,12 @@ void check_compare(Round round, Call call) {
         b(lines.bytes(), lines.size, round.random);
     for (uint32_t y = 0; y < lines.size.height; ++y)
         for (uint32_t i = 0; i < a.samples(); ++i) a.set(i, y, b.get(i, y));
-    for (uint32_t changes = round.random(0, 2); changes > 0; --changes)
-        a.set(round.random(0, a.samples() - 1), round.random(0, lines.size.height - 1),
-              round.random(0, 255));
+    for (uint32_t changes = round.random(0, 2); changes > 0; --changes) {
+        // One after the other: compilers draw arguments in orders of their own.
+        const uint32_t i = round.random(0, a.samples() - 1);
+        const uint32_t y = round.random(0, lines.size.height - 1);
+        a.set(i, y, round.random(0, 255));
+    }
     int expected = 0;
     for (uint32_t y = 0; y < lines.size.height && expected == 0; ++y)
         for (uint32_t i = 0; i < lines.line() && expected == 0; ++i)
@@ -242,9 +245,10 @@ void check_compare_component(Round round, uint32_t bits, uint32_t bpc, Call call
     for (uint32_t y = 0; y < size.height; ++y)
         for (uint32_t x = 0; x < size.width; ++x)
             a.set(x * f1.components + i1, y, b.get(x * f2.components + i2, y));
-    for (uint32_t changes = random(0, 2); changes > 0; --changes)
-        a.set(random(0, size.width - 1) * f1.components + i1, random(0, size.height - 1),
-              random.sample(f1));
+    for (uint32_t changes = random(0, 2); changes > 0; --changes) {
+        const uint32_t x = random(0, size.width - 1), y = random(0, size.height - 1);
+        a.set(x * f1.components + i1, y, random.sample(f1));
+    }
     int64_t expected = 0;
     for (uint32_t y = 0; y < size.height && expected == 0; ++y)
         for (uint32_t x = 0; x < size.width && expected == 0; ++x)
