@@ -747,7 +747,7 @@ TEST(AddedComposition, ShowsTheLowestOverExposedBeforeAllMerging) {
 // ----- Threads and memory ------------------------------------------------------------------------
 
 TEST(CompositionThreads, OnlyWordsToBytesForkAndOnlyWithAllSelected) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP();
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "regions are not seen";
     const std::vector<uint8_t> black(256), block(4 * 9), pixels(9 * 2 * 64 * 8);
     const std::vector<const void*> rows(65536, black.data());
     const std::vector<const void*> root(9, rows.data());
@@ -779,7 +779,7 @@ TEST(CompositionThreads, OnlyWordsToBytesForkAndOnlyWithAllSelected) {
 }
 
 TEST(CompositionMemory, IsNotNeeded) {
-    if (!FailingAlloc::kWorks) GTEST_SKIP();
+    if (!FailingAlloc::kWorks) GTEST_SKIP() << "a sanitizer watches the heap";
     Random random(9);
     Colours colours(4, 8);
     for (uint32_t c = 0; c < 4; ++c)
@@ -803,7 +803,7 @@ TEST(CompositionMemory, IsNotNeeded) {
 }
 
 TEST(CompositionMemory, SmallPicturesTakeNone) {
-    if (!FailingAlloc::kWorks) GTEST_SKIP();
+    if (!FailingAlloc::kWorks) GTEST_SKIP() << "a sanitizer watches the heap";
     const Colours bytes(4, 8), words(4, 12);
     const Bytes s(4 * 2 * 64 * 64);
     Bytes d(3 * 64 * 64);
