@@ -33,6 +33,8 @@ static_assert(std::is_standard_layout_v<SQmPicBuf> && sizeof(SQmPicBuf) == 40);
 static_assert(offsetof(SQmPicBuf, uiBpc) == 12 && offsetof(SQmPicBuf, uiComponents) == 16);
 static_assert(offsetof(SQmPicBuf, ui64Size) == 24 && offsetof(SQmPicBuf, pData) == 32);
 
+struct SQmFloatPicBuf;
+
 /// Operations on picture buffers. Results are codes of qmpic/status.h unless said otherwise.
 class QM_API SQmPicBufAPI_Base {
   public:
@@ -128,4 +130,28 @@ class QM_API SQmPicBufAPI_Base {
                                      bool bInverted);
     /// Exchanges two records, pixels included. Always 0.
     static int Swap(SQmPicBuf* p1, SQmPicBuf* p2);
+
+    // ----- Histograms in arrays of the caller ----------------------------------------------------
+
+    static int CalculateCompHistogram(int** ppBins, int nBins, SQmPicBuf& Pic, int nSamples,
+                                      const SQmPicBuf* pMask, bool* pbCancel);
+    static int CalculateCompHistogram(int** ppBins, int nBins, int iMin, int iMax, SQmPicBuf& Pic,
+                                      int nSamples, const SQmPicBuf* pMask, bool* pbCancel);
+    static int CalculateHistogram(int* pBins, int nBins, SQmPicBuf& Pic, int iComp, int nSamples,
+                                  const SQmPicBuf* pMask, bool* pbCancel);
+    static int CalculateHistogram(int* pBins, int nBins, int iMin, int iMax, SQmPicBuf& Pic,
+                                  int iComp, int nSamples, const SQmPicBuf* pMask, bool* pbCancel);
+
+    // ----- Limits of the values in a picture -----------------------------------------------------
+
+    static int FindLowHighInHistogram(const SQmPicBuf* pBuf, std::uint32_t* puiLow,
+                                      std::uint32_t* puiHigh, double dLow, double dHigh);
+    static int FindLowHighInHistogram(SQmFloatPicBuf* pBuf, std::uint32_t* puiLow,
+                                      std::uint32_t* puiHigh, double dLow, double dHigh);
+    static int FindLowHighAbsInHistogram(SQmPicBuf* pBuf, std::uint32_t* puiLow,
+                                         std::uint32_t* puiHigh, std::uint32_t uiLowCount,
+                                         std::uint32_t uiHighCount);
+    static int FindLowHighFreqAbsInHistogram(SQmPicBuf* pBuf, std::uint32_t* puiLow,
+                                             std::uint32_t* puiHigh, std::uint32_t uiLowCount,
+                                             std::uint32_t uiHighCount);
 };

@@ -390,4 +390,80 @@ class QM_API CQmPicMemAPI_Base {
                                   uint32_t uiSrcComponents, uint32_t uiSrcBpc,
                                   uint32_t uiSrcWidthBytes, uint32_t uiWidth,
                                   uint64_t uiSizeInPixels, const SQmLut* pLut);
+
+    // ----- Packed binary pictures ----------------------------------------------------------------
+
+    static int PackToBinary(void* pBin, uint32_t uiBinX, uint32_t uiBinWidthBytes, const void* pSrc,
+                            uint32_t uiComponents, uint32_t uiBpc, uint32_t uiSrcWidthBytes,
+                            const void* pRefValue, uint32_t uiCompare, uint32_t uiWidth,
+                            uint64_t uiSizeInPixels, uint32_t uiMerge);
+    static int PackToBinary(void* pBin, uint32_t uiBinX, uint32_t uiBinWidthBytes, const void* pSrc,
+                            uint32_t uiComponents, uint32_t uiBpc, uint32_t uiSrcWidthBytes,
+                            uint64_t ui64RefValue, uint32_t uiCompare, uint32_t uiWidth,
+                            uint64_t uiSizeInPixels, uint32_t uiMerge);
+    static int UnpackFromBinary(void* pDst, uint32_t uiComponents, uint32_t uiBpc,
+                                const void* pValue, uint32_t uiDstWidthBytes, const void* pBin,
+                                uint32_t uiBinX, uint32_t uiBinWidthBytes, uint32_t uiWidth,
+                                uint64_t uiSizeInPixels, uint32_t uiMerge);
+    static int UnpackFromBinary(void* pDst, uint32_t uiComponents, uint32_t uiBpc,
+                                uint64_t ui64Value, uint32_t uiDstWidthBytes, const void* pBin,
+                                uint32_t uiBinX, uint32_t uiBinWidthBytes, uint32_t uiWidth,
+                                uint64_t uiSizeInPixels, uint32_t uiMerge);
+    static int UnpackFromBinaryMT(void* pDst, uint32_t uiComponents, uint32_t uiBpc,
+                                  const void* pValue, uint32_t uiDstWidthBytes, const void* pBin,
+                                  uint32_t uiBinX, uint32_t uiBinWidthBytes, uint32_t uiWidth,
+                                  uint64_t uiSizeInPixels, uint32_t uiMerge);
+    static int UnpackFromBinaryMT(void* pDst, uint32_t uiComponents, uint32_t uiBpc,
+                                  uint64_t ui64Value, uint32_t uiDstWidthBytes, const void* pBin,
+                                  uint32_t uiBinX, uint32_t uiBinWidthBytes, uint32_t uiWidth,
+                                  uint64_t uiSizeInPixels, uint32_t uiMerge);
+
+    // ----- Thresholds ----------------------------------------------------------------------------
+
+    static int Threshold(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc, uint32_t uiBpc,
+                         uint32_t uiSrcWidthBytes, uint32_t uiLow, uint32_t uiHigh, bool bInside,
+                         uint32_t uiValue, uint32_t uiWidth, uint64_t uiSizeInPixels);
+    static int Threshold(void* pDst, uint32_t uiDstBpc, uint32_t uiDstWidthBytes, const void* pSrc,
+                         uint32_t uiSrcBpc, uint32_t uiSrcWidthBytes, uint32_t uiLow,
+                         uint32_t uiHigh, bool bInside, uint32_t uiValue, uint32_t uiWidth,
+                         uint64_t uiSizeInPixels);
+    static int ThresholdToBinary(void* pBin, uint32_t uiBinX, uint32_t uiBinWidthBytes,
+                                 const void* pSrc, uint32_t uiComponents, uint32_t uiBpc,
+                                 uint32_t uiSrcWidthBytes, const void* pLow, const void* pHigh,
+                                 bool bInside, uint32_t uiWidth, uint64_t uiSizeInPixels,
+                                 uint32_t uiMerge, bool* pbCancel);
+    static int ThresholdToBinary(void* pBin, uint32_t uiBinX, uint32_t uiBinWidthBytes,
+                                 const void* pSrc, uint32_t uiComponents, uint32_t uiBpc,
+                                 uint32_t uiSrcWidthBytes, uint64_t ui64Low, uint64_t ui64High,
+                                 bool bInside, uint32_t uiWidth, uint64_t uiSizeInPixels,
+                                 uint32_t uiMerge, bool* pbCancel);
+
+    // ----- Histograms ----------------------------------------------------------------------------
+
+    static int GetHistogram(void** ppComp, uint32_t uiBinBytes, const void* pSrc,
+                            uint32_t uiWidthBytes, uint32_t uiComponents, uint32_t uiBpc,
+                            uint32_t uiWidth, uint64_t uiSizeInPixels);
+    static int GetHistogramEx(void** ppComp, void* pIntensity, uint32_t uiBinBytes,
+                              const void* pSrc, uint32_t uiWidthBytes, uint32_t uiComponents,
+                              uint32_t uiBpc, uint32_t uiStepX, uint32_t uiStepY, uint32_t uiWidth,
+                              uint64_t uiSizeInPixels);
+    static int GetHistogramUnderBinary(void** ppComp, void* pIntensity, uint32_t uiBinBytes,
+                                       const void* pSrc, uint32_t uiWidthBytes,
+                                       uint32_t uiComponents, uint32_t uiBpc, const void* pMask,
+                                       uint32_t uiMaskWidthBytes, uint32_t uiMaskBpc,
+                                       uint32_t uiStepX, uint32_t uiStepY, uint32_t uiWidth,
+                                       uint64_t uiSizeInPixels);
+    static int GetHistogramDiv(void** ppComp, uint32_t uiBinBytes, uint32_t uiHistoBits,
+                               const void* pSrc, uint32_t uiWidthBytes, uint32_t uiComponents,
+                               uint32_t uiBpc, uint32_t uiWidth, uint64_t uiSizeInPixels);
+    static int AddHisto(const void* pSrcIntensity, void** ppSrcComp, void* pDstIntensity,
+                        void** ppDstComp, uint32_t uiBits, uint32_t uiComponents,
+                        uint32_t uiBinBytes);
+
+    // ----- Two-dimensional and repaired histograms -----------------------------------------------
+
+    static int GetHistogram2DEx(void* pBins, uint32_t uiBinBytes, const void* pSrc,
+                                uint32_t uiSrcWidthBytes, uint32_t uiComponents, uint32_t uiBpc,
+                                uint32_t uiCompA, uint32_t uiCompB, uint32_t uiReservedX,
+                                uint32_t uiReservedY, uint32_t uiWidth, uint64_t uiSizeInPixels);
 };

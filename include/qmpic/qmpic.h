@@ -3,6 +3,9 @@
 /// @file
 /// Everything.
 
+#include "qmpic/FloatPicBuf.h"
+#include "qmpic/FloatPicMemAPI_Base.h"
+#include "qmpic/Histo.h"
 #include "qmpic/Lut.h"
 #include "qmpic/PicBuf.h"
 #include "qmpic/PicMemAPI_Base.h"

@@ -41,6 +41,28 @@ struct Src {
     }
 };
 
+/// Memory of floats. Its rows are found by an index of floats that is made in 32 bits: a stride
+/// counts whole floats only, and beyond 4 GiB the address wraps.
+struct FloatDst {
+    float* first;
+    uint32_t stride;
+    template <class T = float>
+    Sample<T>* row(uint64_t y) const {
+        return reinterpret_cast<Sample<T>*>(reinterpret_cast<std::byte*>(first) + offset(y));
+    }
+    uint64_t offset(uint64_t y) const { return static_cast<uint32_t>(y * stride) / 4 * 4ull; }
+};
+struct FloatSrc {
+    const float* first;
+    uint32_t stride;
+    template <class T = float>
+    const Sample<T>* row(uint64_t y) const {
+        return reinterpret_cast<const Sample<T>*>(reinterpret_cast<const std::byte*>(first) +
+                                                  offset(y));
+    }
+    uint64_t offset(uint64_t y) const { return static_cast<uint32_t>(y * stride) / 4 * 4ull; }
+};
+
 /// The pixels of a call. An incomplete last row does not count.
 struct Area {
     uint64_t width, rows;

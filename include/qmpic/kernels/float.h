@@ -1,0 +1,5 @@
+#pragma once
+
+#include <cstdint>
+
+#include "qmpic/export.h"
