@@ -1,23 +1,26 @@
 #!/usr/bin/env bash
 # Installs those Debian packages that are missing, and nothing when none is.
 #
-# usage: scripts/install-packages.sh demo|test|ci
+# usage: scripts/install-packages.sh demo|test|ci|night
 #   demo   to build library and tool
 #   test   demo, and to run the tests
 #   ci     test, and for the other compiler, its sanitizers, style and benchmarks
+#   night  ci, and for scripts/nightly.sh: emulated processors, valgrind
 set -euo pipefail
 
 demo=(g++ cmake ninja-build libcli11-dev libtiff-dev libpng-dev)
 test=("${demo[@]}" libgtest-dev python3 pkg-config binutils)
 ci=("${test[@]}" clang-19 libclang-rt-19-dev libomp-19-dev clang-tidy-19 clang-format
     libbenchmark-dev libopencv-dev git)
+night=("${ci[@]}" qemu-user valgrind)
 
 case ${1-} in
 demo) wanted=("${demo[@]}") ;;
 test) wanted=("${test[@]}") ;;
 ci) wanted=("${ci[@]}") ;;
+night) wanted=("${night[@]}") ;;
 *)
-    echo "usage: scripts/install-packages.sh demo|test|ci" >&2
+    echo "usage: scripts/install-packages.sh demo|test|ci|night" >&2
     exit 2
     ;;
 esac
