@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <limits>
 
 #include "core/shapes.h"
 
@@ -27,6 +26,9 @@ float first_zero(const Picture& picture, const Selection& selection, uint32_t co
     return 0;
 }
 
+// Pixels whose mask is looked at before they are; pixels of which two blocks may overlap.
+constexpr uint32_t kLookAhead = 64, kFew = 16;
+
 template <uint32_t pixels>
 bool takes_any(const Selection& selection, const Sample<uint8_t>* m) {
     uint8_t any = 0;
@@ -41,45 +43,51 @@ struct Found {
     bool unsure[n];  ///< of the sign of a zero
 };
 
-/// The extremes of samples that lie `lanes` apart, by themselves.
-template <uint32_t lanes>
+/// The extremes of the pixels of n components that lie `block` apart, by themselves. Under a mask
+/// components have lanes of their own, so that a word of the mask serves all of them; otherwise
+/// samples are taken as they come.
+template <uint32_t n, uint32_t block, bool masked>
 struct Lanes {
-    float low[lanes], high[lanes];
+    float low[block * n], high[block * n];
     Lanes() {
-        std::fill_n(low, lanes, FLT_MAX);
-        std::fill_n(high, lanes, -FLT_MAX);
+        std::fill_n(low, block * n, FLT_MAX);
+        std::fill_n(high, block * n, -FLT_MAX);
     }
 
-    /// Some pixels of n components.
-    template <uint32_t n, uint32_t pixels, bool masked>
+    template <uint32_t pixels>
     void take(const Sample<float>* s, const Selection& selection, const Sample<uint8_t>* m) {
-        float values[pixels * n];
-        for (uint32_t i = 0; i < pixels * n; ++i) values[i] = s[i];
-        if constexpr (masked)
-            for (uint32_t i = 0; i < pixels; ++i)  // what is in no order with anything never counts
-                for (uint32_t c = 0; c < n; ++c)
-                    values[i * n + c] = selection.takes(m[i])
-                                            ? values[i * n + c]
-                                            : std::numeric_limits<float>::quiet_NaN();
-        for (uint32_t i = 0; i < pixels * n; ++i) {
-            low[i] = values[i] < low[i] ? values[i] : low[i];
-            high[i] = values[i] > high[i] ? values[i] : high[i];
+        if constexpr (masked) {
+            const auto flip = static_cast<int8_t>(selection.inverse ? -1 : 0);
+            int8_t skipped[pixels];
+            for (uint32_t i = 0; i < pixels; ++i)
+                skipped[i] = static_cast<int8_t>((m[i] == 0 ? -1 : 0) ^ flip);
+            for (uint32_t i = 0; i < pixels; ++i)
+#pragma GCC unroll 4
+                for (uint32_t c = 0; c < n; ++c) {  // all bits set: a NaN never counts
+                    const auto bits = std::bit_cast<int32_t>(s[i * n + c].value) | skipped[i];
+                    take_one(c * block + i, std::bit_cast<float>(bits));
+                }
+        } else {
+            for (uint32_t i = 0; i < pixels * n; ++i) take_one(i, s[i]);
         }
     }
 
-    /// What all samples of a component come to: the lanes are folded in halves.
-    template <uint32_t n>
+    /// What all pixels come to: lanes are folded in halves.
     Found<n> joined() {
-        uint32_t plus[lanes], minus[lanes];
-        for (uint32_t i = 0; i < lanes; ++i) {
+        uint32_t plus[block * n], minus[block * n];  // zeros of each sign
+        for (uint32_t i = 0; i < block * n; ++i) {
             plus[i] = is_zero(low[i], 0) | is_zero(high[i], 0);
             minus[i] = is_zero(low[i], kSign) | is_zero(high[i], kSign);
         }
-        fold<n, lanes / 2>(plus, minus);
+        if constexpr (masked)
+            for (uint32_t c = 0; c < n; ++c) fold<block / 2, 1>(c * block, plus, minus);
+        else
+            fold<block * n / 2, n>(0, plus, minus);
         Found<n> found;
         for (uint32_t c = 0; c < n; ++c) {
-            found.of[c] = {low[c], high[c]};
-            found.unsure[c] = (low[c] == 0 || high[c] == 0) && plus[c] != 0 && minus[c] != 0;
+            const uint32_t i = masked ? c * block : c;
+            found.of[c] = {low[i], high[i]};
+            found.unsure[c] = (low[i] == 0 || high[i] == 0) && plus[i] != 0 && minus[i] != 0;
         }
         return found;
     }
@@ -89,48 +97,51 @@ struct Lanes {
     static uint32_t is_zero(float value, uint32_t sign) {
         return std::bit_cast<uint32_t>(value) == sign ? 1 : 0;
     }
-    template <uint32_t n, uint32_t half>
-    void fold(uint32_t* plus, uint32_t* minus) {
-        for (uint32_t i = 0; i < half; ++i) {
+    void take_one(uint32_t lane, float value) {
+        low[lane] = value < low[lane] ? value : low[lane];
+        high[lane] = value > high[lane] ? value : high[lane];
+    }
+    template <uint32_t half, uint32_t last>
+    void fold(uint32_t first, uint32_t* plus, uint32_t* minus) {
+        for (uint32_t i = first; i < first + half; ++i) {
             low[i] = low[i + half] < low[i] ? low[i + half] : low[i];
             high[i] = high[i + half] > high[i] ? high[i + half] : high[i];
             plus[i] |= plus[i + half];
             minus[i] |= minus[i + half];
         }
-        if constexpr (half > n) fold<n, half / 2>(plus, minus);
+        if constexpr (half > last) fold<half / 2, last>(first, plus, minus);
     }
 };
 
 /// All components of a picture of n.
 template <uint32_t n, bool masked>
 void find_of(const Picture& picture, const Selection& given, Extremes* found) {
-    constexpr uint32_t at_once = 64, few = 16, block = n == 1 ? 64 : n == 2 ? 32 : 16;
+    constexpr uint32_t block = n == 1 ? 64 : n == 2 ? 32 : 16;
     Found<n> result;
     Found<n>* const out = &result;
     const FloatSrc src = picture.pixels;
     const Area area = picture.area;
     walk_rows(kCallingThread, area.rows, [=, selection = given](RowRange rows) {  // a fold
-        Lanes<block * n> lanes;
+        Lanes<n, block, masked> lanes;
         for (uint64_t y = rows.first; y < rows.last; ++y) {
             const Sample<float>* const s = src.row(y);
             const Sample<uint8_t>* const bytes = selection.mask.row<uint8_t>(y);
             const auto m = [=](uint64_t x) { return masked ? bytes + x : nullptr; };
             uint64_t x = 0;
-            for (; x + at_once <= area.width; x += at_once) {
-                if (masked && !takes_any<at_once>(selection, m(x))) continue;
-                for (uint64_t i = x; i < x + at_once; i += block)
-                    lanes.template take<n, block, masked>(s + i * n, selection, m(i));
+            for (; x + kLookAhead <= area.width; x += kLookAhead) {
+                if (masked && !takes_any<kLookAhead>(selection, m(x))) continue;
+                for (uint64_t i = x; i < x + kLookAhead; i += block)
+                    lanes.template take<block>(s + i * n, selection, m(i));
             }
             // To see a pixel twice changes nothing.
-            for (; x < area.width && area.width >= few; x += few) {
-                const uint64_t i = std::min(x, area.width - few);
-                if (masked && !takes_any<few>(selection, m(i))) continue;
-                lanes.template take<n, few, masked>(s + i * n, selection, m(i));
+            for (; x < area.width && area.width >= kFew; x += kFew) {
+                const uint64_t i = std::min(x, area.width - kFew);
+                if (masked && !takes_any<kFew>(selection, m(i))) continue;
+                lanes.template take<kFew>(s + i * n, selection, m(i));
             }
-            for (; x < area.width; ++x)
-                lanes.template take<n, 1, masked>(s + x * n, selection, m(x));
+            for (; x < area.width; ++x) lanes.template take<1>(s + x * n, selection, m(x));
         }
-        *out = lanes.template joined<n>();
+        *out = lanes.joined();
     });
     for (uint32_t c = 0; c < n; ++c) {
         found[c] = result.of[c];
@@ -153,14 +164,21 @@ void find_some(const Picture& picture, const Selection& given, uint32_t first, u
         std::fill_n(low, kExtremesAtOnce, FLT_MAX);
         std::fill_n(high, kExtremesAtOnce, -FLT_MAX);
         for (uint64_t y = rows.first; y < rows.last; ++y) {
-            const Sample<float>* s = src.row(y) + first;
+            const Sample<float>* const s = src.row(y) + first;
             const Sample<uint8_t>* const m = selection.mask.row<uint8_t>(y);
-            for (uint64_t x = 0; x < area.width; ++x, s += step) {
-                if (masked && !selection.takes(m[x])) continue;
-                for (uint32_t c = 0; c < count; ++c) {
-                    const float value = s[c];
-                    low[c] = value < low[c] ? value : low[c];
-                    high[c] = value > high[c] ? value : high[c];
+            for (uint64_t x = 0; x < area.width;) {
+                const uint64_t end = std::min(x + kLookAhead, area.width);
+                if (masked && end - x == kLookAhead && !takes_any<kLookAhead>(selection, m + x)) {
+                    x = end;
+                    continue;
+                }
+                for (; x < end; ++x) {
+                    if (masked && !selection.takes(m[x])) continue;
+                    for (uint32_t c = 0; c < count; ++c) {
+                        const float value = s[x * step + c];
+                        low[c] = value < low[c] ? value : low[c];
+                        high[c] = value > high[c] ? value : high[c];
+                    }
                 }
             }
         }
