@@ -146,8 +146,9 @@ class QM_API SQmFloatPicBufAPI_Base {
     /// @return 0; -9 when the first component has no value, and for null and without pixels
     static int GetFloatMinMax(const SQmFloatPicBuf* pBuf, float* pfMin, float* pfMax,
                               const SQmPicBuf* pMask, bool bInverse);
-    /// Of all components together, of the pixels that a mask selects. With -9 the results are
-    /// FLT_MAX and -FLT_MAX, whatever the other components hold.
+    /// Of all components together, of the pixels that a mask selects. With -9, and with -3 when
+    /// there is no memory for the values of each, the results are FLT_MAX and -FLT_MAX, whatever
+    /// the other components hold.
     static int GetFloatMinMax(const SQmFloatPicBuf* pBuf, float& fMin, float& fMax,
                               const SQmPicBuf* pMask, bool bInverse);
 };
