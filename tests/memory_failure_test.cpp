@@ -79,7 +79,6 @@ constexpr Fate kUnnoticed{QM_OK, false, Fate::kRight};
 constexpr Fate kSilent{QM_OK, false, Fate::kOther};
 constexpr Fate kNothingDone{QM_OK, false, Fate::kUntouched};
 constexpr Fate kThrows{QM_OK, true, Fate::kUntouched};
-constexpr Fate kThrowsHalfway{QM_OK, true, Fate::kOther};
 constexpr Fate refused(int code) { return {code, false, Fate::kUntouched}; }
 constexpr Fate lost(int code) { return {code, false, Fate::kOther}; }
 
