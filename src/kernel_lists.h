@@ -8,6 +8,8 @@
 #include "PicMemAPI/grey_kernels.h"
 #include "PicMemAPI/masks_kernels.h"
 #include "PicMemAPI/two_picture_kernels.h"
+#include "float/float_kernels.h"
+#include "histogram/counting_kernels.h"
 #include "histogram/histogram2d_kernels.h"
 #include "histogram/repair_kernels.h"
 #include "render/composition_kernels.h"
@@ -20,7 +22,7 @@ template <class Visit>
 void for_each_kernel_list(Visit visit) {
     const auto all = std::tuple_cat(kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists,
                                     kComponentLists, kMaskLists, kLutLists, kCompositionLists,
-                                    kHistogram2DLists, kRepairLists);
+                                    kHistogramLists, kHistogram2DLists, kRepairLists, kFloatLists);
     std::apply([&](const auto&... list) { (visit(list), ...); }, all);
 }
 

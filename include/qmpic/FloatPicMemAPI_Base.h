@@ -8,34 +8,207 @@
 /// Operations on raw memory of floats. Results are codes of qmpic/status.h unless said otherwise.
 ///
 /// Rows are found by an index of floats that is made in 32 bits, (y * stride) / 4: strides count
-/// whole floats only, and pictures of 4 GiB and more wrap. Pixels may lie at any address.
+/// whole floats only (10 bytes put the rows at floats 0, 2, 5, 7), and pictures of more than 4 GiB
+/// wrap. Memory may lie at any address; gaps between rows are neither read nor written. The height
+/// is `uiSizeInPixels` / `uiWidth`: an incomplete last row does not count. Null for the destination
+/// or the first source, a width of 0 and a size of 0 are no-ops that give 0.
+///
+/// Packed memory is one run of floats without gaps; its counts are products of 32 bits, which wrap.
+///
+/// Floats are computed in single precision, step by step as written. What is said to run "on a
+/// team" always shares its rows among an OpenMP team, however few they are; everything else runs in
+/// the calling thread. A destination may be a source (same address, same stride). Where everything
+/// runs in the calling thread, memory may overlap in any way: each sample is read and written
+/// before the next one, in ascending order.
 class QM_API CQmFloatPicMemAPI_Base {
   public:
     // ----- Sample by sample ----------------------------------------------------------------------
+    // Components make no difference here: a row is `uiWidth` * `uiComponents` samples.
 
+    /// -a where a is below 0, a elsewhere: minus zero and NaNs keep their sign. On a team.
     static int Abs(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrc,
                    std::uint32_t uiSrcWidthBytes, std::uint32_t uiComponents, std::uint32_t uiWidth,
                    std::uint64_t uiSizeInPixels);
 
-    // ----- Statistics ----------------------------------------------------------------------------
+    /// The sum of a float and of a byte or word made a float.
+    static int AddFloatnUint8(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrcA,
+                              std::uint32_t uiSrcAWidthBytes, const unsigned char* pSrcB,
+                              std::uint32_t uiSrcBWidthBytes, std::uint32_t uiComponents,
+                              std::uint32_t uiWidth, std::uint64_t uiSizeInPixels);
+    static int AddFloatnUint16(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrcA,
+                               std::uint32_t uiSrcAWidthBytes, const unsigned short* pSrcB,
+                               std::uint32_t uiSrcBWidthBytes, std::uint32_t uiComponents,
+                               std::uint32_t uiWidth, std::uint64_t uiSizeInPixels);
 
+    /// c / a, but 0 where a is 0. On a team.
+    static int DivConstnFloat(float* pDst, std::uint32_t uiDstWidthBytes, float fConst,
+                              const float* pSrc, std::uint32_t uiSrcWidthBytes,
+                              std::uint32_t uiComponents, std::uint32_t uiWidth,
+                              std::uint64_t uiSizeInPixels);
+    /// a / b, but 0 where b is 0, also for 0 / 0. On a team.
+    static int DivFloatnFloat(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrcA,
+                              std::uint32_t uiSrcAWidthBytes, const float* pSrcB,
+                              std::uint32_t uiSrcBWidthBytes, std::uint32_t uiComponents,
+                              std::uint32_t uiWidth, std::uint64_t uiSizeInPixels);
+    /// c - a. On a team.
+    static int SubConstnFloat(float* pDst, std::uint32_t uiDstWidthBytes, float fConst,
+                              const float* pSrc, std::uint32_t uiSrcWidthBytes,
+                              std::uint32_t uiComponents, std::uint32_t uiWidth,
+                              std::uint64_t uiSizeInPixels);
+
+    /// The smaller, or the greater, of the constant and a. a where they are equal (zeros of either
+    /// sign are) and where either is NaN: so a NaN sample stays, and a NaN constant changes
+    /// nothing.
+    static int MinFloatnConst(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrc,
+                              std::uint32_t uiSrcWidthBytes, float fConst,
+                              std::uint32_t uiComponents, std::uint32_t uiWidth,
+                              std::uint64_t uiSizeInPixels);
+    static int MaxFloatnConst(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrc,
+                              std::uint32_t uiSrcWidthBytes, float fConst,
+                              std::uint32_t uiComponents, std::uint32_t uiWidth,
+                              std::uint64_t uiSizeInPixels);
+    /// a where it is below (above) b, b elsewhere: also where they are equal or either is NaN. On a
+    /// team.
+    static int MinFloatnFloat(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrcA,
+                              std::uint32_t uiSrcAWidthBytes, const float* pSrcB,
+                              std::uint32_t uiSrcBWidthBytes, std::uint32_t uiComponents,
+                              std::uint32_t uiWidth, std::uint64_t uiSizeInPixels);
+    static int MaxFloatnFloat(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrcA,
+                              std::uint32_t uiSrcAWidthBytes, const float* pSrcB,
+                              std::uint32_t uiSrcBWidthBytes, std::uint32_t uiComponents,
+                              std::uint32_t uiWidth, std::uint64_t uiSizeInPixels);
+
+    /// The logarithm to the base that comes first among the arguments, std::log(x) / std::log(base)
+    /// in float: of b to the base a, of the constant to the base a, and of a to the base of the
+    /// constant. The last one gives the natural logarithm when the constant is not above 0. A base
+    /// of 1 divides by zero. On a team.
+    static int Log(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrcA,
+                   std::uint32_t uiSrcAWidthBytes, const float* pSrcB,
+                   std::uint32_t uiSrcBWidthBytes, std::uint32_t uiComponents,
+                   std::uint32_t uiWidth, std::uint64_t uiSizeInPixels);
+    static int Log(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrc, float fConst,
+                   std::uint32_t uiSrcWidthBytes, std::uint32_t uiComponents, std::uint32_t uiWidth,
+                   std::uint64_t uiSizeInPixels);
+    static int Log(float* pDst, std::uint32_t uiDstWidthBytes, float fConst, const float* pSrc,
+                   std::uint32_t uiSrcWidthBytes, std::uint32_t uiComponents, std::uint32_t uiWidth,
+                   std::uint64_t uiSizeInPixels);
+    /// The power of the base that comes first among the arguments, std::pow in float: a to the b, a
+    /// to the constant, the constant to the a. On a team.
+    static int Pow(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrcA,
+                   std::uint32_t uiSrcAWidthBytes, const float* pSrcB,
+                   std::uint32_t uiSrcBWidthBytes, std::uint32_t uiComponents,
+                   std::uint32_t uiWidth, std::uint64_t uiSizeInPixels);
+    static int Pow(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrc, float fConst,
+                   std::uint32_t uiSrcWidthBytes, std::uint32_t uiComponents, std::uint32_t uiWidth,
+                   std::uint64_t uiSizeInPixels);
+    static int Pow(float* pDst, std::uint32_t uiDstWidthBytes, float fConst, const float* pSrc,
+                   std::uint32_t uiSrcWidthBytes, std::uint32_t uiComponents, std::uint32_t uiWidth,
+                   std::uint64_t uiSizeInPixels);
+
+    // ----- In place, packed: uiWidth * uiHeight * uiComponents floats in 32 bits -----------------
+
+    /// 1 / x, but zeros stay, with their sign.
+    static int Inversion(float* pData, std::uint32_t uiWidth, std::uint32_t uiHeight,
+                         std::uint32_t uiComponents);
+    /// std::log(|x|), but zeros stay: -2 gives ln 2.
+    static int Logarithm(float* pData, std::uint32_t uiWidth, std::uint32_t uiHeight,
+                         std::uint32_t uiComponents);
+    /// x * factor.
+    static int MultiplybyFloat(float* pData, float fFactor, std::uint32_t uiWidth,
+                               std::uint32_t uiHeight, std::uint32_t uiComponents);
+    /// The same on a team that shares the floats and not the rows.
+    static int MultiplybyFloatSSE_parallel(float* pData, float fFactor, std::uint32_t uiWidth,
+                                           std::uint32_t uiHeight, std::uint32_t uiComponents);
+
+    /// In place: (x - min) / (max - min) with the bounds of the sample's component; equal bounds
+    /// give infinities and NaNs. On a team. -4 when one of the three pointers is null.
+    ///
+    /// @param uiRowFloats floats (not bytes) from row to row
+    static int Normalize(float* pData, std::uint32_t uiRowFloats, std::uint32_t uiComponents,
+                         std::uint32_t uiWidth, std::uint32_t uiHeight, const float* pfMin,
+                         const float* pfMax);
+    /// Packed: (mask * a) / ucMax, where one byte of the mask is for all components of a pixel. An
+    /// `ucMax` of 0 gives infinities and NaNs. -4, with nothing written, when the two counts of
+    /// components differ.
+    static int MaskFloatWithGray(float* pDst, std::uint32_t uiDstComponents, const float* pSrc,
+                                 std::uint32_t uiSrcComponents, const unsigned char* pucMask,
+                                 std::uint32_t uiWidth, std::uint64_t uiSizeInPixels,
+                                 unsigned char ucMax);
+
+    // ----- Fills ---------------------------------------------------------------------------------
+
+    /// Every pixel becomes the one at `pfValues`, which has `uiComponents` floats.
+    static int SetValue(float* pData, std::uint32_t uiComponents, std::uint32_t uiWidthBytes,
+                        const float* pfValues, std::uint32_t uiWidth, std::uint64_t uiSizeInPixels);
+    /// `uiRowFloats` * `uiRows` floats, one behind the other, become `fValue`, with its sign if it
+    /// is a zero.
+    static int SetMonoValue(float* pData, std::uint32_t uiRowFloats, std::uint32_t uiRows,
+                            float fValue);
+    /// Component `uiComponent` of every pixel becomes the low byte of the truncated `fValue`: 300.7
+    /// gives 44, 0.5 gives 0, -1.5 gives 255; NaN and what no int holds give 0. The index is not
+    /// compared with the count.
+    static int SetComponentValue(float* pData, std::uint32_t uiComponents,
+                                 std::uint32_t uiWidthBytes, std::uint32_t uiComponent,
+                                 float fValue, std::uint32_t uiWidth, std::uint64_t uiSizeInPixels);
+
+    // ----- Statistics ----------------------------------------------------------------------------
+    // NaNs are skipped by extremes. The first of several zeros gives an extreme its sign.
+
+    /// The least and the greatest sample of all components. They begin at FLT_MAX and -FLT_MAX,
+    /// which is what an empty picture and one of NaNs leave; an infinity beyond them is not found.
+    /// Either output may be null.
     static int GetFloatMinMax(const float* pData, std::uint32_t uiWidthBytes,
                               std::uint32_t uiComponents, std::uint32_t uiWidth,
                               std::uint64_t uiSizeInPixels, float* pfMin, float* pfMax);
+    /// The same of each component, into arrays of `uiComponents` floats.
     static int GetFloatMinMaxInComps(const float* pData, std::uint32_t uiWidthBytes,
                                      std::uint32_t uiComponents, std::uint32_t uiWidth,
                                      std::uint64_t uiSizeInPixels, float* pfMin, float* pfMax);
 
+    /// Not a code: the sum of all samples, in double, row by row, divided by `uiSizeInPixels`. So
+    /// with several components it is the sum of their means: 3.0 for three components of 1.0. An
+    /// empty picture has 0.0.
+    static double Mean(const float* pData, std::uint32_t uiWidthBytes, std::uint32_t uiComponents,
+                       std::uint32_t uiWidth, std::uint64_t uiSizeInPixels);
+
+    // Packed, one result a component, in arrays of `uiComponents` floats.
+
+    /// The sum in single precision, in the order of the pixels, divided by their number as a float:
+    /// no pixels have NaN.
+    static int MeanComp(float* pfMean, const float* pData, std::uint32_t uiWidth,
+                        std::uint32_t uiHeight, std::uint32_t uiComponents);
+    /// The extremes; they begin at 1e20 and -1e20, and what lies beyond is not found.
+    static int MinComp(float* pfMin, const float* pData, std::uint32_t uiWidth,
+                       std::uint32_t uiHeight, std::uint32_t uiComponents);
+    static int MaxComp(float* pfMax, const float* pData, std::uint32_t uiWidth,
+                       std::uint32_t uiHeight, std::uint32_t uiComponents);
+    /// The upper median: 3 of 1, 2, 3, 4. Minus zero counts as below zero, NaNs as beyond the
+    /// infinities of their sign. No pixels have 0. -3 when there is no memory for one component.
+    static int MedianComp(float* pfMedian, const float* pData, std::uint32_t uiWidth,
+                          std::uint32_t uiHeight, std::uint32_t uiComponents);
+    /// In single precision: the sum of (x - mean)^2 in the order of the pixels, divided by one less
+    /// than their number, to the power of 0.5. One pixel divides by zero.
+    ///
+    /// @param pfMean the means, which are the caller's
+    static int DeviationComp(float* pfDeviation, const float* pfMean, const float* pData,
+                             std::uint32_t uiWidth, std::uint32_t uiHeight,
+                             std::uint32_t uiComponents);
+
     // ----- Moves and conversion ------------------------------------------------------------------
 
+    /// Rows copied from top to bottom, each as a block.
     static int Copy(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrc,
                     std::uint32_t uiSrcWidthBytes, std::uint32_t uiComponents,
                     std::uint32_t uiWidth, std::uint64_t uiSizeInPixels);
+    /// Component `uiSrcComponent` of every pixel becomes component `uiDstComponent`; the others
+    /// stay. Indexes are not compared with the counts. On a team.
     static int CopyComponent(float* pDst, std::uint32_t uiDstComponents,
                              std::uint32_t uiDstWidthBytes, std::uint32_t uiDstComponent,
                              const float* pSrc, std::uint32_t uiSrcComponents,
                              std::uint32_t uiSrcWidthBytes, std::uint32_t uiSrcComponent,
                              std::uint32_t uiWidth, std::uint64_t uiSizeInPixels);
+    /// Integer samples as floats: bytes for a depth of 8, words for any other up to 16 (also below
+    /// 8), 32-bit words up to 32, rounded to the nearest and never negative. -2 above 32.
     static int ConvertPictureToFloat(float* pDst, std::uint32_t uiDstWidthBytes, const void* pSrc,
                                      std::uint32_t uiSrcWidthBytes, std::uint32_t uiBpc,
                                      std::uint32_t uiComponents, std::uint32_t uiWidth,

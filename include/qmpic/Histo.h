@@ -43,13 +43,37 @@ class QM_API CQmHistoAPI_Base {
   public:
     // ----- The record ----------------------------------------------------------------------------
 
+    /// Makes all fields 0 and the two steps 1; releases nothing. A record is fit for use after
+    /// this, but counts nothing before Reinit32 or Reinit64.
     static void Init(SQmHisto* pHisto);
-    static int Reinit32(SQmHisto* pHisto, SQmPicBufDesc* pDesc);
-    static int Reinit64(SQmHisto* pHisto, SQmPicBufDesc* pDesc);
+    /// Makes the record one of 4-byte bins for pictures of a format: its components, 2^depth bins
+    /// (at most 2^16) and its size, which becomes the rectangle's size too. Old counts stay at the
+    /// beginning of the memory, and what is new is 0. A record of this depth, these components and
+    /// 4-byte bins is left as it is, the size of an earlier picture included.
+    /// @return 0, also when there is no memory (`pData` is null then); -9 for null
+    static int Reinit32(SQmHisto* pHisto, const SQmPicBufDesc* pDesc);
+    /// The same with bins of 8 bytes, and as many as the depth asks for: 2^24 of 24 bits. But a
+    /// record of this depth and these components that has bins of *4* bytes is left as it is, even
+    /// without memory; one of 8 is made anew every time.
+    static int Reinit64(SQmHisto* pHisto, const SQmPicBufDesc* pDesc);
+    /// Releases both arrays. The other fields stay.
     static void Free(SQmHisto* pHisto);
+    /// Makes the bins of all blocks 0.
     static void ResetToZero(SQmHisto* pHisto);
+    /// Copies counts and all other fields. The destination's memory is made anew if its format
+    /// differs.
+    /// @return 0; -9 when a record or the source's memory is null, or when there is no memory: the
+    ///         destination has none then
     static int Copy(SQmHisto* pDst, const SQmHisto* pSrc);
-    static int Add(SQmHisto* pDst, SQmHisto* pSrc);
+    /// Adds the source's counts, wrapping at the width of *its* bins: from 4-byte bins into 8-byte
+    /// bins, bin i goes to the i-th 4 bytes of a block.
+    /// @return 0, also for records without memory; -9 when bits or components differ, for 8-byte
+    ///         bins into narrower ones, or for null
+    static int Add(SQmHisto* pDst, const SQmHisto* pSrc);
+    /// The count of a component's bin. The intensity's of several components is not reached here.
+    /// @return the count; or, as a 64-bit number with all upper bits set, -4 when the record is
+    ///         null, has no memory, or has no such component or bin, -9 when `uiBinBytes` is
+    ///         neither 4 nor 8
     static std::uint64_t GetValue(const SQmHisto* pHisto, std::uint32_t uiComp,
                                   std::uint32_t uiIndex);
 

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "PicMemAPI/frame_kernels.h"
+#include "core/fill_pixels.h"
 #include "core/scratch.h"
 #include "core/shapes.h"
 #include "qmpic/PicMemAPI_Base.h"
@@ -13,48 +14,6 @@
 namespace {
 
 using namespace qmpic;
-
-/// `area` counts bytes.
-void set_lines(Dst dst, Area area, uint8_t value) {
-    for (uint64_t y = 0; area.width != 0 && y < area.rows; ++y)
-        std::memset(dst.row<uint8_t>(y), value, area.width);
-}
-
-/// Fills `size` bytes with a pixel again and again.
-void repeat(void* block, uint64_t size, const void* value, uint64_t pixel) {
-    auto* const first = static_cast<std::byte*>(block);
-    std::memcpy(first, value, pixel);
-    for (uint64_t filled = pixel, more; filled < size; filled += more) {
-        more = std::min(filled, size - filled);
-        std::memcpy(first + filled, first, more);
-    }
-}
-
-/// Every pixel becomes the one at `value`: a block of pixels outside the picture is copied along
-/// the rows.
-int set_pixels(void* first, uint64_t pixel, uint32_t stride, const void* value, uint32_t width,
-               uint64_t size) {
-    if (pixel == 0) return QM_OK;
-    const Dst dst{first, stride};
-    const Area area =
-        joined(kCallingThread, {width * pixel, Area::of_pixels(width, size).rows}, {{stride, 1}});
-    const auto* const bytes = static_cast<const uint8_t*>(value);
-    if (std::all_of(bytes, bytes + pixel, [=](uint8_t byte) { return byte == bytes[0]; })) {
-        set_lines(dst, area, bytes[0]);
-        return QM_OK;
-    }
-    std::byte block[4096];
-    uint64_t step = pixel;  // a longer pixel is a block itself
-    if (pixel <= sizeof block) {
-        step = std::min(sizeof block / pixel * pixel, area.width);
-        repeat(block, step, value, pixel);
-        value = block;
-    }
-    for (uint64_t y = 0; y < area.rows; ++y)
-        for (uint64_t x = 0; x < area.width; x += step)
-            std::memmove(dst.row<uint8_t>(y) + x, value, std::min(step, area.width - x));
-    return QM_OK;
-}
 
 /// A pixel that is as wide as an integer is one.
 template <class Whole>
@@ -272,12 +231,15 @@ int compare(const void* p1, uint32_t uiWidthBytes1, const void* p2, uint32_t uiW
 
 int set_Nx8(void* pDst, uint32_t uiComponents, uint32_t uiDstWidthBytes, const void* pValue,
             uint32_t uiWidth, uint64_t uiSizeInPixels) {
-    return set_pixels(pDst, uiComponents, uiDstWidthBytes, pValue, uiWidth, uiSizeInPixels);
+    fill_pixels(Dst{pDst, uiDstWidthBytes}, Area::of_pixels(uiWidth, uiSizeInPixels), pValue,
+                uiComponents);
+    return QM_OK;
 }
 int set_Nx16(void* pDst, uint32_t uiComponents, uint32_t uiDstWidthBytes, const void* pValue,
              uint32_t uiWidth, uint64_t uiSizeInPixels) {
-    return set_pixels(pDst, uint64_t{2} * uiComponents, uiDstWidthBytes, pValue, uiWidth,
-                      uiSizeInPixels);
+    fill_pixels(Dst{pDst, uiDstWidthBytes}, Area::of_pixels(uiWidth, uiSizeInPixels), pValue,
+                uint64_t{2} * uiComponents);
+    return QM_OK;
 }
 
 #define KERNEL(name, Storage)                                                                      \

@@ -30,6 +30,7 @@ struct Dst {
     Sample<T>* row(uint64_t y) const {
         return reinterpret_cast<Sample<T>*>(static_cast<std::byte*>(first) + y * stride);
     }
+    static uint64_t rows_before_wrap() { return UINT64_MAX; }
 };
 struct Src {
     const void* first;
@@ -39,28 +40,34 @@ struct Src {
         return reinterpret_cast<const Sample<T>*>(static_cast<const std::byte*>(first) +
                                                   y * stride);
     }
+    static uint64_t rows_before_wrap() { return UINT64_MAX; }
 };
 
 /// Memory of floats. Its rows are found by an index of floats that is made in 32 bits: a stride
 /// counts whole floats only, and beyond 4 GiB the address wraps.
-struct FloatDst {
-    float* first;
+struct FloatRows {
     uint32_t stride;
+    uint64_t offset(uint64_t y) const { return static_cast<uint32_t>(y * stride) / 4 * 4ull; }
+    uint64_t rows_before_wrap() const {
+        return stride == 0 ? UINT64_MAX : (uint64_t{1} << 32) / stride;
+    }
+};
+struct FloatDst : FloatRows {
+    float* first;
+    FloatDst(float* first_, uint32_t stride_) : FloatRows{stride_}, first(first_) {}
     template <class T = float>
     Sample<T>* row(uint64_t y) const {
         return reinterpret_cast<Sample<T>*>(reinterpret_cast<std::byte*>(first) + offset(y));
     }
-    uint64_t offset(uint64_t y) const { return static_cast<uint32_t>(y * stride) / 4 * 4ull; }
 };
-struct FloatSrc {
+struct FloatSrc : FloatRows {
     const float* first;
-    uint32_t stride;
+    FloatSrc(const float* first_, uint32_t stride_) : FloatRows{stride_}, first(first_) {}
     template <class T = float>
     const Sample<T>* row(uint64_t y) const {
         return reinterpret_cast<const Sample<T>*>(reinterpret_cast<const std::byte*>(first) +
                                                   offset(y));
     }
-    uint64_t offset(uint64_t y) const { return static_cast<uint32_t>(y * stride) / 4 * 4ull; }
 };
 
 /// The pixels of a call. An incomplete last row does not count.

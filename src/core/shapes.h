@@ -17,6 +17,8 @@
 ///     each_row    op(row, row)                   rows that end in intrinsics
 ///     copy_lines  row = row                      copy
 ///
+/// Pictures are Dst and Src, or FloatDst and FloatSrc where a picture is memory of floats.
+///
 /// All of them visit rows from top to bottom and pixels from left to right within a thread, and
 /// read a pixel before they write it, so that equal memory (same address, same stride) may stand
 /// on both sides. `op` is copied; it sees values and never an address, but in the last two.
@@ -43,21 +45,26 @@ struct Component {
 struct Stride {
     uint32_t stride;
     uint64_t bytes;
+    uint64_t most_rows = UINT64_MAX;  ///< that lie one behind the other
 };
+template <class Picture>
+Stride stride_of(Picture picture, uint64_t bytes) {
+    return {picture.stride, bytes, picture.rows_before_wrap()};
+}
 inline Area joined(Team team, Area area, std::initializer_list<Stride> pictures) {
-    for (const auto& [stride, bytes] : pictures)
-        if (team.forks || stride != area.width * bytes) return area;
+    for (const auto& [stride, bytes, most_rows] : pictures)
+        if (team.forks || stride != area.width * bytes || area.rows > most_rows) return area;
     return {area.width * area.rows, 1};
 }
 
 namespace detail {
 /// A step of 0 is read from the picture.
-template <class T, uint32_t step>
-void fill_steps(Team team, Component<Dst> dst, Area area, T value) {
+template <class T, uint32_t step, class D>
+void fill_steps(Team team, Component<D> dst, Area area, T value) {
     walk_rows(team, area.rows, [=](RowRange rows) {
         const uint64_t d_step = step != 0 ? step : dst.step;
         for (uint64_t y = rows.first; y < rows.last; ++y) {
-            Sample<T>* const d = dst.picture.row<T>(y) + dst.index;
+            Sample<T>* const d = dst.picture.template row<T>(y) + dst.index;
 #pragma GCC unroll 4
             for (uint64_t x = 0; x < area.width; ++x) d[x * d_step] = value;
         }
@@ -65,9 +72,9 @@ void fill_steps(Team team, Component<Dst> dst, Area area, T value) {
 }
 }  // namespace detail
 
-template <class T>
-void fill(Team team, Component<Dst> dst, Area area, T value) {
-    area = joined(team, area, {{dst.picture.stride, dst.step * sizeof(T)}});
+template <class T, class D = Dst>
+void fill(Team team, Component<D> dst, Area area, T value) {
+    area = joined(team, area, {stride_of(dst.picture, dst.step * sizeof(T))});
     if (dst.step == 1)
         detail::fill_steps<T, 1>(team, dst, area, value);
     else
@@ -120,12 +127,12 @@ void dense_row(Sample<T>* d, uint64_t count, const Op& op, const Sample<S>*... s
 
 }  // namespace detail
 
-template <class T, class Op>
-void update(Team team, Dst dst, Area area, Op op) {
-    area = joined(team, area, {{dst.stride, sizeof(T)}});
+template <class T, class D, class Op>
+void update(Team team, D dst, Area area, Op op) {
+    area = joined(team, area, {stride_of(dst, sizeof(T))});
     walk_rows(team, area.rows, [=](RowRange rows) {
         for (uint64_t y = rows.first; y < rows.last; ++y) {
-            Sample<T>* const d = dst.row<T>(y);
+            Sample<T>* const d = dst.template row<T>(y);
             detail::dense_row(d, area.width, op, static_cast<const Sample<T>*>(d));
         }
     });
@@ -134,13 +141,13 @@ void update(Team team, Dst dst, Area area, Op op) {
 namespace detail {
 
 /// Steps of 0 are read from the pictures; others are constants, which lets vectors shuffle.
-template <class T, class S, uint32_t to, uint32_t from, class Op>
-void map_steps(Team team, Component<Dst> dst, Component<Src> src, Area area, Op op) {
+template <class T, class S, uint32_t to, uint32_t from, class D, class P, class Op>
+void map_steps(Team team, Component<D> dst, Component<P> src, Area area, Op op) {
     walk_rows(team, area.rows, [=](RowRange rows) {
         const uint64_t dst_step = to != 0 ? to : dst.step, src_step = from != 0 ? from : src.step;
         for (uint64_t y = rows.first; y < rows.last; ++y) {
-            Sample<T>* const d = dst.picture.row<T>(y) + dst.index;
-            const Sample<S>* const s = src.picture.row<S>(y) + src.index;
+            Sample<T>* const d = dst.picture.template row<T>(y) + dst.index;
+            const Sample<S>* const s = src.picture.template row<S>(y) + src.index;
             for (uint64_t x = 0; x < area.width; ++x) d[x * dst_step] = op(S{s[x * src_step]});
         }
     });
@@ -149,11 +156,11 @@ void map_steps(Team team, Component<Dst> dst, Component<Src> src, Area area, Op 
 }  // namespace detail
 
 /// T is the sample of the destination, S that of the source.
-template <class T, class S, class Op>
-void map(Team team, Component<Dst> dst, Component<Src> src, Area area, Op op) {
-    area = joined(
-        team, area,
-        {{dst.picture.stride, dst.step * sizeof(T)}, {src.picture.stride, src.step * sizeof(S)}});
+template <class T, class S, class D = Dst, class P = Src, class Op>
+void map(Team team, Component<D> dst, Component<P> src, Area area, Op op) {
+    area = joined(team, area,
+                  {stride_of(dst.picture, dst.step * sizeof(T)),
+                   stride_of(src.picture, src.step * sizeof(S))});
     // Samples that are written apart stay scalar: what lies between them must not be written.
     switch (dst.step == 1 ? src.step : 0) {
     case 1: return detail::map_steps<T, S, 1, 1>(team, dst, src, area, op);
@@ -164,19 +171,20 @@ void map(Team team, Component<Dst> dst, Component<Src> src, Area area, Op op) {
 }
 
 /// The same where a row is just so many samples.
-template <class T, class S, class Op>
-void map_samples(Team team, Dst dst, Src src, Area area, Op op) {
-    area = joined(team, area, {{dst.stride, sizeof(T)}, {src.stride, sizeof(S)}});
-    detail::map_steps<T, S, 1, 1>(team, {dst}, {src}, area, op);
+template <class T, class S, class D, class P, class Op>
+void map_samples(Team team, D dst, P src, Area area, Op op) {
+    area = joined(team, area, {stride_of(dst, sizeof(T)), stride_of(src, sizeof(S))});
+    detail::map_steps<T, S, 1, 1>(team, Component<D>{dst}, Component<P>{src}, area, op);
 }
 
-template <class T, class Op>
-void combine(Team team, Dst dst, Src a, Src b, Area area, Op op) {
-    area =
-        joined(team, area, {{dst.stride, sizeof(T)}, {a.stride, sizeof(T)}, {b.stride, sizeof(T)}});
+template <class T, class D, class P, class Op>
+void combine(Team team, D dst, P a, P b, Area area, Op op) {
+    area = joined(team, area,
+                  {stride_of(dst, sizeof(T)), stride_of(a, sizeof(T)), stride_of(b, sizeof(T))});
     walk_rows(team, area.rows, [=](RowRange rows) {
         for (uint64_t y = rows.first; y < rows.last; ++y)
-            detail::dense_row(dst.row<T>(y), area.width, op, a.row<T>(y), b.row<T>(y));
+            detail::dense_row(dst.template row<T>(y), area.width, op, a.template row<T>(y),
+                              b.template row<T>(y));
     });
 }
 
@@ -189,25 +197,25 @@ struct Count {
 
 /// op(d, s) with the first samples of a pixel of `to` and of one of `from` components. T is the
 /// sample of the destination, S that of the source.
-template <class T, class S, uint32_t to, uint32_t from, class Op>
-void each_pixel(Team team, Dst dst, Count<to> d_step, Src src, Count<from> s_step, Area area,
-                Op op) {
+template <class T, class S, uint32_t to, uint32_t from, class D, class P, class Op>
+void each_pixel(Team team, D dst, Count<to> d_step, P src, Count<from> s_step, Area area, Op op) {
     area = joined(team, area,
-                  {{dst.stride, d_step() * sizeof(T)}, {src.stride, s_step() * sizeof(S)}});
+                  {stride_of(dst, d_step() * sizeof(T)), stride_of(src, s_step() * sizeof(S))});
     walk_rows(team, area.rows, [=](RowRange rows) {
         for (uint64_t y = rows.first; y < rows.last; ++y) {
-            Sample<T>* const d = dst.row<T>(y);
-            const Sample<S>* const s = src.row<S>(y);
+            Sample<T>* const d = dst.template row<T>(y);
+            const Sample<S>* const s = src.template row<S>(y);
             for (uint64_t x = 0; x < area.width; ++x) op(d + x * d_step(), s + x * s_step());
         }
     });
 }
 
 /// op(d, s) with the first samples of the two rows; the family walks the pixels itself.
-template <class T, class S, class Op>
-void each_row(Team team, Dst dst, Src src, Area area, Op op) {
+template <class T, class S, class D, class P, class Op>
+void each_row(Team team, D dst, P src, Area area, Op op) {
     walk_rows(team, area.rows, [=](RowRange rows) {
-        for (uint64_t y = rows.first; y < rows.last; ++y) op(dst.row<T>(y), src.row<S>(y));
+        for (uint64_t y = rows.first; y < rows.last; ++y)
+            op(dst.template row<T>(y), src.template row<S>(y));
     });
 }
 
@@ -221,9 +229,10 @@ struct CopyLine {
 }  // namespace detail
 
 /// The first `bytes` of every row as they stand.
-inline void copy_lines(Team team, Dst dst, Src src, uint64_t bytes, uint64_t rows) {
+template <class D, class P>
+void copy_lines(Team team, D dst, P src, uint64_t bytes, uint64_t rows) {
     if (bytes == 0) return;  // however many rows
-    const Area area = joined(team, {bytes, rows}, {{dst.stride, 1}, {src.stride, 1}});
+    const Area area = joined(team, {bytes, rows}, {stride_of(dst, 1), stride_of(src, 1)});
     each_row<uint8_t, uint8_t>(team, dst, src, area, detail::CopyLine{area.width});
 }
 
