@@ -10,6 +10,8 @@
 #include "PicMemAPI/two_picture_kernels.h"
 #include "float/float_kernels.h"
 #include "histogram/counting_kernels.h"
+#include "histogram/histogram2d_kernels.h"
+#include "histogram/repair_kernels.h"
 #include "render/composition_kernels.h"
 #include "render/luts_kernels.h"
 
@@ -18,9 +20,9 @@ namespace qmpic {
 /// Calls `visit` with the kernel list of every family: what the library exports beside classes.
 template <class Visit>
 void for_each_kernel_list(Visit visit) {
-    const auto all =
-        std::tuple_cat(kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists, kComponentLists,
-                       kMaskLists, kLutLists, kCompositionLists, kFloatLists, kHistogramLists);
+    const auto all = std::tuple_cat(kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists,
+                                    kComponentLists, kMaskLists, kLutLists, kCompositionLists,
+                                    kFloatLists, kHistogramLists, kHistogram2DLists, kRepairLists);
     std::apply([&](const auto&... list) { (visit(list), ...); }, all);
 }
 

@@ -9,8 +9,10 @@
 #include "qmpic/kernels/frame.h"
 #include "qmpic/kernels/grey.h"
 #include "qmpic/kernels/histogram.h"
+#include "qmpic/kernels/histogram2d.h"
 #include "qmpic/kernels/luts.h"
 #include "qmpic/kernels/masks.h"
+#include "qmpic/kernels/repair.h"
 #include "qmpic/kernels/two_picture.h"
 
 class SQmLut;
@@ -481,8 +483,41 @@ class QM_API CQmPicMemAPI_Base {
 
     // ----- Two-dimensional and repaired histograms -----------------------------------------------
 
+    /// Counts the pairs of values of two components into 2^(2 * b) bins, bin (first << b) + second:
+    /// b is `uiBpc` up to 8 bits and 8 for 9 to 16 bits, of which the upper 8 count. See the kernel
+    /// `gethistogram2d_8` for the arguments.
+    /// @return 0; -2 above 16 bits; before that -4 for null memory, a width or size of 0, or a
+    ///         component that is not below `uiComponents`
     static int GetHistogram2DEx(void* pBins, uint32_t uiBinBytes, const void* pSrc,
                                 uint32_t uiSrcWidthBytes, uint32_t uiComponents, uint32_t uiBpc,
                                 uint32_t uiCompA, uint32_t uiCompB, uint32_t uiReservedX,
                                 uint32_t uiReservedY, uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// The same for the pixels whose mask byte is not 0; a null mask counts nothing.
+    static int GetHistogram2DUnderMask(void* pBins, uint32_t uiBinBytes, const void* pSrc,
+                                       uint32_t uiSrcWidthBytes, uint32_t uiComponents,
+                                       uint32_t uiBpc, uint32_t uiCompA, uint32_t uiCompB,
+                                       const unsigned char* pMask, uint32_t uiMaskWidthBytes,
+                                       uint32_t uiReservedX, uint32_t uiReservedY, uint32_t uiWidth,
+                                       uint64_t uiSizeInPixels);
+    /// Always -2.
+    static int GetHistogram2DUnderBinary(void* pBins, uint32_t uiBinBytes, const void* pSrc,
+                                         uint32_t uiSrcWidthBytes, uint32_t uiComponents,
+                                         uint32_t uiBpc, uint32_t uiCompA, uint32_t uiCompB,
+                                         const unsigned char* pMask, uint32_t uiMaskWidthBytes,
+                                         uint32_t uiReservedX, uint32_t uiReservedY,
+                                         uint32_t uiWidth, uint64_t uiSizeInPixels);
+
+    /// Which blocks of a histogram are combs, see the kernel `needtorepairhistogram_1`: that of the
+    /// intensity, `*pbIntensity`, and those of the components, `pbComp[c]`. One component has the
+    /// intensity's block and no other. No pointer is tested that is needed.
+    /// @return 0, also for `uiBits` outside of 8 to 16, when nothing is written; -9 for bins of
+    ///         neither 4 nor 8 bytes
+    static int NeedToRepairHisto(bool* pbIntensity, bool* pbComp, void** ppComp,
+                                 const void* pIntensity, uint32_t uiBinBytes, uint32_t uiComponents,
+                                 uint32_t uiBits);
+    /// Fills the gaps of one block, as the kernel `repairhistocomp_1`: the intensity's with one
+    /// component, else that of component `uiComp`, which is not compared with `uiComponents`.
+    /// @return 0; -2 for `uiBits` outside of 8 to 16; -9 for bins of neither 4 nor 8 bytes
+    static int RepairHistoComp(void** ppComp, void* pIntensity, uint32_t uiComp,
+                               uint32_t uiBinBytes, uint32_t uiComponents, uint32_t uiBits);
 };
