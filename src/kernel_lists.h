@@ -2,11 +2,13 @@
 
 #include <tuple>
 
+#include "PicMemAPI/binary_kernels.h"
 #include "PicMemAPI/bit_depth_kernels.h"
 #include "PicMemAPI/components_kernels.h"
 #include "PicMemAPI/frame_kernels.h"
 #include "PicMemAPI/grey_kernels.h"
 #include "PicMemAPI/masks_kernels.h"
+#include "PicMemAPI/threshold_kernels.h"
 #include "PicMemAPI/two_picture_kernels.h"
 #include "render/composition_kernels.h"
 #include "render/luts_kernels.h"
@@ -16,8 +18,9 @@ namespace qmpic {
 /// Calls `visit` with the kernel list of every family: what the library exports beside classes.
 template <class Visit>
 void for_each_kernel_list(Visit visit) {
-    const auto all = std::tuple_cat(kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists,
-                                    kComponentLists, kMaskLists, kLutLists, kCompositionLists);
+    const auto all =
+        std::tuple_cat(kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists, kComponentLists,
+                       kMaskLists, kLutLists, kCompositionLists, kBinaryLists, kThresholdLists);
     std::apply([&](const auto&... list) { (visit(list), ...); }, all);
 }
 

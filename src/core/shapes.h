@@ -46,7 +46,7 @@ struct Stride {
 };
 inline Area joined(Team team, Area area, std::initializer_list<Stride> pictures) {
     for (const auto& [stride, bytes] : pictures)
-        if (team.forks || stride != area.width * bytes) return area;
+        if (!team.is_one_thread() || stride != area.width * bytes) return area;
     return {area.width * area.rows, 1};
 }
 
