@@ -158,6 +158,7 @@ TEST_P(EveryAllocation, HasItsFateWhenItFails) {
         ASSERT_EQ(fine.seen, tested.once.size()) << "allocations of a call";
         right = subject->left();
     }
+    EXPECT_NE(right, tested.make()->left()) << "the call does nothing";
     ASSERT_EQ(tested.once.size(), tested.from_then_on.size());
     for (const auto until : {FailingAlloc::kOnce, FailingAlloc::kFromThenOn})
         for (uint32_t n = 1; n <= tested.once.size(); ++n) {
@@ -363,6 +364,41 @@ void add_raw_memory() {
             print_destination);
 }
 
+// A pixel that is given as a number is made as long as those of the picture.
+void add_binary() {
+    using Api = CQmPicMemAPI_Base;
+    using Wide = Memory<400, 400>;
+    const std::vector<Fate> no_pixel{refused(QM_NO_MEMORY)};
+    const auto pack = [](uint32_t components) {
+        return [=](Wide& p) {
+            return Api::PackToBinary(p.d.data(), 0, 1, p.s.data(), components, 8, 193, uint64_t{0},
+                                     0, 1, 2, 0);
+        };
+    };
+    add<Wide>("CQmPicMemAPI_Base::PackToBinary", no_pixel, pack(193), print_destination);
+    add<Wide>("CQmPicMemAPI_Base::PackToBinary of 192 components", {}, pack(192),
+              print_destination);
+    const auto unpack = [](auto how) {
+        return [=](Wide& p) {
+            return how(p.d.data(), 193, 8, uint64_t{5}, 193, p.s.data(), 0, 1, 1, 2, 0);
+        };
+    };
+    add<Wide>("CQmPicMemAPI_Base::UnpackFromBinary", no_pixel,
+              unpack([](auto... a) { return Api::UnpackFromBinary(a...); }), print_destination);
+    add<Wide>("CQmPicMemAPI_Base::UnpackFromBinaryMT", no_pixel,
+              unpack([](auto... a) { return Api::UnpackFromBinaryMT(a...); }), print_destination);
+    const auto threshold = [](uint32_t components) {
+        return [=](Wide& p) {
+            return Api::ThresholdToBinary(p.d.data(), 0, 1, p.s.data(), components, 8, 193,
+                                          uint64_t{0}, uint64_t{99}, true, 1, 2, 0, nullptr);
+        };
+    };
+    add<Wide>("CQmPicMemAPI_Base::ThresholdToBinary",
+              {refused(QM_NO_MEMORY), refused(QM_NO_MEMORY)}, threshold(193), print_destination);
+    add<Wide>("CQmPicMemAPI_Base::ThresholdToBinary of 192 components", {}, threshold(192),
+              print_destination);
+}
+
 struct Floats {
     std::vector<float> d = std::vector<float>(3, 7), s{3, 1, 2, 6, 5, 4, 9, 8, 7, 0, 1, 2};
 };
@@ -557,14 +593,71 @@ void add_histograms() {
         [](Print& print, const Two& p) { print_histogram(print, p.to); });
 }
 
+/// Counts of one component, a hill and a plain, and thresholds.
+struct Bins : Histogram {
+    uint32_t thresholds[3] = {7, 7, 7};
+    Bins() {
+        SQmPicBufDesc desc{5, 4, 5, 8, 1, 20};
+        CQmHistoAPI_Base::Reinit32(this, &desc);
+        for (uint32_t i = 0; i < 256; ++i)
+            static_cast<uint32_t*>(pData)[i] = i < 40 ? i : i > 200 ? 9 : 1;
+    }
+};
+
+/// Counts of several components, to be brought to one range.
+template <uint32_t components>
+struct Ranges {
+    Histogram from, to;
+    Ranges() {
+        SQmPicBufDesc desc{5, 4, 60, 8, components, 240};
+        CQmHistoAPI_Base::Reinit32(&from, &desc);
+        for (uint32_t i = 0; i < 256; ++i) static_cast<uint32_t*>(from.ppCompData[0])[i] = i;
+    }
+};
+
+void add_statistics() {
+    using Api = CQmHistoAPI_Base;
+    for (const uint32_t count : {1u, 2u, 3u})
+        add<Bins>(
+            "CQmHistoAPI_Base::GetOtsuThreshold " + std::to_string(count), {refused(QM_BAD_BUFFER)},
+            [=](Bins& p) { return Api::GetOtsuThreshold(p.thresholds, count, &p); },
+            [](Print& print, const Bins& p) { print.block(p.thresholds, 3); });
+    // Without memory there is nothing to be brought anywhere; a copy tries once more.
+    static constexpr float kMin[] = {0, 1, 2}, kMax[] = {5, 6, 7};
+    add<Ranges<1>>(
+        "CQmHistoAPI_Base::MakeCommonRange of one component", {kUnnoticed, kUnnoticed},
+        {kSilent, kSilent},
+        [](Ranges<1>& p) { return Api::MakeCommonRange(&p.to, &p.from, kMin, kMax); },
+        [](Print& print, const Ranges<1>& p) { print_histogram(print, p.to); });
+    add<Ranges<3>>(
+        "CQmHistoAPI_Base::MakeCommonRange", {kSilent, kSilent},
+        [](Ranges<3>& p) { return Api::MakeCommonRange(&p.to, &p.from, kMin, kMax); },
+        [](Print& print, const Ranges<3>& p) { print_histogram(print, p.to); });
+
+    constexpr uint32_t edge = 384;  // of a long call, which counts in tables of its own first
+    struct Pairs : Memory<0, 2 * edge * edge> {
+        std::vector<uint32_t> bins = std::vector<uint32_t>(65536);
+    };
+    add<Pairs>(
+        "CQmPicMemAPI_Base::GetHistogram2DEx", {kUnnoticed},
+        [](Pairs& p) {
+            std::fill(p.bins.begin(), p.bins.end(), 0);
+            return CQmPicMemAPI_Base::GetHistogram2DEx(p.bins.data(), 4, p.s.data(), 2 * edge, 2, 8,
+                                                       0, 1, 0, 0, edge, edge * edge);
+        },
+        [](Print& print, const Pairs& p) { print << p.bins; });
+}
+
 const std::vector<FailureCase>& all_cases() {
     add_picture_buffers();
     add_float_picture_buffers();
     add_raw_memory();
+    add_binary();
     add_raw_floats();
     add_tables();
     add_rendering();
     add_histograms();
+    add_statistics();
     return failure_cases();
 }
 

@@ -230,7 +230,7 @@ int CQmHistoAPI_Base::GetOtsuThreshold(uint32_t* puiThresholds, uint32_t uiCount
     with_blocks(*pHisto, [&](auto blocks) {
         const size_t count = blocks.count();
         const Scratch<double> work(kWork * count);
-        const Sums sums{work.get(), work.get() + count, count};
+        const Sums sums{work.get(), work ? work.get() + count : nullptr, count};
         if (!work || !fill(sums, blocks[0])) {
             code = QM_BAD_BUFFER;
             return;
