@@ -3,11 +3,11 @@
 #include <utility>
 
 #include "core/shapes.h"
+#include "picture_records.h"
 #include "qmpic/PicBuf.h"
 #include "qmpic/PicMemAPI_Base.h"
 #include "qmpic/status.h"
 #include "qmpic/system/Alloc.h"
-#include "qmpic/system/Diag.h"
 
 // Picture buffers: the memory of a picture, and copies from picture to picture. What works on
 // pixels takes pointers and formats out of the records and goes to raw memory.
@@ -19,25 +19,8 @@ using namespace qmpic;
 Dst pixels_of(SQmPicBuf* picture) { return {picture->pData, picture->uiWidthBytes}; }
 Src pixels_of(const SQmPicBuf* picture) { return {picture->pData, picture->uiWidthBytes}; }
 
-void take(SQmPicBuf& picture, const SQmPicBufDesc& desc) {
-    picture.uiWidth = desc.uiWidth;
-    picture.uiHeight = desc.uiHeight;
-    picture.uiWidthBytes = desc.uiWidthBytes;
-    picture.uiBpc = desc.uiBpc;
-    picture.uiComponents = desc.uiComponents;
-    picture.ui64Size = desc.ui64Size;
-}
-
-/// A record keeps the low byte of a depth.
-SQmPicBufDesc describe(uint32_t width, uint32_t height, uint32_t stride, uint32_t bpc,
-                       uint32_t components) {
-    return {
-        width, height, stride, static_cast<uint8_t>(bpc), components, uint64_t{stride} * height};
-}
-
 int refuse(const wchar_t* message, unsigned line) {
-    DiagAssertW(false, L"true", message, L"PicBufAPI_Base", line);
-    return QM_BAD_BUFFER;
+    return qmpic::refuse(message, L"PicBufAPI_Base", line);
 }
 
 /// The rows and pixels that two pictures have in common.
@@ -206,20 +189,7 @@ uint32_t SQmPicBufAPI_Base::CalcWidthBytes(uint32_t uiWidth, uint32_t uiBpc, uin
 }
 
 bool SQmPicBufAPI_Base::Check(const SQmPicBuf* p1, const SQmPicBuf* p2, CheckOptions option) {
-    if (p1 == nullptr || p2 == nullptr) return false;
-    const bool size = p1->uiWidth == p2->uiWidth && p1->uiHeight == p2->uiHeight;
-    const bool bpc = p1->uiBpc == p2->uiBpc;
-    const bool components = p1->uiComponents == p2->uiComponents;
-    switch (option) {
-    case CheckSize: return size;
-    case CheckSizeBpc: return size && bpc;
-    case CheckSizeBpcComponents: return size && bpc && components;
-    case CheckSizeComponents: return size && components;
-    case CheckComponents: return components;
-    case CheckBpc: return bpc;
-    case CheckBpcComponents: return bpc && components;
-    }
-    return false;
+    return alike<SQmPicBufAPI_Base>(p1, p2, option);
 }
 
 int SQmPicBufAPI_Base::Copy(SQmPicBuf* pDst, const SQmPicBuf* pSrc) {

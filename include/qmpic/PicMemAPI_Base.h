@@ -3,13 +3,18 @@
 #include <cstdint>
 
 #include "qmpic/export.h"
+#include "qmpic/kernels/binary.h"
 #include "qmpic/kernels/bit_depth.h"
 #include "qmpic/kernels/components.h"
 #include "qmpic/kernels/composition.h"
 #include "qmpic/kernels/frame.h"
 #include "qmpic/kernels/grey.h"
+#include "qmpic/kernels/histogram.h"
+#include "qmpic/kernels/histogram2d.h"
 #include "qmpic/kernels/luts.h"
 #include "qmpic/kernels/masks.h"
+#include "qmpic/kernels/repair.h"
+#include "qmpic/kernels/threshold.h"
 #include "qmpic/kernels/two_picture.h"
 
 class SQmLut;
@@ -440,30 +445,81 @@ class QM_API CQmPicMemAPI_Base {
 
     // ----- Histograms ----------------------------------------------------------------------------
 
+    // Counts are added to what the bins hold. A block has 256 bins for 8 bits and 2^uiBpc for 9 to
+    // 16; other depths are -2, and so are bins that have neither 4 nor 8 bytes. See
+    // qmpic/kernels/histogram.h.
+
+    /// Each component into its own block, every pixel.
     static int GetHistogram(void** ppComp, uint32_t uiBinBytes, const void* pSrc,
                             uint32_t uiWidthBytes, uint32_t uiComponents, uint32_t uiBpc,
                             uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// The components and the intensity; every uiStepX-th pixel of every uiStepY-th row. One
+    /// component counts in `pIntensity`, and `ppComp` is not used then.
+    /// @return -9 for a null source, unlike the others; -9 without components
     static int GetHistogramEx(void** ppComp, void* pIntensity, uint32_t uiBinBytes,
                               const void* pSrc, uint32_t uiWidthBytes, uint32_t uiComponents,
                               uint32_t uiBpc, uint32_t uiStepX, uint32_t uiStepY, uint32_t uiWidth,
                               uint64_t uiSizeInPixels);
+    /// The same for pixels that are not 0 in a mask of bytes (uiMaskBpc up to 8) or words (9 to
+    /// 16). Other component counts than 1, 3 and 4 count each pixel outside of the mask in bin 0 of
+    /// the intensity.
+    /// @return -9 for a null mask; -2 for a mask of more than 16 bits
     static int GetHistogramUnderBinary(void** ppComp, void* pIntensity, uint32_t uiBinBytes,
                                        const void* pSrc, uint32_t uiWidthBytes,
                                        uint32_t uiComponents, uint32_t uiBpc, const void* pMask,
                                        uint32_t uiMaskWidthBytes, uint32_t uiMaskBpc,
                                        uint32_t uiStepX, uint32_t uiStepY, uint32_t uiWidth,
                                        uint64_t uiSizeInPixels);
+    /// More than 8 bits into blocks of 2^uiHistoBits bins: bin value >> (uiBpc - uiHistoBits).
+    /// **Reads something else than the picture's rows** for other counts than 1 with 9 to 16 bits,
+    /// and for other counts than 1 and 3 with 17 to 32, and then wants bins of 4 bytes: see
+    /// gethistogramdiv_Nx16.
+    /// @return -2 for depths that are not 9 to 32
     static int GetHistogramDiv(void** ppComp, uint32_t uiBinBytes, uint32_t uiHistoBits,
                                const void* pSrc, uint32_t uiWidthBytes, uint32_t uiComponents,
                                uint32_t uiBpc, uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// Adds blocks of 2^uiBits bins to others, see histo_add.
     static int AddHisto(const void* pSrcIntensity, void** ppSrcComp, void* pDstIntensity,
                         void** ppDstComp, uint32_t uiBits, uint32_t uiComponents,
                         uint32_t uiBinBytes);
 
     // ----- Two-dimensional and repaired histograms -----------------------------------------------
 
+    /// Counts the pairs of values of two components into 2^(2 * b) bins, bin (first << b) + second:
+    /// b is `uiBpc` up to 8 bits and 8 for 9 to 16 bits, of which the upper 8 count. See the kernel
+    /// `gethistogram2d_8` for the arguments.
+    /// @return 0; -2 above 16 bits; before that -4 for null memory, a width or size of 0, or a
+    ///         component that is not below `uiComponents`
     static int GetHistogram2DEx(void* pBins, uint32_t uiBinBytes, const void* pSrc,
                                 uint32_t uiSrcWidthBytes, uint32_t uiComponents, uint32_t uiBpc,
                                 uint32_t uiCompA, uint32_t uiCompB, uint32_t uiReservedX,
                                 uint32_t uiReservedY, uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// The same for the pixels whose mask byte is not 0; a null mask counts nothing.
+    static int GetHistogram2DUnderMask(void* pBins, uint32_t uiBinBytes, const void* pSrc,
+                                       uint32_t uiSrcWidthBytes, uint32_t uiComponents,
+                                       uint32_t uiBpc, uint32_t uiCompA, uint32_t uiCompB,
+                                       const unsigned char* pMask, uint32_t uiMaskWidthBytes,
+                                       uint32_t uiReservedX, uint32_t uiReservedY, uint32_t uiWidth,
+                                       uint64_t uiSizeInPixels);
+    /// Always -2.
+    static int GetHistogram2DUnderBinary(void* pBins, uint32_t uiBinBytes, const void* pSrc,
+                                         uint32_t uiSrcWidthBytes, uint32_t uiComponents,
+                                         uint32_t uiBpc, uint32_t uiCompA, uint32_t uiCompB,
+                                         const unsigned char* pMask, uint32_t uiMaskWidthBytes,
+                                         uint32_t uiReservedX, uint32_t uiReservedY,
+                                         uint32_t uiWidth, uint64_t uiSizeInPixels);
+
+    /// Which blocks of a histogram are combs, see the kernel `needtorepairhistogram_1`: that of the
+    /// intensity, `*pbIntensity`, and those of the components, `pbComp[c]`. One component has the
+    /// intensity's block and no other. No pointer is tested that is needed.
+    /// @return 0, also for `uiBits` outside of 8 to 16, when nothing is written; -9 for bins of
+    ///         neither 4 nor 8 bytes
+    static int NeedToRepairHisto(bool* pbIntensity, bool* pbComp, void** ppComp,
+                                 const void* pIntensity, uint32_t uiBinBytes, uint32_t uiComponents,
+                                 uint32_t uiBits);
+    /// Fills the gaps of one block, as the kernel `repairhistocomp_1`: the intensity's with one
+    /// component, else that of component `uiComp`, which is not compared with `uiComponents`.
+    /// @return 0; -2 for `uiBits` outside of 8 to 16; -9 for bins of neither 4 nor 8 bytes
+    static int RepairHistoComp(void** ppComp, void* pIntensity, uint32_t uiComp,
+                               uint32_t uiBinBytes, uint32_t uiComponents, uint32_t uiBits);
 };
