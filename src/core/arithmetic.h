@@ -61,4 +61,18 @@ constexpr uint32_t div_max(uint32_t value, uint32_t bpc) {
     return (value + (value >> bpc) + 1) >> bpc;
 }
 
+/// value / n as a product, exact for 2 <= n <= 255 and value <= n * 65535.
+class Reciprocal {
+  public:
+    static constexpr bool fits(uint64_t n) { return n >= 2 && n <= 255; }
+    constexpr explicit Reciprocal(uint64_t n)
+        : factor_(static_cast<uint32_t>((uint64_t{1} << 32) / n + 1)) {}
+    constexpr uint32_t quotient(uint32_t value) const {
+        return static_cast<uint32_t>(uint64_t{value} * factor_ >> 32);
+    }
+
+  private:
+    uint32_t factor_;
+};
+
 }  // namespace qmpic
