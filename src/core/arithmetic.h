@@ -35,12 +35,15 @@ constexpr uint32_t trunc_clamp(double value, uint32_t top) {
     return value < top ? static_cast<uint32_t>(value) : top;
 }
 
-/// The wrapped product and sum of 32-bit integers.
+/// The wrapped product, sum and difference of 32-bit integers.
 constexpr int32_t wrap_mul(int32_t a, int32_t b) {
     return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
 }
 constexpr int32_t wrap_add(int32_t a, int32_t b) {
     return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+}
+constexpr int32_t wrap_sub(int32_t a, int32_t b) {
+    return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
 }
 
 /// value / 255, exact for value <= 65534 (255 * 255 is 65025); lanes of 32 bits are enough.
