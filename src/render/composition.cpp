@@ -8,13 +8,15 @@
 #include "qmpic/Lut.h"
 #include "qmpic/PicMemAPI_Base.h"
 #include "render/channels.h"
+#include "render/composition_gathers.h"
 #include "render/composition_kernels.h"
+#include "render/prefetch.h"
 
 // Composition. Rows are walked here and in no shape, since a row is composed in blocks: the colours
 // of up to four channels are looked up into planes of dense cells, one scalar load after the other
-// (gathers are slow on many processors), and the planes are merged as vectors, since every cell is
-// treated alike. Large pictures go through packed tables, small ones through the rows of the set as
-// they are.
+// (gathers are slow on many processors; where they are not, composition_gathers.cpp takes pictures
+// of few components), and the planes are merged as vectors, since every cell is treated alike.
+// Large pictures go through packed tables, small ones through the rows of the set as they are.
 
 namespace {
 
@@ -71,14 +73,6 @@ inline void keep(Plane& a, const Plane& b, uint64_t cells) {
         for (uint64_t i = at; i < at + kVector; ++i) a.cells[i] &= b.cells[i];
 }
 
-/// Asks for what lies 2 KiB ahead of the next `bytes`. Nothing is read: the address may be
-/// anywhere.
-inline void fetch_ahead(const void* p, uint64_t bytes) {
-    const uintptr_t from = reinterpret_cast<uintptr_t>(p) + 2048;
-    for (uint64_t i = 0; i < bytes; i += 64)
-        __builtin_prefetch(reinterpret_cast<const void*>(from + i));
-}
-
 inline void write_cells(Sample<uint8_t>* d, const Plane& plane, uint64_t cells) {
     uint64_t i = 0;
     for (; i + kVector <= cells; i += kVector) std::memcpy(d + i, plane.cells + i, kVector);
@@ -96,12 +90,14 @@ enum Marking { kNone, kOnly, kFirst, kLater };
 template <class T>
 struct Composition {
     const Channels& channels;
-    uint32_t step;                      // components of the source
-    uint32_t top;                       // the greatest sample that is in a table
-    const uint32_t* words = nullptr;    // packed tables, or null
-    const uint32_t* signals = nullptr;  // 256 a group
-    T limit = 0;                        // some samples above it are over-exposed, ...
-    bool always = false;                // ... or all are
+    uint32_t step;                            // components of the source
+    uint32_t top;                             // the greatest sample that is in a table
+    const uint32_t* words = nullptr;          // packed tables, or null
+    const uint32_t* signals = nullptr;        // 256 a group
+    T limit = 0;                              // some samples above it are over-exposed, ...
+    bool always = false;                      // ... or all are
+    GatheringComposer* by_gathers = nullptr;  // null: by loads
+    GatheredChannels gathered{};
 
     bool marks() const { return channels.over || channels.under; }
     const Channel& channel(uint32_t c) const { return channels.list[c]; }
@@ -131,7 +127,19 @@ struct Composition {
         }
         always = least == 0;
         limit = static_cast<T>(std::min<uint32_t>(least - 1, T(-1)));
-        if (!marks() || single()) return;
+        if (marks() && !single()) pack_signals(to);
+        if (sizeof(T) == 2) by_gathers = gathering_composer(step, channels.count);
+        if (by_gathers == nullptr) return;
+        gathered.top = top;
+        gathered.signals = signals;
+        for (uint32_t c = 0; c < channels.count; ++c) {
+            gathered.index[c] = channel(c).index;
+            gathered.table[c] = table(c);
+        }
+    }
+    const uint32_t* table(uint32_t c) const { return words + c * (size_t{top} + 1); }
+
+    void pack_signals(uint32_t* to) {
         signals = to;
         for (uint32_t g = 0; g < channels.count; g += kGroup, to += 256) {
             to[0] = kColour;
@@ -174,7 +182,7 @@ struct Composition {
         const uint32_t* table[n];
         const Sample<T>* from[n];
         for (uint32_t c = 0; c < n; ++c) {
-            table[c] = words + (g + c) * (size_t{top} + 1);
+            table[c] = this->table(g + c);
             from[c] = s + channel(g + c).index;
         }
         const uint32_t* const signal = marking == kNone ? nullptr : signals + g / kGroup * 256;
@@ -307,8 +315,13 @@ struct Composition {
 
     void row(Workspace& work, Sample<uint8_t>* d, const Sample<T>* s, uint64_t width) const {
         for (uint64_t x = 0; x < width; x += kBlock) {
+            if constexpr (sizeof(T) == 2)
+                if (by_gathers != nullptr)
+                    x += by_gathers(d + 3 * x, s + x * step, width - x, gathered);
+            if (x == width) return;
             const uint64_t count = std::min(kBlock, width - x);
             fetch_ahead(s + x * step, count * step * sizeof(T));
+            fetch_ahead_to_write(d + 3 * x, 3 * count);
             if (words == nullptr || beyond_tables(s + x * step, count))
                 through_rows(work, d + 3 * x, s + x * step, count);
             else
