@@ -107,7 +107,7 @@ TEST(Imports, AreMemoryThreadsAndMathematics) {
         "GOMP_parallel", "omp_get_num_threads", "omp_get_thread_num", "pthread_mutex_lock",
         "pthread_mutex_unlock", "std::__throw_system_error",
         // mathematics
-        "pow", "sqrt", "__popcountdi2",
+        "logf", "pow", "powf", "sqrt", "__popcountdi2",
         // the processor, asked through the C library
         "__x86_get_cpuid_feature_leaf",
         // exceptions and type information
