@@ -133,24 +133,58 @@ class QM_API SQmPicBufAPI_Base {
 
     // ----- Histograms in arrays of the caller ----------------------------------------------------
 
+    // Samples of 8 bits, or of 16 bits as they stand, are counted in `nBins` bins from value 0 to
+    // the greatest of the depth, value * (nBins - 1) / greatest, or from `iMin` to `iMax`: bin
+    // (value - iMin) * (nBins - 1) / (iMax - iMin). Differences and products have 32 bits and wrap.
+    // With a range what is below or above it counts in the first or last bin; without one, what has
+    // no bin is not counted. nBins = 256 for 8 bits takes values as they are. Counts are added to
+    // what is in the bins, by several threads and with atomic additions, so that calls may share
+    // bins; a picture of another depth or without pixels adds nothing.
+    //
+    // `nSamples`, if it is above 0 and below width * height (32 bits), asks for about so many
+    // pixels: in single precision, s = sqrt(height * nSamples / width) rows, each (height / s)-th;
+    // of a row every (width / (nSamples / s))-th pixel, but of N components only each N-th of
+    // these. A step that rounding makes 0 is 1.
+    //
+    // pMask, if given, is a picture of 1 x 8 bits of the same size: pixels where it is 0 are left
+    // out. `pbCancel`, if given, is read before every row, and rows are left out while it is true.
+    //
+    // Results: 0, also when cancelled; -4 for null bins, iMin = iMax, a component that there is
+    // not, or a mask of another format, another size or without pixels.
+
+    /// Every component, `ppBins[c]` being the bins of component c, or null to leave it out.
     static int CalculateCompHistogram(int** ppBins, int nBins, SQmPicBuf& Pic, int nSamples,
                                       const SQmPicBuf* pMask, bool* pbCancel);
     static int CalculateCompHistogram(int** ppBins, int nBins, int iMin, int iMax, SQmPicBuf& Pic,
                                       int nSamples, const SQmPicBuf* pMask, bool* pbCancel);
+    /// One component.
     static int CalculateHistogram(int* pBins, int nBins, SQmPicBuf& Pic, int iComp, int nSamples,
                                   const SQmPicBuf* pMask, bool* pbCancel);
     static int CalculateHistogram(int* pBins, int nBins, int iMin, int iMax, SQmPicBuf& Pic,
                                   int iComp, int nSamples, const SQmPicBuf* pMask, bool* pbCancel);
 
     // ----- Limits of the values in a picture -----------------------------------------------------
+    //
+    // A histogram of all pixels is counted and asked for its levels. -9 for a null picture, else
+    // the code of the statistic. If there is no memory for the histogram, nothing is written.
 
+    /// CQmHistoAPI_Base::GetLowHigh with fractions. A depth that histograms do not know (above 16
+    /// bits) leaves the bins empty: low is the last bin, 65535, and high is 0.
     static int FindLowHighInHistogram(const SQmPicBuf* pBuf, std::uint32_t* puiLow,
                                       std::uint32_t* puiHigh, double dLow, double dHigh);
+    /// The same of a float picture, in 65536 bins from the least to the greatest value of each
+    /// component. The picture's ranges are filled as in CQmHistoAPI_Base::Calculate, whose failure
+    /// is returned.
     static int FindLowHighInHistogram(SQmFloatPicBuf* pBuf, std::uint32_t* puiLow,
                                       std::uint32_t* puiHigh, double dLow, double dHigh);
+    /// CQmHistoAPI_Base::GetLowHighAbs with numbers of pixels. Above 16 bits a bin is 2^k values,
+    /// k = uiBpc - 16, and levels are values: the first of its bin for low, the last for high, so
+    /// that bin 3 of 20 bits is 48 and 63. They are made so also of what a count of 0 has left in
+    /// the arrays.
     static int FindLowHighAbsInHistogram(SQmPicBuf* pBuf, std::uint32_t* puiLow,
                                          std::uint32_t* puiHigh, std::uint32_t uiLowCount,
                                          std::uint32_t uiHighCount);
+    /// The same with CQmHistoAPI_Base::GetLowHighFreqAbs.
     static int FindLowHighFreqAbsInHistogram(SQmPicBuf* pBuf, std::uint32_t* puiLow,
                                              std::uint32_t* puiHigh, std::uint32_t uiLowCount,
                                              std::uint32_t uiHighCount);
