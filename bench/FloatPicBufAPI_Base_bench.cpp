@@ -31,13 +31,13 @@ struct Masked {
 };
 
 /// What a caller would write.
-void plain(const Masked& m, float* low, float* high, bool masked) {
+void plain(const Masked& m, float* low, float* high) {
     const SQmFloatPicBuf& p = m.picture;
     for (uint32_t c = 0; c < p.uiComponents; ++c) low[c] = FLT_MAX, high[c] = -FLT_MAX;
     const float* s = p.pfData;
     const auto* byte = static_cast<const uint8_t*>(m.mask.pData);
     for (uint64_t i = 0; i < uint64_t{p.uiWidth} * p.uiHeight; ++i, s += p.uiComponents) {
-        if (masked && byte[i] == 0) continue;
+        if (byte[i] == 0) continue;
         for (uint32_t c = 0; c < p.uiComponents; ++c) {
             if (s[c] < low[c]) low[c] = s[c];
             if (s[c] > high[c]) high[c] = s[c];
@@ -45,32 +45,31 @@ void plain(const Masked& m, float* low, float* high, bool masked) {
     }
 }
 
-enum Mask { kNone, kBlobs, kNothing };
+enum Mask { kBlobs, kNothing };
 
 void add(uint32_t components, Mask by, const char* variant) {
     const auto make = [=](bool opencv) {
         return [=](uint32_t edge) {
             const Masked m(edge, components, by == kBlobs);
             Job job;
-            job.bytes = m.picture.ui64Size * (by != kNothing) + m.mask.ui64Size * (by != kNone);
+            job.bytes = m.picture.ui64Size * (by != kNothing) + m.mask.ui64Size;
             job.ours = [=] {
                 float low[8], high[8];
-                SQmFloatPicBufAPI_Base::GetFloatMinMax(&m.picture, low, high,
-                                                       by == kNone ? nullptr : &m.mask, false);
+                SQmFloatPicBufAPI_Base::GetFloatMinMax(&m.picture, low, high, &m.mask, false);
                 benchmark::DoNotOptimize(low);
                 benchmark::DoNotOptimize(high);
             };
             job.peer_name = "plain";
             job.peer = [=] {
                 float low[8], high[8];
-                plain(m, low, high, by != kNone);
+                plain(m, low, high);
                 benchmark::DoNotOptimize(low);
                 benchmark::DoNotOptimize(high);
             };
 #ifdef QMPIC_OPENCV
             const int rows = static_cast<int>(edge);
             const cv::Mat picture(rows, rows, CV_32FC1, m.picture.pfData),
-                mask = by == kNone ? cv::Mat() : cv::Mat(rows, rows, CV_8UC1, m.mask.pData);
+                mask(rows, rows, CV_8UC1, m.mask.pData);
             if (opencv) {
                 job.peer_name = "opencv";
                 job.peer = [=] {
@@ -93,7 +92,6 @@ void add(uint32_t components, Mask by, const char* variant) {
 
 const bool registered = add_family([] {
     for (const uint32_t components : {1u, 2u, 3u, 4u, 5u}) {
-        add(components, kNone, "all");
         add(components, kBlobs, "masked");
         add(components, kNothing, "nothing");
     }

@@ -3,7 +3,8 @@
 #include <cstring>
 #include <utility>
 
-#include "float/extremes.h"
+#include "core/scratch.h"
+#include "float/masked_extremes.h"
 #include "picture_records.h"
 #include "qmpic/FloatPicBuf.h"
 #include "qmpic/FloatPicMemAPI_Base.h"
@@ -267,38 +268,23 @@ int Api::GetFloatMinMax(const SQmFloatPicBuf* pBuf, float* pfMin, float* pfMax) 
                                                          pixels_of(*pBuf), pfMin, pfMax);
 }
 
-namespace {
-
-/// `each(component, extremes)` for all components of the selected pixels. -9 when the first of them
-/// has no value.
-template <class Each>
-int each_extremes(const SQmFloatPicBuf& picture, const SQmPicBuf* mask, bool inverse, Each each) {
-    Selection selection;
-    if (mask != nullptr && mask->pData != nullptr && mask->uiBpc == 8 && mask->uiComponents != 0 &&
-        Api::Check(&picture, mask, Api::CheckSize))
-        selection = {{mask->pData, mask->uiWidthBytes}, inverse};
-    int status = QM_BAD_BUFFER;
-    qmpic::each_extremes({picture.pfData, picture.uiWidthBytes}, picture.uiComponents,
-                         {picture.uiWidth, picture.uiHeight}, selection,
-                         [&](uint64_t component, const Extremes& found) {
-                             if (component == 0 && found.high >= found.low) status = QM_OK;
-                             each(component, found);
-                         });
-    return status;
-}
-
-}  // namespace
-
 int Api::GetFloatMinMax(const SQmFloatPicBuf* pBuf, float* pfMin, float* pfMax,
                         const SQmPicBuf* pMask, bool bInverse) {
     if (pBuf == nullptr) return QM_BAD_BUFFER;
     std::fill_n(pfMin, pBuf->uiComponents, FLT_MAX);
     std::fill_n(pfMax, pBuf->uiComponents, -FLT_MAX);
     if (pBuf->pfData == nullptr) return QM_BAD_BUFFER;
-    return each_extremes(*pBuf, pMask, bInverse, [=](uint64_t component, const Extremes& found) {
-        pfMin[component] = found.low;
-        pfMax[component] = found.high;
-    });
+    if (Check(pBuf, pMask, CheckSize) && pMask->pData != nullptr && pMask->uiBpc == 8 &&
+        pMask->uiComponents != 0)
+        find_extremes({{pBuf->pfData, pBuf->uiWidthBytes},
+                       pBuf->uiComponents,
+                       {pBuf->uiWidth, pBuf->uiHeight},
+                       {pMask->pData, pMask->uiWidthBytes},
+                       bInverse},
+                      pfMin, pfMax);
+    else
+        GetFloatMinMax(pBuf, pfMin, pfMax);
+    return pBuf->uiComponents != 0 && pfMax[0] >= pfMin[0] ? QM_OK : QM_BAD_BUFFER;
 }
 
 int Api::GetFloatMinMax(const SQmFloatPicBuf* pBuf, float& fMin, float& fMax,
@@ -306,14 +292,13 @@ int Api::GetFloatMinMax(const SQmFloatPicBuf* pBuf, float& fMin, float& fMax,
     fMin = FLT_MAX;
     fMax = -FLT_MAX;
     if (pBuf == nullptr || pBuf->pfData == nullptr) return QM_BAD_BUFFER;
-    Extremes all;
-    const int status =
-        each_extremes(*pBuf, pMask, bInverse, [&](uint64_t /*component*/, const Extremes& found) {
-            all.low = std::min(all.low, found.low);  // of equals the first
-            all.high = std::max(all.high, found.high);
-        });
+    const uint32_t components = pBuf->uiComponents;
+    const Scratch<float> values(2 * uint64_t{components});
+    if (!values) return QM_NO_MEMORY;
+    float *const low = values.get(), *const high = low + components;
+    const int status = GetFloatMinMax(pBuf, low, high, pMask, bInverse);
     if (status != QM_OK) return status;
-    fMin = all.low;
-    fMax = all.high;
+    fMin = *std::min_element(low, high);  // of equals the first
+    fMax = *std::max_element(high, high + components);
     return QM_OK;
 }

@@ -2,14 +2,18 @@
 
 #include <tuple>
 
+#include "PicMemAPI/binary_kernels.h"
 #include "PicMemAPI/bit_depth_kernels.h"
 #include "PicMemAPI/components_kernels.h"
 #include "PicMemAPI/frame_kernels.h"
 #include "PicMemAPI/grey_kernels.h"
 #include "PicMemAPI/masks_kernels.h"
+#include "PicMemAPI/threshold_kernels.h"
 #include "PicMemAPI/two_picture_kernels.h"
 #include "float/float_kernels.h"
 #include "histogram/counting_kernels.h"
+#include "histogram/histogram2d_kernels.h"
+#include "histogram/repair_kernels.h"
 #include "render/composition_kernels.h"
 #include "render/luts_kernels.h"
 
@@ -20,7 +24,8 @@ template <class Visit>
 void for_each_kernel_list(Visit visit) {
     const auto all =
         std::tuple_cat(kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists, kComponentLists,
-                       kMaskLists, kLutLists, kCompositionLists, kHistogramLists, kFloatLists);
+                       kMaskLists, kLutLists, kCompositionLists, kFloatLists, kHistogramLists,
+                       kHistogram2DLists, kRepairLists, kBinaryLists, kThresholdLists);
     std::apply([&](const auto&... list) { (visit(list), ...); }, all);
 }
 

@@ -117,9 +117,10 @@ class QM_API SQmFloatPicBufAPI_Base {
 
     // ----- Minima and maxima ---------------------------------------------------------------------
 
-    /// Copies minima and maxima into arrays that are made as long as the source's; the
-    /// destination's uiComponents stays. 0, and nothing happens, when the source is null or lacks
-    /// an array; -9 for a destination of null. Without memory an array is null afterwards.
+    /// Copies minima and maxima into arrays that are made as long as the source's. The
+    /// destination's uiComponents stays: where it is another one, the record is fit for Reinit and
+    /// Free only. 0, and nothing happens, when the source is null or lacks an array; -9 for a
+    /// destination of null. Without memory an array is null afterwards.
     static int CopyMinMaxInfo(SQmFloatPicBuf* pDst, SQmFloatPicBuf* pSrc);
     /// The same without allocating: -9 unless both records have both arrays and as many components.
     static int CopyMinMaxComp(SQmFloatPicBuf* pDst, SQmFloatPicBuf* pSrc);
@@ -146,8 +147,9 @@ class QM_API SQmFloatPicBufAPI_Base {
     /// @return 0; -9 when the first component has no value, and for null and without pixels
     static int GetFloatMinMax(const SQmFloatPicBuf* pBuf, float* pfMin, float* pfMax,
                               const SQmPicBuf* pMask, bool bInverse);
-    /// Of all components together, of the pixels that a mask selects. With -9 the results are
-    /// FLT_MAX and -FLT_MAX, whatever the other components hold.
+    /// Of all components together, of the pixels that a mask selects. With -9, and with -3 when
+    /// there is no memory for the values of each, the results are FLT_MAX and -FLT_MAX, whatever
+    /// the other components hold.
     static int GetFloatMinMax(const SQmFloatPicBuf* pBuf, float& fMin, float& fMax,
                               const SQmPicBuf* pMask, bool bInverse);
 };

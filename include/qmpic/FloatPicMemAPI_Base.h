@@ -216,10 +216,33 @@ class QM_API CQmFloatPicMemAPI_Base {
 
     // ----- Two-dimensional histograms ------------------------------------------------------------
 
+    /// Counts the pairs of values of two components into 65536 bins of `uiBinBytes` (4 or 8) bytes,
+    /// bin 256 * first + second, where a value's step is (value - fMin) * (255 / (fMax - fMin)),
+    /// toward zero. With 0 and 1 the pair (0.5, 1) is bin 127 * 256 + 255. Values are not compared
+    /// with the limits: what falls outside of the bins is not counted, NaN neither. Nothing is
+    /// counted with any other number of bytes. The reserved arguments are not read.
+    /// @return 0; -4 for null memory, a width or size of 0, or a component that is not below
+    ///         `uiComponents`
     static int GetHistogram2DEx(void* pBins, std::uint32_t uiBinBytes, const float* pSrc,
                                 std::uint32_t uiSrcWidthBytes, std::uint32_t uiComponents,
                                 float fMin, float fMax, std::uint32_t uiCompA,
                                 std::uint32_t uiCompB, std::uint32_t uiReservedX,
                                 std::uint32_t uiReservedY, std::uint32_t uiWidth,
                                 std::uint64_t uiSizeInPixels);
+    /// The same for the pixels whose mask byte is not 0; a null mask counts nothing.
+    static int GetHistogram2DUnderMask(void* pBins, std::uint32_t uiBinBytes, const float* pSrc,
+                                       std::uint32_t uiSrcWidthBytes, std::uint32_t uiComponents,
+                                       float fMin, float fMax, std::uint32_t uiCompA,
+                                       std::uint32_t uiCompB, const unsigned char* pMask,
+                                       std::uint32_t uiMaskWidthBytes, std::uint32_t uiReservedX,
+                                       std::uint32_t uiReservedY, std::uint32_t uiWidth,
+                                       std::uint64_t uiSizeInPixels);
+    /// Always -2.
+    static int GetHistogram2DUnderBinary(void* pBins, std::uint32_t uiBinBytes, const float* pSrc,
+                                         std::uint32_t uiSrcWidthBytes, std::uint32_t uiComponents,
+                                         float fMin, float fMax, std::uint32_t uiCompA,
+                                         std::uint32_t uiCompB, const unsigned char* pMask,
+                                         std::uint32_t uiMaskWidthBytes, std::uint32_t uiReservedX,
+                                         std::uint32_t uiReservedY, std::uint32_t uiWidth,
+                                         std::uint64_t uiSizeInPixels);
 };

@@ -115,25 +115,89 @@ class QM_API CQmHistoAPI_Base {
     static int Calculate(SQmHisto* pHisto, SQmFloatPicBuf* pBuf, bool bReset);
 
     // ----- Statistics ----------------------------------------------------------------------------
+    //
+    // They read the record and nothing else, in the calling thread. Results that are levels are
+    // numbers of bins; `top` is the last one, 2^uiBits - 1. Arrays have an entry a component, and
+    // one of the two may be null; -4 if both are, and for a null record. A record whose bins are
+    // neither of 4 nor of 8 bytes, or that has none, gives 0, and nothing is written. Counts are
+    // summed in the width of a bin: 4-byte bins wrap.
 
+    /// The levels that cut off fractions of the pixels at the dark and the bright end: walking up
+    /// from bin 0 (down from top), the first bin at which the sum is above the pixels that the
+    /// fraction is, rounded, and at least 1. So a lone outlier decides nothing: of 9 pixels 0.5 is
+    /// 5, and the sixth pixel's bin is found, with a fraction of 0.001 the second's. A sum that is
+    /// never above gives top for low and 0 for high. The pixels are uiWidth * uiHeight of the
+    /// record in 32 bits, whatever was counted. A fraction that is not above 0 leaves its array.
     static int GetLowHigh(const SQmHisto* pHisto, std::uint32_t* puiLow, std::uint32_t* puiHigh,
                           double dLow, double dHigh);
+    /// The same whatever the fractions are: one that is not above 0 cuts off one pixel. With the
+    /// low array comes the low level of the intensity, with the high array its high level; the
+    /// latter keeps its value if the sum is never above.
     static int GetLowHigh(const SQmHisto* pHisto, std::uint32_t* puiLow, std::uint32_t* puiHigh,
                           double dLow, double dHigh, std::uint32_t& uiIntensityLow,
                           std::uint32_t& uiIntensityHigh);
+    /// The same with numbers of pixels, which the sum has to reach and not to exceed: with 1 the
+    /// first and last populated bins. 0 leaves its array.
     static int GetLowHighAbs(const SQmHisto* pHisto, std::uint32_t* puiLow, std::uint32_t* puiHigh,
                              std::uint32_t uiLowCount, std::uint32_t uiHighCount);
+    /// The first bins from both ends that have so many pixels by themselves; sparse bins are passed
+    /// over. Top and 0 where there is none. 0 leaves its array.
     static int GetLowHighFreqAbs(const SQmHisto* pHisto, std::uint32_t* puiLow,
                                  std::uint32_t* puiHigh, std::uint32_t uiLowCount,
                                  std::uint32_t uiHighCount);
+    /// Of one component, the first bins from both ends at which the sum is above `uiCount`, which
+    /// may be 0; top and 0 where it never is. -4 also for a component that does not exist.
     static int GetSumLowHigh(std::uint32_t* puiLow, std::uint32_t* puiHigh, std::uint32_t uiComp,
                              std::uint32_t uiCount, const SQmHisto* pHisto);
+    /// Trimmed statistics of one component, which must exist. Everything is weighted by value: S is
+    /// the sum of index * count, in 64 bits. Both walks pass over bins with less than 2 pixels.
+    ///
+    /// Low is where the walk up first has S * dLow; the bins before it are taken off. High is where
+    /// the walk down first has S * (1 - dHigh) with bins of 4 bytes and S * dHigh with bins of 8, 0
+    /// if it never has; the bins behind it are taken off, and from then on the sum that was taken
+    /// off is theirs alone, while the number of pixels lacks both. The mean is what is left of S by
+    /// what is left of the pixels, which may be no finite number; the median is the bin from low to
+    /// high at which the sum first reaches half of what is left of S, and is not written if there
+    /// is none.
+    ///
+    /// Each pointer may be null.
+    /// @return always 0
     static int GetLowHighMeanMedian(const SQmHisto* pHisto, std::uint32_t uiComp, double* pdLow,
                                     double* pdHigh, double* pdMedian, double* pdMean, double dLow,
                                     double dHigh);
+    /// The mean bin of a component, toward zero; 0 of an empty one.
+    /// @return or (unsigned) -4 for a null record or a component that does not exist, (unsigned) -9
+    ///         for bins of neither 4 nor 8 bytes
     static std::uint32_t GetMeanIndex(const SQmHisto* pHisto, std::uint32_t uiComp);
+    /// 1 to 3 thresholds that part the bins of a histogram of one component by Otsu's method.
+    ///
+    /// Two and three are the last bins of the classes before them: those with the greatest sum of
+    /// P * mean * mean over the classes, P being a class's share of the pixels. With one it is the
+    /// sum of P * (mean - m)^2, m being the sum of the unscaled means, and the threshold's own bin
+    /// belongs to neither class. The lowest thresholds win a tie, the first before the second. All
+    /// are 0 if no sum is above 0.
+    ///
+    /// Where there are many bins two and three are chosen among each n-th one: of 1024, 4096, 16384
+    /// and 65536 bins each 2nd, 4th, 8th and 16th for two, each 3rd, 9th, 27th and 81st for three.
+    /// Of any other number every bin may be one; three of 32768 bins take half a second.
+    ///
+    /// @param uiCount 1 to 3; with 0 nothing is done
+    /// @return 0; -2 for several components or more than 3 thresholds; -9 for a null array, an
+    ///         empty histogram or a lack of memory
     static int GetOtsuThreshold(std::uint32_t* puiThresholds, std::uint32_t uiCount,
                                 const SQmHisto* pHisto);
+    /// Each component's share of the energy, which is the sum of index * index * count. If all are
+    /// black, bins of 4 bytes give equal weights and bins of 8 bytes numbers that are not finite.
     static int EstimateComponentWeights(SQmHisto* pHisto, double* pdWeights);
-    static int MakeCommonRange(SQmHisto* pDst, SQmHisto* pSrc, float* pfMin, float* pfMax);
+    /// The histogram of a float picture, in which each component has its own range of values,
+    /// brought to the range that is common to all. Both records have the same format; a destination
+    /// without bins gets it, 32-bit bins, with size, rectangle and steps of the source.
+    ///
+    /// A bin goes where its lower end lies in the range from the least of `pfMin` to the greatest
+    /// of `pfMax`; what lies outside is dropped. Of the intensity only the first quarter of the
+    /// block is copied, and the rest of it stays. Counts are 32-bit words also where bins have 8
+    /// bytes. One component is copied as it is, and the ranges are not read.
+    /// @return 0; -4 for a null record; -9 for different formats
+    static int MakeCommonRange(SQmHisto* pDst, SQmHisto* pSrc, const float* pfMin,
+                               const float* pfMax);
 };

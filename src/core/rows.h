@@ -80,6 +80,11 @@ struct Area {
     static Area of_samples(uint32_t components, uint32_t width, uint64_t size) {
         return {uint64_t{components} * width, of_pixels(width, size).rows};
     }
+    /// The number of rows as a signed number of 32 bits; none if it is negative.
+    Area rows_in_32_bits() const {
+        const auto count = static_cast<int32_t>(static_cast<uint32_t>(rows));
+        return {width, count < 0 ? 0 : static_cast<uint64_t>(count)};
+    }
 };
 
 /// Rows [first, last) of one thread.
@@ -87,14 +92,17 @@ struct RowRange {
     uint64_t first, last;
 };
 
-/// The threads of a call: the calling one, or an OpenMP team of the runtime's default size or of at
-/// most so many threads.
+/// The threads of a call: the calling one, an OpenMP team of the runtime's default size or of at
+/// most so many threads, or the team of the caller's own region, all of which makes the call.
 struct Team {
     bool forks;
     uint32_t most = 0;  ///< 0: the runtime's default
+    bool is_callers = false;
+    bool is_one_thread() const { return !forks && !is_callers; }
 };
 inline constexpr Team kCallingThread{false};
 inline constexpr Team kTeam{true};
+inline constexpr Team kCallersTeam{false, 0, true};
 
 /// One thread among those of a call.
 struct Member {
@@ -121,8 +129,11 @@ void in_team(Team team, const Body& body) {
         body(Member{static_cast<uint64_t>(omp_get_thread_num()),
                     static_cast<uint64_t>(omp_get_num_threads())});
     };
-    if (!team.forks) return body(Member{0, 1});
-    if (team.most == 0) {
+    if (team.is_one_thread()) return body(Member{0, 1});
+    if (team.is_callers) {
+        join();
+#pragma omp barrier
+    } else if (team.most == 0) {
 #pragma omp parallel
         join();
     } else {
@@ -132,11 +143,12 @@ void in_team(Team team, const Body& body) {
 }
 
 /// Calls `block(RowRange)` compiled for the active instruction set: once with all rows, or once in
-/// each thread of a team with a contiguous run of them. `block` is copied and must not throw.
+/// each thread of a team with a contiguous run of them. The threads of the caller's team wait for
+/// each other at the end. `block` is copied and must not throw.
 template <class Block>
 void walk_rows(Team team, uint64_t rows, Block block) {
     const auto walk = [=](RowRange range) { on_best_isa([=]() mutable { block(range); }); };
-    if (!team.forks) return walk({0, rows});
+    if (team.is_one_thread()) return walk({0, rows});
     in_team(team, [=](Member member) { walk(member.share(rows)); });
 }
 

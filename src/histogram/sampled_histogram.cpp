@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cmath>
 #include <cstddef>
+#include <optional>
 
 #include "core/arithmetic.h"
 #include "core/cancel.h"
@@ -150,11 +151,12 @@ void count(const Samples& samples, Scale scale, int* const* blocks) {
     // Few samples go to their bins at once. Of many it is counted first how often each value
     // occurs, by each thread for itself, so that a value is scaled once.
     const bool many = samples.rows() * samples.columns() / threads >= values / 8;
-    const PrivateBlocks<uint32_t> tables(many ? threads : 0, samples.components, values);
-    const bool has_tables = many && tables;
+    std::optional<PrivateBlocks<uint32_t>> memory;  // without it samples go to their bins, too
+    if (many) memory.emplace(threads, samples.components, values);
+    const PrivateBlocks<uint32_t>* const tables = memory && *memory ? &*memory : nullptr;
     in_team(kTeam, [&](Member member) {
         const RowRange rows = member.share(samples.rows());
-        if (!has_tables) {
+        if (tables == nullptr) {
             samples.visit_rows(rows, [&](RowRange run) {
                 for (uint64_t y = run.first; y < run.last; ++y)
                     samples.visit_row<T>(
@@ -162,12 +164,12 @@ void count(const Samples& samples, Scale scale, int* const* blocks) {
             });
             return;
         }
-        void** const own = tables.cleared(member.index);
+        void** const own = tables->cleared(member.index);
         samples.visit_rows(rows, [&](RowRange run) { count_values<T>(samples, run, own); });
         member.wait();
         const RowRange bins = member.share(samples.components * values);
-        uint32_t* const sums = tables.of(0);
-        tables.add_to(sums, 1, member.count, bins);
+        uint32_t* const sums = tables->of(0);
+        tables->add_to(sums, 1, member.count, bins);
         for (uint64_t i = bins.first; i < bins.last; ++i)
             if (sums[i] != 0)
                 scale.add(blocks[i / values], static_cast<uint32_t>(i % values), sums[i]);

@@ -8,13 +8,15 @@
 #include "qmpic/Lut.h"
 #include "qmpic/PicMemAPI_Base.h"
 #include "render/channels.h"
+#include "render/composition_gathers.h"
 #include "render/composition_kernels.h"
+#include "render/prefetch.h"
 
 // Composition. Rows are walked here and in no shape, since a row is composed in blocks: the colours
 // of up to four channels are looked up into planes of dense cells, one scalar load after the other
-// (gathers are slow on many processors), and the planes are merged as vectors, since every cell is
-// treated alike. Large pictures go through packed tables, small ones through the rows of the set as
-// they are.
+// (gathers are slow on many processors; where they are not, composition_gathers.cpp takes pictures
+// of few components), and the planes are merged as vectors, since every cell is treated alike.
+// Large pictures go through packed tables, small ones through the rows of the set as they are.
 
 namespace {
 
@@ -71,14 +73,6 @@ inline void keep(Plane& a, const Plane& b, uint64_t cells) {
         for (uint64_t i = at; i < at + kVector; ++i) a.cells[i] &= b.cells[i];
 }
 
-/// Asks for what lies 2 KiB ahead of the next `bytes`. Nothing is read: the address may be
-/// anywhere.
-inline void fetch_ahead(const void* p, uint64_t bytes) {
-    const uintptr_t from = reinterpret_cast<uintptr_t>(p) + 2048;
-    for (uint64_t i = 0; i < bytes; i += 64)
-        __builtin_prefetch(reinterpret_cast<const void*>(from + i));
-}
-
 inline void write_cells(Sample<uint8_t>* d, const Plane& plane, uint64_t cells) {
     uint64_t i = 0;
     for (; i + kVector <= cells; i += kVector) std::memcpy(d + i, plane.cells + i, kVector);
@@ -96,17 +90,26 @@ enum Marking { kNone, kOnly, kFirst, kLater };
 template <class T>
 struct Composition {
     const Channels& channels;
-    uint32_t step;                      // components of the source
-    uint32_t top;                       // the greatest sample that is in a table
-    const uint32_t* words = nullptr;    // packed tables, or null
-    const uint32_t* signals = nullptr;  // 256 a group
-    T limit = 0;                        // some samples above it are over-exposed, ...
-    bool always = false;                // ... or all are
+    uint32_t step;                            // components of the source
+    uint32_t top;                             // the greatest sample that is in a table
+    const uint32_t* words = nullptr;          // packed tables, or null
+    const uint32_t* signals = nullptr;        // 256 a group
+    T limit = 0;                              // some samples above it are over-exposed, ...
+    bool always = false;                      // ... or all are
+    GatheringComposer* by_gathers = nullptr;  // null: by loads
+    GatheredChannels gathered{};
 
     bool marks() const { return channels.over || channels.under; }
     const Channel& channel(uint32_t c) const { return channels.list[c]; }
     uint32_t groups() const { return (channels.count + kGroup - 1) / kGroup; }
     bool single() const { return channels.count == 1; }
+
+    void find_limit() {
+        uint32_t least = Channel::kNever;
+        for (uint32_t c = 0; c < channels.count; ++c) least = std::min(least, channel(c).threshold);
+        always = least == 0;
+        limit = static_cast<T>(std::min<uint32_t>(least - 1, T(-1)));
+    }
 
     /// Words that packed tables take; 0 when the picture is too small to pay for them (a look-up
     /// saves what it costs to pack one entry).
@@ -118,7 +121,6 @@ struct Composition {
 
     void pack(uint32_t* to) {
         words = to;
-        uint32_t least = Channel::kNever;
         for (uint32_t c = 0; c < channels.count; ++c, to += top + 1) {
             const Channel& one = channel(c);
             pack_rows(one.rows, top + 1, to);
@@ -127,11 +129,20 @@ struct Composition {
             const uint32_t over = single() ? one.over : kColour | flag << 1;
             for (uint64_t value = one.threshold; value <= top; ++value) to[value] = over;
             if (channels.under) to[0] = single() ? one.under : kColour | flag;
-            least = std::min(least, one.threshold);
         }
-        always = least == 0;
-        limit = static_cast<T>(std::min<uint32_t>(least - 1, T(-1)));
-        if (!marks() || single()) return;
+        if (marks() && !single()) pack_signals(to);
+        if (sizeof(T) == 2) by_gathers = gathering_composer(step, channels.count);
+        if (by_gathers == nullptr) return;
+        gathered.top = top;
+        gathered.signals = signals;
+        for (uint32_t c = 0; c < channels.count; ++c) {
+            gathered.index[c] = channel(c).index;
+            gathered.table[c] = table(c);
+        }
+    }
+    const uint32_t* table(uint32_t c) const { return words + c * (size_t{top} + 1); }
+
+    void pack_signals(uint32_t* to) {
         signals = to;
         for (uint32_t g = 0; g < channels.count; g += kGroup, to += 256) {
             to[0] = kColour;
@@ -174,7 +185,7 @@ struct Composition {
         const uint32_t* table[n];
         const Sample<T>* from[n];
         for (uint32_t c = 0; c < n; ++c) {
-            table[c] = words + (g + c) * (size_t{top} + 1);
+            table[c] = this->table(g + c);
             from[c] = s + channel(g + c).index;
         }
         const uint32_t* const signal = marking == kNone ? nullptr : signals + g / kGroup * 256;
@@ -275,7 +286,8 @@ struct Composition {
                 return value >= one.threshold ? one.over : colour_of(one.rows[value]);
             });
         }
-        if (marks())
+        const bool marked = may_mark(s, count);
+        if (marked)
             for (uint64_t x = 0; x < count; ++x) work.hit[x] = signal_of(s + x * step);
         for (uint32_t g = 0; g < channels.count; g += kGroup) {
             const uint32_t n = std::min(kGroup, channels.count - g);
@@ -283,7 +295,7 @@ struct Composition {
                 const ColourRows rows = channel(g + c).rows;
                 const Sample<T>* const from = s + channel(g + c).index;
                 const uint64_t stride = step;
-                if (marks())
+                if (marked)
                     for (uint64_t x = 0; x < count; ++x)
                         work.channel[c].set(
                             x, work.hit[x] == kNoHit ? colour_of(rows[from[x * stride]]) : 0);
@@ -299,7 +311,7 @@ struct Composition {
             default: merge<4>(work, 3 * count, g == 0); break;
             }
         }
-        if (marks())
+        if (marked)
             for (uint64_t x = 0; x < count; ++x)
                 if (work.hit[x] != kNoHit) write_pixel(work.merged.first() + 3 * x, work.hit[x]);
         write_cells(d, work.merged, 3 * count);
@@ -307,8 +319,13 @@ struct Composition {
 
     void row(Workspace& work, Sample<uint8_t>* d, const Sample<T>* s, uint64_t width) const {
         for (uint64_t x = 0; x < width; x += kBlock) {
+            if constexpr (sizeof(T) == 2)
+                if (by_gathers != nullptr)
+                    x += by_gathers(d + 3 * x, s + x * step, width - x, gathered);
+            if (x == width) return;
             const uint64_t count = std::min(kBlock, width - x);
             fetch_ahead(s + x * step, count * step * sizeof(T));
+            fetch_ahead_to_write(d + 3 * x, 3 * count);
             if (words == nullptr || beyond_tables(s + x * step, count))
                 through_rows(work, d + 3 * x, s + x * step, count);
             else
@@ -328,15 +345,17 @@ int compose(Team team, Dst dst, Src src, uint32_t components, uint32_t top,
     if (components == 0) return QM_OK;
     if (channels.count == 0) return clear(dst, area, 3), QM_OK;
     Composition<T> all{channels, components, top};
+    all.find_limit();
     std::optional<Scratch<uint32_t>> tables;  // without memory the rows do as well
     if (const size_t words = all.words_to_pack(area.width * area.rows); words != 0)
         if (tables.emplace(words)) all.pack(tables->get());
-    area = joined(team, area, {{dst.stride, 3}, {src.stride, components * sizeof(T)}});
     walk_rows(team, area.rows, [dst, src, area, shared = &all](RowRange rows) {
         const Composition<T> plan = *shared;
-        Workspace work(area.width);
-        for (uint64_t y = rows.first; y < rows.last; ++y)
-            plan.row(work, dst.row<uint8_t>(y), src.row<T>(y), area.width);
+        const Area mine = joined(kCallingThread, {area.width, rows.last - rows.first},
+                                 {{dst.stride, 3}, {src.stride, plan.step * sizeof(T)}});
+        Workspace work(mine.width);
+        for (uint64_t y = rows.first; y < rows.first + mine.rows; ++y)
+            plan.row(work, dst.row<uint8_t>(y), src.row<T>(y), mine.width);
     });
     return QM_OK;
 }
@@ -359,7 +378,8 @@ struct ScreenOfSource {
     }
 };
 
-/// a + b less their geometric mean; below 65536 for all pairs.
+/// a + b less their geometric mean; below 65536 for all pairs. So its cast, like that above, needs
+/// no test whether the value fits, which would take a fifth longer.
 struct GeometricMean {
     uint16_t operator()(uint16_t a, uint16_t b) const {
         const double x = a, y = b;

@@ -1,12 +1,25 @@
 #include "support/failing_alloc.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 
 namespace qmpic::test {
 namespace {
 constinit thread_local FailingAlloc* armed = nullptr;
+
+constinit thread_local bool watches = false;
+constinit std::atomic<bool> watched{false};
+constinit std::atomic<uint32_t> elsewhere{0};
+}  // namespace
+
+WatchedThreads::WatchedThreads() {
+    watches = true;
+    elsewhere = 0;
+    watched = true;
 }
+WatchedThreads::~WatchedThreads() { watched = watches = false; }
+uint32_t WatchedThreads::allocations() const { return elsewhere; }
 
 FailingAlloc::FailingAlloc(uint32_t nth, Until until) : nth_(nth), until_(until) { armed = this; }
 FailingAlloc::~FailingAlloc() { armed = nullptr; }
@@ -35,8 +48,14 @@ namespace {
 
 using qmpic::test::armed;
 
+void note_thread() {
+    using namespace qmpic::test;
+    if (watched.load(std::memory_order_relaxed) && !watches) ++elsewhere;
+}
+
 template <class Real>
 void* allocate(Real real) {
+    note_thread();
     if (armed == nullptr) return real();
     void* const p = armed->refuses() ? nullptr : real();
     if (p == nullptr)
@@ -73,6 +92,7 @@ QM_HEAP void free(void* p) noexcept {
     __libc_free(p);
 }
 QM_HEAP void* realloc(void* old, size_t size) noexcept {
+    note_thread();
     if (armed == nullptr) return __libc_realloc(old, size);
     if (armed->refuses()) {
         errno = ENOMEM;

@@ -55,6 +55,18 @@ struct Outcome {
     bool threw = false;  ///< std::bad_alloc
     uint32_t seen = 0, failed = 0;
     int64_t live = 0;
+    static constexpr int kThrew = 1000;  ///< no code of the library
+    int code_or_throw() const { return threw ? kThrew : code; }
+};
+
+/// Allocations by other threads than the one that watches, while this lives. One at a time.
+class WatchedThreads {
+  public:
+    WatchedThreads();
+    ~WatchedThreads();
+    WatchedThreads(const WatchedThreads&) = delete;
+    WatchedThreads& operator=(const WatchedThreads&) = delete;
+    uint32_t allocations() const;
 };
 
 /// What becomes of `call()`, which gives a code, when its n-th allocation fails.

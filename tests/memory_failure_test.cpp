@@ -1,0 +1,877 @@
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <algorithm>
+#include <cfloat>
+#include <cstring>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "qmpic/FloatPicBuf.h"
+#include "qmpic/FloatPicMemAPI_Base.h"
+#include "qmpic/Histo.h"
+#include "qmpic/Lut.h"
+#include "qmpic/PicBuf.h"
+#include "qmpic/PicMemAPI_Base.h"
+#include "qmpic/status.h"
+#include "qmpic/system/Alloc.h"
+#include "support/cases.h"
+#include "support/failing_alloc.h"
+
+// What becomes of every entry that allocates when memory runs out: each allocation of each call
+// fails once, alone and with all that follow.
+
+namespace qmpic::test {
+namespace {
+
+// ----- What a call leaves, as text that can be compared ------------------------------------------
+
+class Print {
+  public:
+    template <class T>
+    requires std::is_arithmetic_v<T> Print& operator<<(T value) {
+        text_ += std::to_string(value) + ' ';
+        return *this;
+    }
+    template <class T>
+    Print& block(const T* values, uint64_t count) {
+        if (values == nullptr) text_ += "null ";
+        for (uint64_t i = 0; values != nullptr && i < count; ++i) *this << values[i];
+        return *this;
+    }
+    template <class T>
+    Print& operator<<(const std::vector<T>& values) {
+        return block(values.data(), values.size());
+    }
+    template <class Record>
+    Print& format(const Record& r) {
+        return *this << r.uiWidth << r.uiHeight << r.uiWidthBytes << r.uiBpc << r.uiComponents
+                     << r.ui64Size;
+    }
+    Print& operator<<(const SQmPicBuf& r) {
+        return format(r).block(static_cast<const uint8_t*>(r.pData), r.ui64Size);
+    }
+    Print& operator<<(const SQmFloatPicBuf& r) {
+        format(r) << r.uiFlags;
+        block(r.pfMinComp, r.uiComponents).block(r.pfMaxComp, r.uiComponents);
+        return block(r.pfData, r.ui64Size / sizeof(float));
+    }
+    const std::string& text() const { return text_; }
+
+  private:
+    std::string text_;
+};
+
+// ----- Cases -------------------------------------------------------------------------------------
+
+/// What becomes of a call when one of its allocations fails. Whatever it is, nothing leaks, and the
+/// same call gives the right result afterwards.
+struct Fate {
+    int code;
+    bool throws;
+    enum Left { kRight, kUntouched, kOther } left;  ///< the result, all as it was before, neither
+};
+constexpr Fate kUnnoticed{QM_OK, false, Fate::kRight};
+constexpr Fate kSilent{QM_OK, false, Fate::kOther};
+constexpr Fate kNothingDone{QM_OK, false, Fate::kUntouched};
+constexpr Fate kThrows{QM_OK, true, Fate::kUntouched};
+constexpr Fate refused(int code) { return {code, false, Fate::kUntouched}; }
+constexpr Fate lost(int code) { return {code, false, Fate::kOther}; }
+
+/// Something to call with; its destructor releases what the library allocated for it.
+struct Subject {
+    virtual ~Subject() = default;
+    virtual int call() = 0;
+    virtual std::string left() const = 0;
+};
+
+struct FailureCase {
+    std::string name;
+    std::function<std::unique_ptr<Subject>()> make;
+    std::vector<Fate> once;          ///< of each allocation that fails alone
+    std::vector<Fate> from_then_on;  ///< of each that fails with all that follow
+};
+
+void PrintTo(const FailureCase& tested, std::ostream* out) { *out << tested.name; }
+
+std::vector<FailureCase>& failure_cases() {
+    static std::vector<FailureCase> cases;
+    return cases;
+}
+
+/// `call` gets the state and returns a code; `look` prints what is to be compared.
+template <class State, class Call, class Look>
+void add(std::string name, std::vector<Fate> once, std::vector<Fate> from_then_on, Call call,
+         Look look) {
+    struct Made : Subject {
+        State state;
+        Call run;
+        Look look;
+        Made(Call run_, Look look_) : run(run_), look(look_) {}
+        int call() override { return run(state); }
+        std::string left() const override {
+            Print print;
+            look(print, state);
+            return print.text();
+        }
+    };
+    failure_cases().push_back({std::move(name), [=] { return std::make_unique<Made>(call, look); },
+                               std::move(once), std::move(from_then_on)});
+}
+
+/// The same fate in either way of failing.
+template <class State, class Call, class Look>
+void add(std::string name, const std::vector<Fate>& fates, Call call, Look look) {
+    add<State>(std::move(name), fates, fates, call, look);
+}
+
+class EveryAllocation : public testing::TestWithParam<FailureCase> {
+    void SetUp() override {
+        if (!FailingAlloc::kWorks) GTEST_SKIP() << "a sanitizer watches the heap";
+        GetParam().make()->call();  // what is made once in a process
+    }
+};
+
+/// Runs, and counts what stays allocated.
+template <class Job>
+auto counting(int64_t& live, Job job) {
+    const FailingAlloc memory(0);
+    struct Add {
+        int64_t& live;
+        const FailingAlloc& memory;
+        ~Add() { live += memory.live(); }
+    } const add{live, memory};
+    return job();
+}
+
+TEST_P(EveryAllocation, HasItsFateWhenItFails) {
+    const FailureCase& tested = GetParam();
+    std::string right;
+    {
+        const auto subject = tested.make();
+        const Outcome fine = with_failing(0, FailingAlloc::kOnce, [&] { return subject->call(); });
+        ASSERT_EQ(fine.code, QM_OK);
+        ASSERT_EQ(fine.seen, tested.once.size()) << "allocations of a call";
+        right = subject->left();
+    }
+    EXPECT_TRUE(right != tested.make()->left()) << "the call does nothing";
+    ASSERT_EQ(tested.once.size(), tested.from_then_on.size());
+    for (const auto until : {FailingAlloc::kOnce, FailingAlloc::kFromThenOn})
+        for (uint32_t n = 1; n <= tested.once.size(); ++n) {
+            SCOPED_TRACE("allocation " + std::to_string(n) +
+                         (until == FailingAlloc::kOnce ? " alone" : " and all behind it"));
+            const Fate& fate =
+                (until == FailingAlloc::kOnce ? tested.once : tested.from_then_on)[n - 1];
+            int64_t live = 0;
+            auto subject = counting(live, [&] { return tested.make(); });
+            const std::string before = subject->left();
+
+            const Outcome outcome = with_failing(n, until, [&] { return subject->call(); });
+            live += outcome.live;
+            EXPECT_EQ(outcome.code_or_throw(), fate.throws ? Outcome::kThrew : fate.code);
+            EXPECT_GE(outcome.failed, 1u);
+            const std::string left = subject->left();
+            EXPECT_EQ(left == right, fate.left == Fate::kRight) << left.substr(0, 200);
+            EXPECT_EQ(left == before, fate.left == Fate::kUntouched) << left.substr(0, 200);
+
+            EXPECT_EQ(counting(live, [&] { return subject->call(); }), QM_OK) << "afterwards";
+            EXPECT_EQ(subject->left(), right) << "afterwards";
+            counting(live, [&] { return subject.reset(), 0; });
+            EXPECT_EQ(live, 0) << "leaks";
+        }
+}
+
+// ----- Picture buffers ---------------------------------------------------------------------------
+
+struct Picture : SQmPicBuf {
+    Picture() { SQmPicBufAPI_Base::Init(this); }
+    ~Picture() { SQmPicBufAPI_Base::Free(this); }
+};
+struct OldPicture : Picture {
+    OldPicture() { SQmPicBufAPI_Base::Reinit(this, 4, 4, 0, 8, 1, true); }
+};
+struct TwoPictures {
+    Picture first, second;
+};
+constexpr auto print_picture = [](Print& print, const SQmPicBuf& picture) { print << picture; };
+
+void add_picture_buffers() {
+    using Api = SQmPicBufAPI_Base;
+    const auto reinit = [](Picture& p) { return Api::Reinit(&p, 5, 3, 0, 12, 3, true); };
+    // Reinit tries once more without the old contents.
+    add<Picture>("SQmPicBufAPI_Base::Reinit", {kUnnoticed}, {refused(QM_NO_MEMORY)}, reinit,
+                 print_picture);
+    add<OldPicture>("SQmPicBufAPI_Base::Reinit of a used record", {kUnnoticed},
+                    {lost(QM_NO_MEMORY)}, reinit, print_picture);
+    add<TwoPictures>(
+        "SQmPicBufAPI_Base::ReinitN", {kUnnoticed, kUnnoticed},
+        {refused(QM_NO_MEMORY), lost(QM_NO_MEMORY)},
+        [](TwoPictures& p) {
+            SQmPicBuf* both[] = {&p.first, &p.second};
+            return Api::ReinitN(both, 2, 5, 3, 0, 12, 3, true);
+        },
+        [](Print& print, const TwoPictures& p) { print << p.first << p.second; });
+    struct FromOld {
+        OldPicture source;
+        Picture copy;
+    };
+    add<FromOld>(
+        "SQmPicBufAPI_Base::ReinitAndCopy", {kUnnoticed}, {refused(QM_NO_MEMORY)},
+        [](FromOld& p) { return Api::ReinitAndCopy(&p.copy, &p.source); },
+        [](Print& print, const FromOld& p) { print << p.copy; });
+}
+
+struct FloatPicture : SQmFloatPicBuf {
+    FloatPicture() { SQmFloatPicBufAPI_Base::Init(this); }
+    ~FloatPicture() { SQmFloatPicBufAPI_Base::Free(this); }
+};
+struct OldFloatPicture : FloatPicture {
+    OldFloatPicture() { SQmFloatPicBufAPI_Base::Reinit(this, 4, 4, 0, 2, true); }
+};
+constexpr auto print_floats = [](Print& print, const SQmFloatPicBuf& picture) { print << picture; };
+
+void add_float_picture_buffers() {
+    using Api = SQmFloatPicBufAPI_Base;
+    constexpr Fate no_pixels = lost(QM_NO_MEMORY);
+    const auto reinit = [](FloatPicture& p) { return Api::Reinit(&p, 5, 3, 0, 3, true); };
+    // Maxima, minima, pixels; nobody asks whether there was memory for the first two.
+    const std::vector<Fate> once{kSilent, kSilent, no_pixels},
+        from_then_on{refused(QM_NO_MEMORY), no_pixels, no_pixels};
+    add<FloatPicture>("SQmFloatPicBufAPI_Base::Reinit", once, from_then_on, reinit, print_floats);
+    add<OldFloatPicture>("SQmFloatPicBufAPI_Base::Reinit of a used record", once,
+                         {no_pixels, no_pixels, no_pixels}, reinit, print_floats);
+    add<FloatPicture>(
+        "SQmFloatPicBufAPI_Base::Reinit16", once, from_then_on,
+        [](FloatPicture& p) { return Api::Reinit16(&p, 5, 3, 0, 3, true); }, print_floats);
+    for (const float value : {0.0f, 1.5f})
+        add<FloatPicture>(
+            "SQmFloatPicBufAPI_Base::ReinitWithValue " + std::to_string(value), once, from_then_on,
+            [=](FloatPicture& p) { return Api::ReinitWithValue(&p, 5, 3, 0, 3, value); },
+            print_floats);
+    add<FloatPicture>(
+        "SQmFloatPicBufAPI_Base::SetDesc", {kSilent, kSilent},
+        [](FloatPicture& p) {
+            return Api::SetDesc(&p, {5, 4, 60, 32, 3, 240});
+        },
+        print_floats);
+    add<OldFloatPicture>(
+        "SQmFloatPicBufAPI_Base::SetValue", {},
+        [](FloatPicture& p) { return Api::SetValue(&p, 1.5f); }, print_floats);
+    struct Two {
+        OldFloatPicture source;
+        FloatPicture other;
+    };
+    add<Two>(
+        "SQmFloatPicBufAPI_Base::CopyMinMaxInfo", {kSilent, kSilent}, {kNothingDone, kSilent},
+        [](Two& p) { return Api::CopyMinMaxInfo(&p.other, &p.source); },
+        [](Print& print, const Two& p) {
+            print.block(p.other.pfMinComp, 2).block(p.other.pfMaxComp, 2);
+        });
+    struct Converted {
+        OldPicture source;
+        FloatPicture floats;
+    };
+    add<Converted>(
+        "SQmFloatPicBufAPI_Base::ConvertFromPicBuf", once, from_then_on,
+        [](Converted& p) {
+            p.floats.uiWidth = 0;  // or a picture that lacks an array would be kept
+            return Api::ConvertFromPicBuf(&p.floats, &p.source);
+        },
+        [](Print& print, const Converted& p) { print << p.floats; });
+    struct Extremes {
+        OldFloatPicture picture;
+        float low = 5, high = 6;
+    };
+    add<Extremes>(
+        "SQmFloatPicBufAPI_Base::GetFloatMinMax of all under a mask", {lost(QM_NO_MEMORY)},
+        [](Extremes& p) { return Api::GetFloatMinMax(&p.picture, p.low, p.high, nullptr, false); },
+        [](Print& print, const Extremes& p) { print << p.low << p.high; });
+}
+
+// ----- Raw memory --------------------------------------------------------------------------------
+
+/// Two pictures of so many bytes; the source counts up.
+template <uint32_t to, uint32_t from>
+struct Memory {
+    std::vector<uint8_t> d = std::vector<uint8_t>(to, 7), s = std::vector<uint8_t>(from);
+    Memory() {
+        for (uint32_t i = 0; i < from; ++i) s[i] = static_cast<uint8_t>(i * 37 + i / 251);
+    }
+};
+constexpr auto print_destination = [](Print& print, const auto& memory) { print << memory.d; };
+
+void add_raw_memory() {
+    using Api = CQmPicMemAPI_Base;
+    // The two pixels are kept apart from the picture.
+    using Pixel = Memory<193 * 2, 193 * 2>;
+    const std::vector<Fate> not_changed{refused(QM_NO_MEMORY)};
+    add<Pixel>(
+        "change_Nx8", not_changed,
+        [](Pixel& p) {
+            std::fill(p.d.begin(), p.d.end(), uint8_t{7});
+            return change_Nx8(p.d.data(), 193, 386, p.s.data(), p.d.data(), 1, 1);
+        },
+        print_destination);
+    add<Pixel>(
+        "change_Nx16", not_changed,
+        [](Pixel& p) {
+            std::fill(p.d.begin(), p.d.end(), uint8_t{7});
+            return change_Nx16(p.d.data(), 193, 386, p.s.data(), p.d.data(), 1, 1);
+        },
+        print_destination);
+    for (const uint32_t bpc : {8u, 12u}) {
+        add<Pixel>(
+            "CQmPicMemAPI_Base::ChangeValue of " + std::to_string(bpc) + " bits", not_changed,
+            [=](Pixel& p) {
+                std::fill(p.d.begin(), p.d.end(), uint8_t{7});
+                return Api::ChangeValue(p.d.data(), 193, bpc, 386, p.s.data(), p.d.data(), 1, 1);
+            },
+            print_destination);
+        add<Pixel>(
+            "CQmPicMemAPI_Base::ChangeValue of 192 components of " + std::to_string(bpc) + " bits",
+            {},
+            [=](Pixel& p) {
+                return Api::ChangeValue(p.d.data(), 192, bpc, 386, p.s.data(), p.d.data(), 1, 1);
+            },
+            print_destination);
+    }
+
+    using Small = Memory<16, 16>;
+    static constexpr uint32_t kFirst[] = {0}, kLast[] = {2};
+    for (const auto& [name, kernel] :
+         {std::pair{"copycomponentszerorest_Nx8_to_Nx8", &copycomponentszerorest_Nx8_to_Nx8},
+          {"copycomponentszerorest_Nx16_to_Nx16", &copycomponentszerorest_Nx16_to_Nx16}})
+        for (const bool parallel : {false, true})
+            add<Small>(
+                name + std::string(parallel ? " on a team" : ""), {refused(QM_NO_MEMORY)},
+                [=, run = kernel](Small& p) {
+                    return run(p.d.data(), 3, kFirst, 8, p.s.data(), 3, kLast, 8, 1, 1, 2,
+                               parallel);
+                },
+                print_destination);
+    for (const uint32_t bpc : {8u, 16u})
+        add<Small>(
+            "CQmPicMemAPI_Base::CopyComponentsZeroRest of " + std::to_string(bpc) + " bits",
+            {refused(QM_NO_MEMORY)},
+            [=](Small& p) {
+                return Api::CopyComponentsZeroRest(p.d.data(), 3, kFirst, 8, p.s.data(), 3, kLast,
+                                                   8, bpc, 1, 2, 1, false);
+            },
+            print_destination);
+}
+
+// A pixel that is given as a number is made as long as those of the picture.
+void add_binary() {
+    using Api = CQmPicMemAPI_Base;
+    struct Wide : Memory<400, 400> {
+        Wide() { d.assign(400, 0xFF); }
+    };
+    const std::vector<Fate> no_pixel{refused(QM_NO_MEMORY)};
+    const auto pack = [](uint32_t components) {
+        return [=](Wide& p) {
+            return Api::PackToBinary(p.d.data(), 0, 1, p.s.data(), components, 8, 193, uint64_t{0},
+                                     0, 1, 2, 0);
+        };
+    };
+    add<Wide>("CQmPicMemAPI_Base::PackToBinary", no_pixel, pack(193), print_destination);
+    add<Wide>("CQmPicMemAPI_Base::PackToBinary of 192 components", {}, pack(192),
+              print_destination);
+    const auto unpack = [](auto how) {
+        return [=](Wide& p) {
+            return how(p.d.data(), 193, 8, uint64_t{5}, 193, p.s.data(), 0, 1, 1, 2, 0);
+        };
+    };
+    add<Wide>("CQmPicMemAPI_Base::UnpackFromBinary", no_pixel,
+              unpack([](auto... a) { return Api::UnpackFromBinary(a...); }), print_destination);
+    add<Wide>("CQmPicMemAPI_Base::UnpackFromBinaryMT", no_pixel,
+              unpack([](auto... a) { return Api::UnpackFromBinaryMT(a...); }), print_destination);
+    const auto threshold = [](uint32_t components) {
+        return [=](Wide& p) {
+            return Api::ThresholdToBinary(p.d.data(), 0, 1, p.s.data(), components, 8, 193,
+                                          uint64_t{0}, uint64_t{99}, true, 1, 2, 0, nullptr);
+        };
+    };
+    add<Wide>("CQmPicMemAPI_Base::ThresholdToBinary",
+              {refused(QM_NO_MEMORY), refused(QM_NO_MEMORY)}, threshold(193), print_destination);
+    add<Wide>("CQmPicMemAPI_Base::ThresholdToBinary of 192 components", {}, threshold(192),
+              print_destination);
+}
+
+struct Floats {
+    std::vector<float> d = std::vector<float>(3, 7), s{3, 1, 2, 6, 5, 4, 9, 8, 7, 0, 1, 2};
+};
+
+void add_raw_floats() {
+    using Api = CQmFloatPicMemAPI_Base;
+    add<Floats>(
+        "CQmFloatPicMemAPI_Base::MedianComp", {lost(QM_NO_MEMORY)},
+        [](Floats& p) { return Api::MedianComp(p.d.data(), p.s.data(), 2, 2, 3); },
+        print_destination);
+    struct Ranged : Floats {
+        Ranged() { d = s; }
+    };
+    static constexpr float kMin[] = {1, 2, 3}, kMax[] = {5, 4, 9};
+    add<Ranged>(
+        "CQmFloatPicMemAPI_Base::Normalize", {},
+        [](Ranged& p) {
+            p.d = p.s;
+            return Api::Normalize(p.d.data(), 6, 3, 2, 2, kMin, kMax);
+        },
+        print_destination);
+}
+
+// ----- Tables ------------------------------------------------------------------------------------
+
+void print_tables(Print& print, const SQmLut& lut) {
+    print << lut.ucSrcBpc << lut.ucComponents << lut.ucDstBpc << lut.ucDstComponents;
+    print << (lut.pLuts != nullptr) << (lut.pOverExpColor != nullptr)
+          << (lut.pUnderExpColor != nullptr) << (lut.pOverExpValue != nullptr)
+          << (lut.pParams != nullptr);
+}
+constexpr auto print_set = [](Print& print, const SQmLut& lut) { print_tables(print, lut); };
+
+struct Colours : SQmLut {
+    Colours() { Alloc(*this, 8, 3, 8, 3); }
+};
+
+void add_tables() {
+    const auto made = [](std::string name, std::vector<Fate> fates, auto make) {
+        add<SQmLut>(
+            std::move(name), fates,
+            [=](SQmLut& lut) {
+                SQmLut::Free(lut);
+                return make(lut);
+            },
+            print_set);
+    };
+    constexpr Fate no_tables = lost(QM_NO_MEMORY);  // the shape is there
+    made("SQmLut::Alloc", {kSilent, no_tables, no_tables},
+         [](SQmLut& lut) { return SQmLut::Alloc(lut, 8, 3, 8, 3); });
+    made("SQmLut::AllocColor", {no_tables, no_tables},
+         [](SQmLut& lut) { return SQmLut::AllocColor(lut, 8, 8); });
+    made("SQmLut::AllocSingle", {no_tables},
+         [](SQmLut& lut) { return SQmLut::AllocSingle(lut, 8, 8); });
+    made("SQmLut::CustomSpectralLutAlloc", {lost(QM_BAD_BUFFER), no_tables, no_tables},
+         [](SQmLut& lut) { return SQmLut::CustomSpectralLutAlloc(lut, 8, 3, 8, 3); });
+    made("SQmLut::check_luts", {kSilent, no_tables, no_tables},
+         [](SQmLut& lut) { return SQmLut::check_luts(lut, 8, 3, 8, 3); });
+    made("SQmLut::check_luts_spectral_ex", {lost(QM_BAD_BUFFER), no_tables, no_tables},
+         [](SQmLut& lut) { return SQmLut::check_luts_spectral_ex(lut, 8, 3, 8, 3); });
+
+    static const std::vector<unsigned> references(192, 0x01020304);
+    static constexpr uint8_t kEntry[4] = {1, 2, 3, 4};
+    for (const auto& [name, set] :
+         {std::pair{"Over", &SQmLut::SetOverExpColor}, {"Under", &SQmLut::SetUnderExpColor}})
+        add<Colours>(
+            "SQmLut::Set" + std::string(name) + "ExpColor", {refused(QM_NO_MEMORY)},
+            [run = set](Colours& lut) { return run(lut, references.data()); }, print_set);
+    for (const auto& [name, set] :
+         {std::pair{"Over", &SQmLut::SetOverExpColorArr}, {"Under", &SQmLut::SetUnderExpColorArr}})
+        add<Colours>(
+            "SQmLut::Set" + std::string(name) + "ExpColorArr", {refused(QM_NO_MEMORY)},
+            [run = set](Colours& lut) { return run(lut, kEntry, 8); }, print_set);
+    add<Colours>(
+        "SQmLut::SetOverExpValue", {kThrows},
+        [](Colours& lut) { return SQmLut::SetOverExpValue(lut, references.data()); }, print_set);
+    add<Colours>(
+        "SQmLut::ReinitParametric", {kThrows},
+        [](Colours& lut) { return SQmLut::ReinitParametric(lut), 0; }, print_set);
+    struct Parametric {
+        Colours from, to;
+        Parametric() { SQmLut::ReinitParametric(from); }
+    };
+    add<Parametric>(
+        "SQmLut::Copy", {kThrows}, [](Parametric& p) { return SQmLut::Copy(p.to, p.from), 0; },
+        [](Print& print, const Parametric& p) { print_tables(print, p.to); });
+}
+
+// ----- Rendering ---------------------------------------------------------------------------------
+
+/// A set of colour tables for so many components and bits, with something in all cells.
+template <uint8_t components, uint8_t bits, uint32_t edge>
+struct Rendered : Memory<3 * edge * edge, components * edge * edge*(bits > 8 ? 2 : 1)> {
+    SQmLut lut;
+    Rendered() {
+        SQmLut::Alloc(lut, bits, components, 8, 3);
+        for (uint32_t c = 0; c < components; ++c)
+            for (uint32_t v = 0; v < 1u << bits; ++v) {
+                auto* const cell = components == 1 ? static_cast<uint8_t**>(lut.pLuts)[v]
+                                                   : static_cast<uint8_t***>(lut.pLuts)[c][v];
+                for (uint32_t i = 0; i < 3; ++i) cell[i] = static_cast<uint8_t>(v + 3 * c + i);
+            }
+        if (bits > 8)  // no sample beyond the table
+            for (size_t i = 1; i < this->s.size(); i += 2) this->s[i] %= 1 << (bits - 8);
+    }
+};
+
+void add_rendering() {
+    using Api = CQmPicMemAPI_Base;
+    // Copies of tables make it faster; without memory for them the tables themselves do.
+    using Channels = Rendered<4, 8, 64>;
+    add<Channels>(
+        "CQmPicMemAPI_Base::MapComponentsMToN", {kUnnoticed},
+        [](Channels& p) {
+            return Api::MapComponentsMToN(p.d.data(), 3, 8, 3 * 64, p.s.data(), 4, 8, 4 * 64,
+                                          &p.lut, 64, 64 * 64);
+        },
+        print_destination);
+    add<Channels>(
+        "CQmPicMemAPI_Base::ConvertToTrueColor of channels", {kUnnoticed},
+        [](Channels& p) {
+            return Api::ConvertToTrueColor(p.d.data(), 3 * 64, p.s.data(), 4, 8, 4 * 64, 64,
+                                           64 * 64, &p.lut);
+        },
+        print_destination);
+    using Words = Rendered<1, 12, 128>;
+    add<Words>(
+        "CQmPicMemAPI_Base::MapValueToComponents", {kUnnoticed},
+        [](Words& p) {
+            return Api::MapValueToComponents(p.d.data(), 3, 8, 3 * 128, p.s.data(), 12, 2 * 128,
+                                             &p.lut, 128, 128 * 128);
+        },
+        print_destination);
+    add<Words>(
+        "CQmPicMemAPI_Base::ConvertToTrueColor of one component", {kUnnoticed},
+        [](Words& p) {
+            return Api::ConvertToTrueColor(p.d.data(), 3 * 128, p.s.data(), 1, 12, 2 * 128, 128,
+                                           128 * 128, &p.lut);
+        },
+        print_destination);
+    add<Words>(
+        "CQmPicMemAPI_Base::ConvertToTrueColor without tables", {kThrows},
+        [](Words& p) {
+            return Api::ConvertToTrueColor(p.d.data(), 3 * 128, p.s.data(), 1, 12, 2 * 128, 128,
+                                           128 * 128, nullptr);
+        },
+        print_destination);
+    using OneOfWords = Rendered<2, 12, 128>;
+    add<OneOfWords>(
+        "CQmPicMemAPI_Base::ExtractComponentViaLuts", {kUnnoticed},
+        [](OneOfWords& p) {
+            return Api::ExtractComponentViaLuts(p.d.data(), 3, 8, 3 * 128, p.s.data(), 2, 12,
+                                                4 * 128, 1, &p.lut, 128, 128 * 128);
+        },
+        print_destination);
+}
+
+// ----- Histograms --------------------------------------------------------------------------------
+
+struct Histogram : SQmHisto {
+    Histogram() { CQmHistoAPI_Base::Init(this); }
+    ~Histogram() { CQmHistoAPI_Base::Free(this); }
+};
+void print_histogram(Print& print, const SQmHisto& h) {
+    const uint64_t blocks = h.uiComponents == 1 ? 1 : h.uiComponents + 1;
+    print << h.uiBinBytes << h.uiComponents << h.uiBits << h.uiWidth << h.uiHeight << h.uiPicWidth
+          << h.uiPicHeight << (h.ppCompData != nullptr);
+    print.block(static_cast<const uint8_t*>(h.pData), (blocks << h.uiBits) * h.uiBinBytes);
+}
+constexpr auto print_bins = [](Print& print, const SQmHisto& h) { print_histogram(print, h); };
+
+void add_histograms() {
+    using Api = CQmHistoAPI_Base;
+    static SQmPicBufDesc desc{5, 4, 60, 8, 3, 240};
+    // The blocks, then the array of their addresses: without one there is neither.
+    add<Histogram>(
+        "CQmHistoAPI_Base::Reinit32", {kSilent, kSilent},
+        [](Histogram& h) { return Api::Reinit32(&h, &desc); }, print_bins);
+    add<Histogram>(
+        "CQmHistoAPI_Base::Reinit64", {kSilent, kSilent},
+        [](Histogram& h) { return Api::Reinit64(&h, &desc); }, print_bins);
+    struct Two {
+        Histogram from, to;
+        Two() {
+            Api::Reinit32(&from, &desc);
+            static_cast<uint32_t*>(from.pData)[9] = 7;
+        }
+    };
+    add<Two>(
+        "CQmHistoAPI_Base::Copy", {lost(QM_BAD_BUFFER), lost(QM_BAD_BUFFER)},
+        [](Two& p) { return Api::Copy(&p.to, &p.from); },
+        [](Print& print, const Two& p) { print_histogram(print, p.to); });
+}
+
+/// A picture of three components of 8 bits, large enough to be counted by several threads; its
+/// values rise. The record was made for another depth.
+struct Counted {
+    static constexpr uint32_t kEdge = 256;
+    Picture picture;
+    Histogram histogram;
+    std::vector<int> bins = std::vector<int>(3 * 16);
+    uint32_t low[3] = {7, 7, 7}, high[3] = {7, 7, 7};
+    Counted() {
+        SQmPicBufAPI_Base::Reinit(&picture, kEdge, kEdge, 0, 8, 3, true);
+        auto* const bytes = static_cast<uint8_t*>(picture.pData);
+        for (uint32_t i = 0; i < 3 * kEdge * kEdge; ++i) bytes[i] = static_cast<uint8_t>(i / 999);
+        const SQmPicBufDesc other{5, 4, 10, 12, 1, 40};
+        CQmHistoAPI_Base::Reinit32(&histogram, &other);
+    }
+};
+
+struct CountedFloats {
+    OldFloatPicture picture;
+    Histogram histogram;
+    uint32_t low[2] = {7, 7}, high[2] = {7, 7};
+    CountedFloats() {
+        for (uint32_t i = 0; i < 32; ++i) picture.pfData[i] = static_cast<float>(i);
+        CQmAlloc::Free(picture.pfMinComp);
+        CQmAlloc::Free(picture.pfMaxComp);
+        picture.pfMinComp = picture.pfMaxComp = nullptr;
+        const SQmPicBufDesc desc{4, 4, 32, 4, 2, 128};
+        CQmHistoAPI_Base::Reinit32(&histogram, &desc);
+    }
+};
+
+void add_counting() {
+    // Blocks of the record, their addresses; then what threads have for themselves, without which
+    // one counts alone.
+    std::vector<Fate> fates{kSilent, kSilent}, from_then_on = fates;
+    if (omp_get_num_procs() > 1) {
+        fates.insert(fates.end(), {kUnnoticed, kUnnoticed});
+        from_then_on = fates;
+    }
+    add<Counted>(
+        "CQmHistoAPI_Base::Calculate", fates, from_then_on,
+        [](Counted& p) { return CQmHistoAPI_Base::Calculate(&p.histogram, &p.picture, true); },
+        [](Print& print, const Counted& p) { print_histogram(print, p.histogram); });
+    // Minima and maxima, with which a picture that knows none is left.
+    add<CountedFloats>(
+        "CQmHistoAPI_Base::Calculate of floats", {kSilent, kSilent},
+        [](CountedFloats& p) {
+            return CQmHistoAPI_Base::Calculate(&p.histogram, &p.picture, true);
+        },
+        [](Print& print, const CountedFloats& p) {
+            print_histogram(print, p.histogram);
+            print << p.picture;
+        });
+
+    using Api = SQmPicBufAPI_Base;
+    // Tables of the threads, without which all samples go to their bins at once.
+    const auto print_counts = [](Print& print, const Counted& p) { print << p.bins; };
+    add<Counted>(
+        "SQmPicBufAPI_Base::CalculateCompHistogram", {kUnnoticed, kUnnoticed},
+        [](Counted& p) {
+            std::fill(p.bins.begin(), p.bins.end(), 0);
+            int* each[] = {&p.bins[0], &p.bins[16], &p.bins[32]};
+            return Api::CalculateCompHistogram(each, 16, p.picture, 0, nullptr, nullptr);
+        },
+        print_counts);
+    add<Counted>(
+        "SQmPicBufAPI_Base::CalculateHistogram", {kUnnoticed, kUnnoticed},
+        [](Counted& p) {
+            std::fill(p.bins.begin(), p.bins.end(), 0);
+            return Api::CalculateHistogram(p.bins.data(), 16, p.picture, 1, 0, nullptr, nullptr);
+        },
+        print_counts);
+    add<Counted>(
+        "SQmPicBufAPI_Base::CalculateHistogram of few samples", {},
+        [](Counted& p) {
+            std::fill(p.bins.begin(), p.bins.end(), 0);
+            return Api::CalculateHistogram(p.bins.data(), 16, p.picture, 1, 9, nullptr, nullptr);
+        },
+        print_counts);
+
+    const auto print_levels = [](Print& print, const auto& p) {
+        print.block(p.low, std::size(p.low)).block(p.high, std::size(p.high));
+    };
+    const std::vector<Fate> nothing{kNothingDone, kNothingDone};
+    add<Counted>(
+        "SQmPicBufAPI_Base::FindLowHighInHistogram", nothing,
+        [](Counted& p) { return Api::FindLowHighInHistogram(&p.picture, p.low, p.high, 0.1, 0.1); },
+        print_levels);
+    add<Counted>(
+        "SQmPicBufAPI_Base::FindLowHighAbsInHistogram", nothing,
+        [](Counted& p) {
+            return Api::FindLowHighAbsInHistogram(&p.picture, p.low, p.high, 50, 50);
+        },
+        print_levels);
+    add<Counted>(
+        "SQmPicBufAPI_Base::FindLowHighFreqAbsInHistogram", nothing,
+        [](Counted& p) {
+            return Api::FindLowHighFreqAbsInHistogram(&p.picture, p.low, p.high, 50, 50);
+        },
+        print_levels);
+    // The histogram, then minima and maxima, which the levels can do without.
+    add<CountedFloats>(
+        "SQmPicBufAPI_Base::FindLowHighInHistogram of floats",
+        {kNothingDone, kNothingDone, kUnnoticed, kUnnoticed},
+        [](CountedFloats& p) {
+            return Api::FindLowHighInHistogram(&p.picture, p.low, p.high, 0.1, 0.1);
+        },
+        print_levels);
+}
+
+/// Counts of one component, a hill and a plain, and thresholds.
+struct Bins : Histogram {
+    uint32_t thresholds[3] = {7, 7, 7};
+    Bins() {
+        SQmPicBufDesc desc{5, 4, 5, 8, 1, 20};
+        CQmHistoAPI_Base::Reinit32(this, &desc);
+        for (uint32_t i = 0; i < 256; ++i)
+            static_cast<uint32_t*>(pData)[i] = i < 40 ? i : i > 200 ? 9 : 1;
+    }
+};
+
+/// Counts of several components, to be brought to one range.
+template <uint32_t components>
+struct Ranges {
+    Histogram from, to;
+    Ranges() {
+        SQmPicBufDesc desc{5, 4, 60, 8, components, 240};
+        CQmHistoAPI_Base::Reinit32(&from, &desc);
+        for (uint32_t i = 0; i < 256; ++i) static_cast<uint32_t*>(from.ppCompData[0])[i] = i;
+    }
+};
+
+void add_statistics() {
+    using Api = CQmHistoAPI_Base;
+    for (const uint32_t count : {1u, 2u, 3u})
+        add<Bins>(
+            "CQmHistoAPI_Base::GetOtsuThreshold " + std::to_string(count), {refused(QM_BAD_BUFFER)},
+            [=](Bins& p) { return Api::GetOtsuThreshold(p.thresholds, count, &p); },
+            [](Print& print, const Bins& p) { print.block(p.thresholds, 3); });
+    // Without memory there is nothing to be brought anywhere; a copy tries once more.
+    static constexpr float kMin[] = {0, 1, 2}, kMax[] = {5, 6, 7};
+    add<Ranges<1>>(
+        "CQmHistoAPI_Base::MakeCommonRange of one component", {kUnnoticed, kUnnoticed},
+        {kSilent, kSilent},
+        [](Ranges<1>& p) { return Api::MakeCommonRange(&p.to, &p.from, kMin, kMax); },
+        [](Print& print, const Ranges<1>& p) { print_histogram(print, p.to); });
+    add<Ranges<3>>(
+        "CQmHistoAPI_Base::MakeCommonRange", {kSilent, kSilent},
+        [](Ranges<3>& p) { return Api::MakeCommonRange(&p.to, &p.from, kMin, kMax); },
+        [](Print& print, const Ranges<3>& p) { print_histogram(print, p.to); });
+
+    constexpr uint32_t edge = 384;  // of a long call, which counts in tables of its own first
+    struct Pairs : Memory<0, 2 * edge * edge> {
+        std::vector<uint32_t> bins = std::vector<uint32_t>(65536);
+    };
+    add<Pairs>(
+        "CQmPicMemAPI_Base::GetHistogram2DEx", {kUnnoticed},
+        [](Pairs& p) {
+            std::fill(p.bins.begin(), p.bins.end(), 0);
+            return CQmPicMemAPI_Base::GetHistogram2DEx(p.bins.data(), 4, p.s.data(), 2 * edge, 2, 8,
+                                                       0, 1, 0, 0, edge, edge * edge);
+        },
+        [](Print& print, const Pairs& p) { print << p.bins; });
+}
+
+const std::vector<FailureCase>& all_cases() {
+    add_picture_buffers();
+    add_float_picture_buffers();
+    add_raw_memory();
+    add_binary();
+    add_raw_floats();
+    add_tables();
+    add_rendering();
+    add_histograms();
+    add_counting();
+    add_statistics();
+    return failure_cases();
+}
+
+INSTANTIATE_TEST_SUITE_P(Memory, EveryAllocation, testing::ValuesIn(all_cases()),
+                         [](const auto& info) {
+                             std::string name = info.param.name;
+                             for (char& c : name)
+                                 if (!isalnum(static_cast<unsigned char>(c))) c = '_';
+                             return name;
+                         });
+
+// ----- What is left in detail --------------------------------------------------------------------
+
+/// With the n-th allocation of a Reinit without memory.
+void reinit_failing(FloatPicture& picture, uint32_t n) {
+    with_failing(n, FailingAlloc::kOnce,
+                 [&] { return SQmFloatPicBufAPI_Base::Reinit(&picture, 2, 1, 0, 2, true); });
+}
+
+TEST(MemoryFailureOfFloatPictures, LeavesPicturesWithoutMinMaxThatAllOperationsTake) {
+    using Api = SQmFloatPicBufAPI_Base;
+    if (!FailingAlloc::kWorks) GTEST_SKIP() << "a sanitizer watches the heap";
+    for (const uint32_t n : {1u, 2u}) {
+        FloatPicture a, whole;
+        reinit_failing(a, n);
+        ASSERT_NE(a.pfData, nullptr);
+        EXPECT_EQ(a.pfMaxComp == nullptr, n == 1);
+        EXPECT_EQ(a.pfMinComp == nullptr, n == 2);
+        EXPECT_EQ(a.uiFlags, 16u);
+        ASSERT_EQ(Api::Reinit(&whole, 2, 1, 0, 2, true), QM_OK);
+        whole.pfMinComp[0] = 5;
+        EXPECT_EQ(Api::Copy(&whole, &a), QM_OK);
+        EXPECT_EQ(Api::CopyMinMaxInfo(&whole, &a), QM_OK);
+        EXPECT_EQ(Api::CopyMinMaxComp(&whole, &a), QM_BAD_BUFFER);
+        EXPECT_EQ(whole.pfMinComp[0], 5.0f);
+        EXPECT_EQ(Api::Copy(&a, &whole), QM_OK);
+        EXPECT_EQ(Api::SetValue(&a, 3), QM_OK);
+        float low = 0, high = 0;
+        EXPECT_EQ(Api::GetFloatMinMax(&a, low, high), QM_OK);
+        EXPECT_EQ(low, 0.0f);
+        EXPECT_EQ(high, 3.0f);
+        EXPECT_EQ(Api::CopyMinMaxInfo(&a, &whole), QM_OK);
+        EXPECT_EQ(Api::CopyMinMaxComp(&a, &whole), QM_OK);
+        EXPECT_EQ(a.pfMinComp[0], 5.0f);
+    }
+}
+
+TEST(MemoryFailureOfFloatPictures, LeavesNoFormatButMinMaxWithoutPixels) {
+    if (!FailingAlloc::kWorks) GTEST_SKIP() << "a sanitizer watches the heap";
+    FloatPicture a;
+    reinit_failing(a, 3);
+    EXPECT_EQ(a.pfData, nullptr);
+    EXPECT_EQ(a.uiWidth + a.uiHeight + a.uiWidthBytes + a.uiBpc + a.uiComponents + a.ui64Size, 0u);
+    EXPECT_EQ(a.uiFlags, 0u);
+    ASSERT_TRUE(a.pfMinComp != nullptr && a.pfMaxComp != nullptr);
+    EXPECT_EQ(a.pfMinComp[1], FLT_MAX);
+    EXPECT_EQ(a.pfMaxComp[1], -FLT_MAX);
+}
+
+TEST(MemoryFailureOfFloatPictures, LeavesTheStartValuesOfMinMax) {
+    if (!FailingAlloc::kWorks) GTEST_SKIP() << "a sanitizer watches the heap";
+    OldFloatPicture a;
+    float low = 5, high = 6;
+    const Outcome outcome = with_failing(1, FailingAlloc::kOnce, [&] {
+        return SQmFloatPicBufAPI_Base::GetFloatMinMax(&a, low, high, nullptr, false);
+    });
+    EXPECT_EQ(outcome.code, QM_NO_MEMORY);
+    EXPECT_EQ(low, FLT_MAX);
+    EXPECT_EQ(high, -FLT_MAX);
+}
+
+// ----- Threads of a team -------------------------------------------------------------------------
+
+// Failures in other threads could not be reported by a kernel that has none.
+TEST(MemoryOfTeams, IsThatOfTheCallingThread) {
+    if (!FailingAlloc::kWorks) GTEST_SKIP() << "a sanitizer watches the heap";
+    const int before = omp_get_max_threads();
+    omp_set_num_threads(3);
+    const auto run = [](uint32_t rounds) {
+        for (const KernelCase& tested : Cases::kernels()) {
+            Random random(7);
+            Digest digest;
+            for (uint32_t number = 0; number < rounds; ++number)
+                tested.check({number, random, digest});
+        }
+    };
+    run(1);  // the runtime makes its threads
+    uint32_t seen = 0, control = 0;
+    {
+        const WatchedThreads watched;
+        run(4);
+        seen = watched.allocations();
+#pragma omp parallel
+        CQmAlloc::Free(CQmAlloc::Alloc(0, 100, 16));
+        control = watched.allocations();
+    }
+    omp_set_num_threads(before);
+    EXPECT_EQ(seen, 0u);
+    EXPECT_EQ(control, 2u);
+}
+
+}  // namespace
+}  // namespace qmpic::test
