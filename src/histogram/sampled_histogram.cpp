@@ -97,10 +97,8 @@ struct Samples {
 
     uint32_t bits() const { return storage_bits(picture.uiBpc); }
     /// Rows and pixels that are counted.
-    uint64_t rows() const {
-        return picture.uiHeight == 0 ? 0 : (picture.uiHeight - 1) / step_y + 1;
-    }
-    uint64_t columns() const { return width == 0 ? 0 : (width - 1) / step + 1; }
+    uint64_t rows() const { return (picture.uiHeight - 1) / step_y + 1; }
+    uint64_t columns() const { return (width - 1) / step + 1; }
 
     template <class T>
     Src row(uint64_t y) const {
@@ -188,9 +186,9 @@ int calculate(int* const* blocks, Scale scale, Samples samples, const SQmPicBuf*
     if (mask != nullptr && !is_mask_of(*mask, samples.picture)) return QM_REJECTED;
     samples.mask = mask;
     samples.cancel = cancel;
-    if (scale.bins <= 0 || samples.picture.pData == nullptr || samples.components == 0)
-        return QM_OK;
-    if (samples.rows() == 0 || samples.columns() == 0) return QM_OK;
+    const SQmPicBuf& picture = samples.picture;
+    if (scale.bins <= 0 || picture.pData == nullptr || picture.uiComponents == 0) return QM_OK;
+    if (picture.uiWidth == 0 || picture.uiHeight == 0) return QM_OK;
     if (samples.bits() == 8) count<uint8_t>(samples, scale, blocks);
     if (samples.bits() == 16) count<uint16_t>(samples, scale, blocks);
     return QM_OK;  // other depths have no counts
