@@ -848,6 +848,7 @@ TEST(MemoryFailureOfFloatPictures, LeavesTheStartValuesOfMinMax) {
 // Failures in other threads could not be reported by a kernel that has none.
 TEST(MemoryOfTeams, IsThatOfTheCallingThread) {
     if (!FailingAlloc::kWorks) GTEST_SKIP() << "a sanitizer watches the heap";
+    ASSERT_FALSE(Cases::kernels().empty());
     const int before = omp_get_max_threads();
     omp_set_num_threads(3);
     const auto run = [](uint32_t rounds) {
