@@ -198,7 +198,8 @@ class QM_API CQmHistoAPI_Base {
     /// of `pfMax`; what lies outside is dropped. Of the intensity only the first quarter of the
     /// block is copied, and the rest of it stays. Counts are 32-bit words also where bins have 8
     /// bytes. One component is copied as it is, and the ranges are not read.
-    /// @return 0, also when there is no memory for the destination's bins: then it has none; -4 for a
+    /// @return 0, also when there is no memory for the destination's bins: then it has none; -4 for
+    /// a
     ///         null record; -9 for different formats
     static int MakeCommonRange(SQmHisto* pDst, SQmHisto* pSrc, const float* pfMin,
                                const float* pfMax);
