@@ -117,9 +117,10 @@ class QM_API SQmFloatPicBufAPI_Base {
 
     // ----- Minima and maxima ---------------------------------------------------------------------
 
-    /// Copies minima and maxima into arrays that are made as long as the source's; the
-    /// destination's uiComponents stays. 0, and nothing happens, when the source is null or lacks
-    /// an array; -9 for a destination of null. Without memory an array is null afterwards.
+    /// Copies minima and maxima into arrays that are made as long as the source's. The
+    /// destination's uiComponents stays: where it is another one, the record is fit for Reinit and
+    /// Free only. 0, and nothing happens, when the source is null or lacks an array; -9 for a
+    /// destination of null. Without memory an array is null afterwards.
     static int CopyMinMaxInfo(SQmFloatPicBuf* pDst, SQmFloatPicBuf* pSrc);
     /// The same without allocating: -9 unless both records have both arrays and as many components.
     static int CopyMinMaxComp(SQmFloatPicBuf* pDst, SQmFloatPicBuf* pSrc);

@@ -85,8 +85,9 @@ class QM_API CQmHistoAPI_Base {
     ///
     /// `uiRoiMode` 0 counts the whole picture, 1 the rectangle, others nothing; every `uiStepX`-th
     /// pixel of every `uiStepY`-th row, a step of 0 being 1. Fit the record to the picture *before*
-    /// a rectangle is set: if this call has to do it, the rectangle is as wide as the picture and
-    /// as high as before. What lies outside of the picture is not counted.
+    /// a rectangle is set: if this call has to do it, as it always does for 8-byte bins, the
+    /// rectangle is as wide as the picture and as high as before. What lies outside of the picture
+    /// is not counted.
     ///
     /// Rows are split among as many threads as there are processors, fewer for small pictures, each
     /// with bins of its own; the counts are the same for every number of threads.
@@ -197,7 +198,9 @@ class QM_API CQmHistoAPI_Base {
     /// of `pfMax`; what lies outside is dropped. Of the intensity only the first quarter of the
     /// block is copied, and the rest of it stays. Counts are 32-bit words also where bins have 8
     /// bytes. One component is copied as it is, and the ranges are not read.
-    /// @return 0; -4 for a null record; -9 for different formats
+    /// @return 0, also when there is no memory for the destination's bins: then it has none; -4 for
+    /// a
+    ///         null record; -9 for different formats
     static int MakeCommonRange(SQmHisto* pDst, SQmHisto* pSrc, const float* pfMin,
                                const float* pfMax);
 };

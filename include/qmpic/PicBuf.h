@@ -164,14 +164,27 @@ class QM_API SQmPicBufAPI_Base {
                                   int iComp, int nSamples, const SQmPicBuf* pMask, bool* pbCancel);
 
     // ----- Limits of the values in a picture -----------------------------------------------------
+    //
+    // A histogram of all pixels is counted and asked for its levels. -9 for a null picture, else
+    // the code of the statistic. If there is no memory for the histogram, nothing is written.
 
+    /// CQmHistoAPI_Base::GetLowHigh with fractions. A depth that histograms do not know (above 16
+    /// bits) leaves the bins empty: low is the last bin, 65535, and high is 0.
     static int FindLowHighInHistogram(const SQmPicBuf* pBuf, std::uint32_t* puiLow,
                                       std::uint32_t* puiHigh, double dLow, double dHigh);
+    /// The same of a float picture, in 65536 bins from the least to the greatest value of each
+    /// component. The picture's ranges are filled as in CQmHistoAPI_Base::Calculate, whose failure
+    /// is returned.
     static int FindLowHighInHistogram(SQmFloatPicBuf* pBuf, std::uint32_t* puiLow,
                                       std::uint32_t* puiHigh, double dLow, double dHigh);
+    /// CQmHistoAPI_Base::GetLowHighAbs with numbers of pixels. Above 16 bits a bin is 2^k values,
+    /// k = uiBpc - 16, and levels are values: the first of its bin for low, the last for high, so
+    /// that bin 3 of 20 bits is 48 and 63. They are made so also of what a count of 0 has left in
+    /// the arrays.
     static int FindLowHighAbsInHistogram(SQmPicBuf* pBuf, std::uint32_t* puiLow,
                                          std::uint32_t* puiHigh, std::uint32_t uiLowCount,
                                          std::uint32_t uiHighCount);
+    /// The same with CQmHistoAPI_Base::GetLowHighFreqAbs.
     static int FindLowHighFreqAbsInHistogram(SQmPicBuf* pBuf, std::uint32_t* puiLow,
                                              std::uint32_t* puiHigh, std::uint32_t uiLowCount,
                                              std::uint32_t uiHighCount);

@@ -132,6 +132,25 @@ T merged(T old, T made, uint32_t merge) {
     return static_cast<T>(merge == kReplace ? made : merge == kOr ? old | made : old & made);
 }
 
+/// Pixels one after the other: those of bits `first` to `end` of a row.
+template <class T, class Value>
+void paint_singly(Sample<T>* d, const Sample<uint8_t>* mask, uint64_t first, uint64_t end,
+                  const Value* value, uint64_t count, uint32_t merge) {
+    for (uint64_t x = first; x < end; ++x, d += count) {
+        const bool is_set = (mask[x / 8] & 0x80 >> x % 8) != 0;
+        const auto each = [=](uint32_t known) {  // each a loop of its own
+            for (uint64_t c = 0; c < count; ++c)
+                d[c] = merged<T>(d[c], is_set ? T{value[c]} : T{0}, known);
+        };
+        if (merge == kReplace)
+            each(kReplace);
+        else if (merge == kOr)
+            each(kOr);
+        else
+            each(kAnd);
+    }
+}
+
 /// A pixel of one or three units, repeated over a group.
 template <class T, uint32_t count>
 class Brush {
@@ -155,7 +174,8 @@ class Brush {
             d += kGroup * count;
             mask += kGroup / 8;
         }
-        if (width == 0) return;
+        if (width * count <= 16)  // or none
+            return paint_singly(d, mask, first_bit, first_bit + width, value_, count, merge);
         Sample<uint8_t> last[kGroup / 8 + 1] = {};
         std::memcpy(last, mask, (first_bit + width + 7) / 8);
         paint<1>(d, last, first_bit, static_cast<uint32_t>(width), merge);
@@ -211,16 +231,21 @@ class Brush {
     template <uint32_t groups, uint32_t merge>
     void put(Sample<T>* d, const uint8_t* flags, uint32_t n) const {
         constexpr uint32_t all = groups * kGroup * count, step = count == 1 ? all : period;
-        const auto sample = [&](uint32_t i, uint32_t at) {
+        const auto made = [&](uint32_t i, uint32_t at) {
             const auto mask = static_cast<std::make_signed_t<T>>(static_cast<int8_t>(flags[i]));
-            d[i] = merged<T>(d[i], static_cast<T>(mask & value_[count == 1 ? 0 : at]), merge);
+            return static_cast<T>(mask & value_[count == 1 ? 0 : at]);
         };
         if (groups == 1 && n < kGroup) {
-            for (uint32_t i = 0; i < n * count; ++i) sample(i, i);
+            alignas(64) Sample<T> group[kGroup * count];
+            for (uint32_t i = 0; i < kGroup * count; ++i) group[i] = made(i, i);
+            const auto op = [](T old, T now) { return merged<T>(old, now, merge); };
+            detail::dense_row(d, n * count, op, static_cast<const Sample<T>*>(d),
+                              static_cast<const Sample<T>*>(group));
             return;
         }
         for (uint32_t first = 0; first < all; first += step)
-            for (uint32_t i = 0; i < step; ++i) sample(first + i, i);
+            for (uint32_t i = 0; i < step; ++i)
+                d[first + i] = merged<T>(d[first + i], made(first + i, i), merge);
     }
 
     T value_[period];
@@ -242,25 +267,9 @@ template <class T>
 int unpack_any(UnpackCall call, uint32_t components) {
     walk_rows(call.team, call.area.rows, [=](RowRange rows) {
         const auto* const value = static_cast<const Sample<T>*>(call.value);
-        for (uint64_t y = rows.first; y < rows.last; ++y) {
-            Sample<T>* d = call.dst.row<T>(y);
-            const Sample<uint8_t>* const mask = call.mask.row<uint8_t>(y);
-            for (uint64_t x = call.first_bit; x < call.area.width + call.first_bit; ++x) {
-                const bool is_set = (mask[x / 8] & 0x80 >> x % 8) != 0;
-                const T all = is_set ? static_cast<T>(~T{0}) : T{0};
-                const auto each = [&](uint32_t merge) {
-                    for (uint64_t c = 0; c < components; ++c)
-                        d[c] = merged<T>(d[c], value[c] & all, merge);
-                };
-                if (call.merge == kReplace)
-                    each(kReplace);
-                else if (call.merge == kOr)
-                    each(kOr);
-                else
-                    each(kAnd);
-                d += components;
-            }
-        }
+        for (uint64_t y = rows.first; y < rows.last; ++y)
+            paint_singly(call.dst.row<T>(y), call.mask.row<uint8_t>(y), call.first_bit,
+                         call.first_bit + call.area.width, value, components, call.merge);
     });
     return QM_OK;
 }

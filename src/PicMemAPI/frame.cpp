@@ -25,6 +25,15 @@ void change_whole(Dst dst, const void* new_value, const void* old_value, Area ar
                   [=](Whole there) { return there == old ? now : there; });
 }
 
+/// Pixels of three samples, one after the other.
+template <class T>
+void change_each_triple(Sample<T>* d, uint64_t pixels, const T* now, const T* old) {
+    const T n0 = now[0], n1 = now[1], n2 = now[2], o0 = old[0], o1 = old[1], o2 = old[2];
+#pragma GCC unroll 4
+    for (uint64_t x = 0; x < pixels; ++x, d += 3)
+        if (d[0] == o0 && d[1] == o1 && d[2] == o2) d[0] = n0, d[1] = n1, d[2] = n2;
+}
+
 /// Pixels of three samples, many at a time: a sample starts an old pixel if it and the two behind
 /// it say so, and is changed if it or one of the two before it starts one.
 template <class T>
@@ -75,35 +84,42 @@ struct Triples {
             change_block(d + x);
             x += kSamples;
         }
-        for (; x < samples; x += 3)
-            if (d[x] == old[0] && d[x + 1] == old[1] && d[x + 2] == old[2])
-                for (uint64_t i = 0; i < 3; ++i) d[x + i] = now[i];
+        change_each_triple(d + x, (samples - x) / 3, now, old);
     }
 };
 
-/// From here on blocks are faster: making them ready takes as long as 700 pixels one by one.
-constexpr uint64_t kManyPixels = 1024;
+/// From here on blocks are faster: making them ready takes as long as 1000 pixels one by one.
+constexpr uint64_t kManyPixels = 2048;
 
 template <class T>
 void change_triples(Dst dst, const void* new_value, const void* old_value, Area area) {
-    area = joined(kCallingThread, {3 * area.width, area.rows}, {{dst.stride, sizeof(T)}});
+    area = joined(kCallingThread, area, {{dst.stride, 3 * sizeof(T)}});
+    if (area.width * area.rows < kManyPixels) {
+        T now[3], old[3];
+        std::memcpy(now, new_value, sizeof now);
+        std::memcpy(old, old_value, sizeof old);
+        for (uint64_t y = 0; y < area.rows; ++y)
+            change_each_triple(dst.row<T>(y), area.width, now, old);
+        return;
+    }
     const Triples<T> triples(new_value, old_value);
     const Triples<T>* const blocks = &triples;  // too long to be copied along
     walk_rows(kCallingThread, area.rows, [=](RowRange rows) {
         for (uint64_t y = rows.first; y < rows.last; ++y)
-            blocks->change_row(dst.row<T>(y), area.width);
+            blocks->change_row(dst.row<T>(y), 3 * area.width);
     });
 }
 
 /// Pixel by pixel. Most differ in the first sample.
-template <class T, uint32_t known>
-void change_each(Dst dst, Count<known> count, const T* now, const T* old, Area area) {
+template <class T>
+void change_each(Dst dst, uint32_t count, const T* now, const T* old, Area area) {
+    area = joined(kCallingThread, area, {{dst.stride, count * sizeof(T)}});
     for (uint64_t y = 0; y < area.rows; ++y) {
         Sample<T>* d = dst.row<T>(y);
-        for (uint64_t x = 0; x < area.width; ++x, d += count()) {
+        for (uint64_t x = 0; x < area.width; ++x, d += count) {
             bool same = d[0] == old[0];
-            for (uint64_t i = 1; same && i < count(); ++i) same = d[i] == old[i];
-            if (same) std::memcpy(d, now, count() * sizeof(T));
+            for (uint64_t i = 1; same && i < count; ++i) same = d[i] == old[i];
+            if (same) std::memcpy(d, now, count * sizeof(T));
         }
     }
 }
@@ -115,10 +131,7 @@ int change_samples(Dst dst, uint32_t components, const void* new_value, const vo
     const auto change = [=](T* now, T* old) {
         std::memcpy(now, new_value, bytes);
         std::memcpy(old, old_value, bytes);
-        if (components == 3)
-            change_each<T, 3>(dst, {}, now, old, area);
-        else
-            change_each<T, 0>(dst, {components}, now, old, area);
+        change_each(dst, components, now, old, area);
         return QM_OK;
     };
     if (T near[2][192]; components <= 192) return change(near[0], near[1]);
@@ -132,8 +145,7 @@ int change_pixels(void* first, uint32_t components, uint32_t stride, const void*
     if (components == 0) return QM_OK;
     const Dst dst{first, stride};
     const Area area = Area::of_pixels(width, size);
-    if (components == 3 && area.width * area.rows >= kManyPixels)
-        return change_triples<T>(dst, new_value, old_value, area), QM_OK;
+    if (components == 3) return change_triples<T>(dst, new_value, old_value, area), QM_OK;
     switch (components * uint64_t{sizeof(T)}) {
     case 1: return change_whole<uint8_t>(dst, new_value, old_value, area), QM_OK;
     case 2: return change_whole<uint16_t>(dst, new_value, old_value, area), QM_OK;

@@ -207,8 +207,12 @@ namespace {
 uint8_t part(uint8_t weight, uint8_t value) {
     return static_cast<uint8_t>(div_255_in_16_bits(static_cast<uint16_t>(weight * value)));
 }
+/// The high half of the product, and the carry of low + high + 1: lanes of 16 bits are enough, if
+/// either half has a product of its own.
 uint16_t part(uint16_t weight, uint16_t value) {
-    return static_cast<uint16_t>(div_65535(uint32_t{weight} * value));
+    const auto high = static_cast<uint16_t>(uint32_t{weight} * value >> 16);
+    const auto low = static_cast<uint16_t>(uint32_t{weight} * value);
+    return static_cast<uint16_t>(high + (low >= static_cast<uint16_t>(~high)));
 }
 
 /// A weight on the scale of F, modulo F + 1.
@@ -263,6 +267,32 @@ struct WeightedSum {
     }
 };
 
+/// The same for a row, in blocks: first each sample's part, then the sums. Pixel by pixel SSE2,
+/// which has no shuffle for steps of three, would stay scalar.
+template <class T, size_t count>
+struct WeightedRow {
+    static constexpr uint64_t kBlock = 32;
+    uint64_t width;
+    uint16_t weights[count * kBlock];
+    WeightedRow(uint64_t pixels, const std::array<T, count>& given) : width(pixels) {
+        for (uint64_t i = 0; i < count * kBlock; ++i) weights[i] = given[i % count];
+    }
+    void operator()(Sample<T>* d, const Sample<T>* s) const {
+        T parts[count * kBlock];
+        for (uint64_t x = 0; x < width; x += kBlock) {
+            const uint64_t pixels = std::min(kBlock, width - x);
+            for (uint64_t i = 0; i < count * pixels; ++i)
+                parts[i] = part(static_cast<T>(weights[i]), T{s[count * x + i]});
+            for (uint64_t i = 0; i < pixels; ++i) {
+                T grey = 0;
+                for (uint64_t c = 0; c < count; ++c)
+                    grey = static_cast<T>(grey + parts[count * i + c]);
+                d[x + i] = grey;
+            }
+        }
+    }
+};
+
 /// (sum + count / 2) / count, stored in the low bits of `Kept`.
 template <class T, uint32_t count, class Kept = T>
 struct Mean {
@@ -282,6 +312,14 @@ int weigh(Dst dst, Src src, std::array<T, count> weights, Area area) {
                                         [=](Sample<T>* d, const Sample<T>* s, uint64_t width) {
                                             avx512::weigh(d, s, width, weights);
                                         });
+            return QM_OK;
+        }
+    if constexpr (count == 3)
+        if (active_isa() == Isa::Sse2) {
+            area = joined(kCallingThread, area,
+                          {{dst.stride, sizeof(T)}, {src.stride, count * sizeof(T)}});
+            each_row<T, T>(kCallingThread, dst, src, area,
+                           WeightedRow<T, count>(area.width, weights));
             return QM_OK;
         }
     each_pixel<T, T, 1, count>(kCallingThread, dst, {}, src, {}, area,

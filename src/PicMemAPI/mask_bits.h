@@ -5,6 +5,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "PicMemAPI/bit_words.h"
+#include "PicMemAPI/mask_bits_avx512.h"
 #include "core/cancel.h"
 #include "core/rows.h"
 
@@ -31,8 +33,21 @@ struct MaskArea {
 
 // ----- Tests: a flag for a sample ----------------------------------------------------------------
 
-/// Is a sample within its component's limits, both included; or outside of them. Limits repeat
-/// every `period` samples, which is what a group takes at a time.
+/// Limits, both included, as one comparison of value - low, which wraps; turned round where what
+/// lies outside counts. No value lies between limits in the wrong order: all are in the full range
+/// then, and that is turned round once more.
+template <class T>
+struct Range {
+    T low, span;
+    bool flips;
+    Range(T from, T to, bool inside)
+        : low(from <= to ? from : T{0}),
+          span(static_cast<T>(from <= to ? to - from : ~T{0})),
+          flips(inside != (from <= to)) {}
+};
+
+/// Does a sample lie within its component's range? Ranges repeat every `period` samples, which is
+/// what a group takes at a time.
 template <class T, uint32_t count>
 class InRange {
   public:
@@ -42,26 +57,27 @@ class InRange {
 
     /// Pixels with the limits.
     InRange(const Sample<T>* low, const Sample<T>* high, bool inside) {
-        for (uint32_t i = 0; i < period; ++i) set(i, low[i % count], high[i % count], inside);
+        for (uint32_t i = 0; i < count; ++i) {
+            const Range<T> range(low[i], high[i], inside);
+            low_[i] = range.low;
+            span_[i] = range.span;
+            flip_[i] = range.flips ? static_cast<T>(~T{0}) : T{0};
+        }
+        for (uint32_t i = count; i < period; ++i) {
+            low_[i] = low_[i - count];
+            span_[i] = span_[i - count];
+            flip_[i] = flip_[i - count];
+        }
     }
 
     /// All bits or none. `i`: place in a group.
     T flag(T value, uint32_t i) const {
         const uint32_t at = count == 1 ? 0 : i;
-        const T within = static_cast<T>(value - low_[at]) <= span_[at] ? static_cast<T>(~T{0}) : T{0};
-        return within ^ flip_[at];
+        const bool within = static_cast<T>(value - low_[at]) <= span_[at];
+        return (within ? static_cast<T>(~T{0}) : T{0}) ^ flip_[at];
     }
 
   private:
-    // One comparison of value - low, which wraps. No sample lies between limits in the wrong order:
-    // then every sample is within the full range, and that is turned round.
-    void set(uint32_t at, T low, T high, bool inside) {
-        const bool empty = low > high;
-        low_[at] = empty ? T{0} : low;
-        span_[at] = static_cast<T>(empty ? ~T{0} : high - low);
-        flip_[at] = inside == empty ? static_cast<T>(~T{0}) : T{0};
-    }
-
     T low_[period], span_[period], flip_[period];
 };
 
@@ -73,76 +89,11 @@ class SharesBit {
     static constexpr uint32_t components = 1, period = 1;
 
     explicit SharesBit(T value) : value_(value) {}
-    T flag(T value, uint32_t) const {
-        return (value & value_) != 0 ? static_cast<T>(~T{0}) : T{0};
-    }
+    T flag(T value, uint32_t) const { return (value & value_) != 0 ? static_cast<T>(~T{0}) : T{0}; }
 
   private:
     T value_;
 };
-
-// ----- Bits of words -----------------------------------------------------------------------------
-
-namespace bits {
-
-/// Where flag i of a word of eight has its bit: from the left, as masks have it, or from the right.
-inline constexpr uint64_t kFromLeft = 0x0102040810204080, kFromRight = 0x8040201008040201;
-
-/// Eight flags to a byte.
-template <uint32_t bytes, uint64_t places>
-void fold(const uint8_t* flags, uint8_t* out) {
-    const auto* const words = reinterpret_cast<const Sample<uint64_t>*>(flags);
-    for (uint32_t i = 0; i < bytes; ++i) {
-        uint64_t word = words[i] & places;
-        word |= word >> 32;
-        word |= word >> 16;
-        word |= word >> 8;
-        out[i] = static_cast<uint8_t>(word);
-    }
-}
-
-/// The bits of each byte the other way round.
-constexpr uint64_t reversed(uint64_t word) {
-    word = (word >> 1 & 0x5555555555555555) | (word & 0x5555555555555555) << 1;
-    word = (word >> 2 & 0x3333333333333333) | (word & 0x3333333333333333) << 2;
-    return (word >> 4 & 0x0F0F0F0F0F0F0F0F) | (word & 0x0F0F0F0F0F0F0F0F) << 4;
-}
-
-/// Bits 0, 3, 6 to 63 side by side.
-constexpr uint64_t every_third(uint64_t word) {
-    word &= 0x9249249249249249;
-    word = (word | word >> 2) & 0x30C30C30C30C30C3;
-    word = (word | word >> 4) & 0xF00F00F00F00F00F;
-    word = (word | word >> 8) & 0x00FF0000FF0000FF;
-    word = (word | word >> 16) & 0xFFFF00000000FFFF;
-    return (word | word >> 32) & 0x3FFFFF;
-}
-/// Back: the low 22 bits at 0, 3, 6 to 63.
-constexpr uint64_t apart(uint64_t word) {
-    word &= 0x3FFFFF;
-    word = (word | word << 32) & 0xFFFF00000000FFFF;
-    word = (word | word << 16) & 0x00FF0000FF0000FF;
-    word = (word | word << 8) & 0xF00F00F00F00F00F;
-    word = (word | word << 4) & 0x30C30C30C30C30C3;
-    return (word | word << 2) & 0x9249249249249249;
-}
-
-/// 64 bits, each of them the AND of three of 192. Pixels 0, 22 and 43 begin in bits 0, 66 and 129.
-constexpr uint64_t all_of_three(const uint64_t (&w)[3]) {
-    const uint64_t a = w[0] & (w[0] >> 1 | w[1] << 63) & (w[0] >> 2 | w[1] << 62);
-    const uint64_t b = w[1] & (w[1] >> 1 | w[2] << 63) & (w[1] >> 2 | w[2] << 62);
-    const uint64_t c = w[2] & w[2] >> 1 & w[2] >> 2;
-    return every_third(a) | every_third(b >> 2) << 22 | every_third(c >> 1) << 43;
-}
-/// Back: 192 bits, each of 64 three times.
-constexpr void thrice(uint64_t word, uint64_t (&w)[3]) {
-    const uint64_t a = apart(word), b = 7 * apart(word >> 22 & 0x1FFFFF), c = 7 * apart(word >> 43);
-    w[0] = a | a << 1 | a << 2;
-    w[1] = b << 2 | a >> 63 | a >> 62;
-    w[2] = c << 1 | b >> 62;
-}
-
-}  // namespace bits
 
 // ----- Judges: bytes of bits from pixels ---------------------------------------------------------
 
@@ -221,6 +172,41 @@ class Judge {
     static constexpr uint32_t count = Test::components, kPixelBytes = count * sizeof(Unit);
 
     Test test_;
+};
+
+/// The same ranges where AVX-512 runs.
+template <class T, uint32_t count>
+class JudgeByAvx512 {
+  public:
+    JudgeByAvx512(const Sample<T>* low, const Sample<T>* high, bool inside) {
+        constexpr uint64_t each =
+            count == 3 ? bits::kEveryThird : ~uint64_t{0} / ((1 << count) - 1);
+        for (uint32_t i = 0; i < count; ++i) {
+            const Range<T> range(low[i], high[i], inside);
+            limits_.low[i] = range.low;
+            limits_.span[i] = range.span;
+            for (uint32_t v = 0; range.flips && v < limits_.vectors; ++v)
+                limits_.flip[v] |= each << (i + 2 * v) % count;
+        }
+        for (uint32_t i = count; i < limits_.samples; ++i) {
+            limits_.low[i] = limits_.low[i - count];
+            limits_.span[i] = limits_.span[i - count];
+        }
+    }
+
+    uint64_t pixel_bytes() const { return count * sizeof(T); }
+
+    template <uint32_t groups>
+    void whole(const Sample<uint8_t>* pixels, uint8_t* out) const {
+        avx512::judge_groups(pixels, groups, limits_, out);
+    }
+
+    void part(const Sample<uint8_t>* pixels, uint32_t at, uint32_t n, uint8_t* out) const {
+        avx512::judge_part(pixels, at, n, limits_, out);
+    }
+
+  private:
+    avx512::Limits<T, count> limits_ = {};
 };
 
 /// Pixels of any number of samples, one after the other; every pixel of none counts.

@@ -314,6 +314,7 @@ int CQmFloatPicMemAPI_Base::MaskFloatWithGray(float* pDst, uint32_t uiDstCompone
     const uint64_t pixels = area.width * area.rows;
     switch (uiSrcComponents) {
     case 1: mask_pixels(pDst, pSrc, pucMask, pixels, Count<1>{}, ucMax); break;
+    case 2: mask_pixels(pDst, pSrc, pucMask, pixels, Count<2>{}, ucMax); break;
     case 3: mask_pixels(pDst, pSrc, pucMask, pixels, Count<3>{}, ucMax); break;
     case 4: mask_pixels(pDst, pSrc, pucMask, pixels, Count<4>{}, ucMax); break;
     default: mask_pixels(pDst, pSrc, pucMask, pixels, Count<0>{uiSrcComponents}, ucMax);

@@ -39,8 +39,9 @@ constexpr uint32_t kMostLanes = 256;
 template <uint64_t n, uint32_t known>
 void fold_rows(FloatSrc src, Area area, Count<known> count, Lanes<n>* lanes) {
     area = joined(kCallingThread, area, {stride_of(src, sizeof(float))});
+    const float least = lanes->least[0], greatest = lanes->greatest[0];
     walk_rows(kCallingThread, area.rows, [=](RowRange rows) {
-        Lanes<n> local = *lanes;
+        Lanes<n> local(least, greatest);
         for (uint64_t y = rows.first; y < rows.last; ++y) {
             const Sample<float>* const s = src.row(y);
             uint64_t x = 0;
@@ -54,8 +55,9 @@ void fold_rows(FloatSrc src, Area area, Count<known> count, Lanes<n>* lanes) {
 /// Components first to first + count of the pixels, a lane each.
 void fold_pixels(FloatSrc src, Area area, uint32_t components, uint32_t first, uint64_t count,
                  Lanes<kMostLanes>* lanes) {
+    const float least = lanes->least[0], greatest = lanes->greatest[0];
     walk_rows(kCallingThread, area.rows, [=](RowRange rows) {
-        Lanes<kMostLanes> local = *lanes;
+        Lanes<kMostLanes> local(least, greatest);
         for (uint64_t y = rows.first; y < rows.last; ++y) {
             const Sample<float>* s = src.row(y) + first;
             for (uint64_t x = 0; x < area.width; ++x, s += components) local.fold(s, count);
@@ -90,30 +92,106 @@ struct Extremes {
     void find_in_rows(Count<known> count, float* min, float* max) const {
         Lanes<known != 0 ? known : kMostLanes> lanes(least_start, greatest_start);
         fold_rows(src, {area.width * components, area.rows}, count, &lanes);
-        for (uint32_t c = 0; c < components; ++c) {
-            if (min != nullptr) min[c] = best_of(lanes.least, count(), c, std::less<>{});
-            if (max != nullptr) max[c] = best_of(lanes.greatest, count(), c, std::greater<>{});
+        if (min != nullptr) join(lanes.least, count(), min, std::less<>{});
+        if (max != nullptr) join(lanes.greatest, count(), max, std::greater<>{});
+    }
+
+    /// Halves the lanes while a half is whole pixels, and then compares pixel with pixel.
+    template <class Beats>
+    void join(const float* lanes, uint64_t count, float* best, Beats beats) const {
+        float left[kMostLanes];
+        std::copy_n(lanes, count, left);
+        uint64_t n = count;
+        for (; n % (2 * components) == 0; n /= 2)
+            for (uint64_t i = 0; i < n / 2; ++i)
+                left[i] = beats(left[n / 2 + i], left[i]) ? left[n / 2 + i] : left[i];
+        for (uint64_t i = components; i < n; ++i) {
+            float& other = left[i % components];
+            other = beats(left[i], other) ? left[i] : other;
         }
+        for (uint32_t c = 0; c < components; ++c)
+            best[c] = left[c] == 0 ? zero_of(lanes, count, c) : left[c];
     }
 
     /// Within a lane the first zero has won. If lanes differ in its sign, it is looked for.
-    template <class Beats>
-    float best_of(const float* lanes, uint64_t count, uint32_t component, Beats beats) const {
-        float best = lanes[component];
+    float zero_of(const float* lanes, uint64_t count, uint32_t component) const {
         bool positive = false, negative = false;
-        for (uint64_t i = component; i < count; i += components) {
-            if (beats(lanes[i], best)) best = lanes[i];
+        for (uint64_t i = component; i < count; i += components)
             if (lanes[i] == 0) (std::signbit(lanes[i]) ? negative : positive) = true;
-        }
-        return best == 0 && positive && negative ? first_zero(component) : best;
-    }
-    float first_zero(uint32_t component) const {
+        if (!negative) return 0.0f;
+        if (!positive) return -0.0f;
         for (uint64_t y = 0; y < area.rows; ++y)
             for (uint64_t x = 0; x < area.width; ++x)
                 if (const float value = src.row(y)[x * components + component]; value == 0)
                     return value;
-        return 0;
+        return 0.0f;
     }
+};
+
+/// A sum in double that is rounded after each sample, as it would be one sample after the other,
+/// made of blocks of samples.
+///
+/// While a sum stays between two powers of two it is a multiple of one unit, and adding a sample is
+/// adding the sample's nearest multiple of this unit. Such multiples can be added in any order, and
+/// none of their sums is rounded. Only a sample in the middle between two multiples goes to the one
+/// that makes the sum even. So a block is summed at once unless it holds such a sample or may leave
+/// the two powers of two.
+class SumInOrder {
+  public:
+    void add(const Sample<float>* s, uint64_t count) {
+        uint64_t x = 0;
+        for (; x + kBlock <= count; x += kBlock) {
+            if (one_by_one_ == 0 && sum_ != 0 && add_at_once(s + x)) {
+                failures_ = 0;
+                continue;
+            }
+            // What fails again and again is tried less often, so that trying costs nothing.
+            if (one_by_one_ == 0) one_by_one_ = uint64_t{1} << std::min(failures_++, 6u);
+            --one_by_one_;
+            add_one_by_one(s + x, kBlock);
+        }
+        add_one_by_one(s + x, count - x);
+    }
+    double value() const { return sum_; }
+
+  private:
+    static constexpr uint64_t kBlock = 256, kLanes = 16;
+
+    void add_one_by_one(const Sample<float>* s, uint64_t count) {
+        for (uint64_t i = 0; i < count; ++i) sum_ += s[i];
+    }
+
+    bool add_at_once(const Sample<float>* s) {
+        const double size = std::fabs(sum_);
+        const double power =
+            std::bit_cast<double>(std::bit_cast<uint64_t>(size) & 0x7FF0'0000'0000'0000);
+        const double rounder = 1.5 * power;  // what is added to it becomes a multiple of the unit
+        const double half_unit = power * 0x1p-53;
+        double sums[kLanes] = {}, sizes[kLanes] = {}, rests[kLanes] = {};
+        for (uint64_t x = 0; x < kBlock; x += kLanes)
+            for (uint64_t i = 0; i < kLanes; ++i) {
+                const double value = s[x + i], multiple = (value + rounder) - rounder;
+                const double rest = std::fabs(value - multiple);
+                sums[i] += multiple;
+                sizes[i] += std::fabs(multiple);
+                rests[i] = rest > rests[i] ? rest : rests[i];
+            }
+        for (uint64_t n = kLanes / 2; n > 0; n /= 2)
+            for (uint64_t i = 0; i < n; ++i) {
+                sums[i] += sums[i + n];
+                sizes[i] += sizes[i + n];
+                rests[i] = rests[i + n] > rests[i] ? rests[i + n] : rests[i];
+            }
+        // Also false for NaNs and infinities.
+        const bool exact =
+            rests[0] < half_unit && size - sizes[0] > power && size + sizes[0] < 2 * power;
+        if (exact) sum_ += sums[0];
+        return exact;
+    }
+
+    double sum_ = 0;
+    uint64_t one_by_one_ = 0;
+    uint32_t failures_ = 0;
 };
 
 /// What a sample adds to the sum of its component.
@@ -199,10 +277,16 @@ double CQmFloatPicMemAPI_Base::Mean(const float* pData, uint32_t uiWidthBytes,
                                     uint64_t uiSizeInPixels) {
     if (nothing_to_do(pData, uiWidth, uiSizeInPixels)) return 0.0;
     const FloatSrc src{pData, uiWidthBytes};
-    const Area area = Area::of_samples(uiComponents, uiWidth, uiSizeInPixels);
+    const Area area =
+        joined(kCallingThread, Area::of_samples(uiComponents, uiWidth, uiSizeInPixels),
+               {stride_of(src, sizeof(float))});
     double sum = 0;
-    for (uint64_t y = 0; y < area.rows; ++y)
-        for (uint64_t x = 0; x < area.width; ++x) sum += src.row(y)[x];
+    double* const result = &sum;
+    walk_rows(kCallingThread, area.rows, [=](RowRange rows) {
+        SumInOrder in_order;
+        for (uint64_t y = rows.first; y < rows.last; ++y) in_order.add(src.row(y), area.width);
+        *result = in_order.value();
+    });
     return sum / static_cast<double>(uiSizeInPixels);
 }
 

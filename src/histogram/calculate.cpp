@@ -58,8 +58,10 @@ Pixels pixels_of(const SQmPicBuf& picture, const SQmHisto& histo, uint32_t rows)
 
 /// A thread for each processor, but none that would have less to count than its bins cost.
 uint32_t threads_for(uint64_t samples, uint64_t bins) {
+    const uint64_t worth = samples / (bins / 2 + 16384);
+    if (worth < 2) return 1;  // and asks nobody for processors
     const auto processors = static_cast<uint64_t>(std::max(omp_get_num_procs(), 1));
-    return static_cast<uint32_t>(std::clamp<uint64_t>(samples / (bins / 2 + 16384), 1, processors));
+    return static_cast<uint32_t>(std::min(worth, processors));
 }
 
 template <class Bin>

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cfloat>
 
 #include "core/rows.h"
@@ -56,27 +57,76 @@ Limits common_limits(const SQmFloatPicBuf& picture) {
     return all;
 }
 
-/// The low 32 bits of a float truncated to 64, as a vector can do it: 0 from 2^55 on, where they
-/// are, and for infinities and NaN. Below, what is above 2^32 is taken away, which is exact.
-uint32_t low_word(float value) {
-    const float inside = value > -0x1p55f && value < 0x1p55f ? value : 0.0f;
-    const float high = static_cast<float>(static_cast<int32_t>(inside * 0x1p-32f));
-    const float low = inside - high * 0x1p32f;  // between -2^32 and 2^32
-    const float turn = low >= 0x1p31f ? -0x1p32f : low < -0x1p31f ? 0x1p32f : 0.0f;
-    return static_cast<uint32_t>(static_cast<int32_t>(low + turn));
+constexpr int32_t magnitude(float value) {  // orders floats as their absolute values
+    return static_cast<int32_t>(std::bit_cast<uint32_t>(value) & 0x7FFFFFFF);
 }
 
-/// The bin of each value, in single precision and in this order.
+/// The low 32 bits of numbers truncated to 64, which loses the numbers. They are 0 for infinities,
+/// NaN and from 2^55 on. Below, multiples of 2^32 and of 2^8 are taken away first, all of which is
+/// exact.
+void find_low_words(uint32_t* words, float* values, uint32_t count) {
+    for (uint32_t i = 0; i < count; ++i)
+        values[i] = magnitude(values[i]) < magnitude(0x1p55f) ? values[i] : 0;
+    for (uint32_t i = 0; i < count; ++i) {  // apart: with the choice above it would be branches
+        const auto above = static_cast<float>(static_cast<int32_t>(values[i] * 0x1p-32f));
+        const float low = values[i] - above * 0x1p32f;
+        const auto high = static_cast<int32_t>(low * 0x1p-8f);
+        const auto rest = static_cast<int32_t>(low - static_cast<float>(high) * 0x1p8f);
+        words[i] = static_cast<uint32_t>(high) * 256 + static_cast<uint32_t>(rest);
+    }
+}
+
+/// The bin of each value in single precision and in this order.
 void find_bins(uint32_t* bins, const float* values, uint32_t count, Limits limits, float last) {
+    float scaled[kSome];
     const float range = limits.max - limits.min;
+    int32_t large = 0;  // are there any?
+    for (uint32_t i = 0; i < count; ++i) {
+        scaled[i] = (values[i] - limits.min) / range * last;
+        large |= magnitude(scaled[i]) >= magnitude(0x1p31f);
+    }
+    if (large != 0) return find_low_words(bins, scaled, count);
     for (uint32_t i = 0; i < count; ++i)
-        bins[i] = low_word((values[i] - limits.min) / range * last);
+        bins[i] = static_cast<uint32_t>(static_cast<int32_t>(scaled[i]));
 }
 
-/// What is beyond the block is not counted.
+/// Counts bins within 2^bits. Equal neighbours are counted at once, since a bin that is incremented
+/// again and again waits for itself.
 void count_bins(uint32_t* block, uint64_t size, const uint32_t* bins, uint32_t count) {
-    for (uint32_t i = 0; i < count; ++i)
+    constexpr uint32_t few = 16;
+    uint32_t i = 0;
+    for (; i + few <= count; i += few) {
+        uint32_t differ = 0;
+        for (uint32_t k = 0; k < few; ++k) differ |= bins[i + k] ^ bins[i];
+        if (differ == 0) {
+            if (bins[i] < size) block[bins[i]] += few;
+            continue;
+        }
+        for (uint32_t k = 0; k < few; ++k)
+            if (bins[i + k] < size) ++block[bins[i + k]];
+    }
+    for (; i < count; ++i)
         if (bins[i] < size) ++block[bins[i]];
+}
+
+using Planes = float[4][kSome];
+
+template <uint32_t n>
+void take_apart(Planes& planes, const Sample<float>* s, uint32_t count) {
+    for (uint32_t i = 0; i < count; ++i)
+        for (uint32_t c = 0; c < n; ++c) planes[c][i] = s[i * n + c];
+}
+
+/// Takes n components of pixels apart, from s on, pixels lying `step` floats from one another.
+void take_apart(Planes& planes, uint32_t n, const Sample<float>* s, uint64_t step, uint32_t count) {
+    switch (n == step ? n : 0) {  // as constants, for vectors
+    case 1: return take_apart<1>(planes, s, count);
+    case 2: return take_apart<2>(planes, s, count);
+    case 3: return take_apart<3>(planes, s, count);
+    case 4: return take_apart<4>(planes, s, count);
+    }
+    for (uint32_t c = 0; c < n; ++c)
+        for (uint32_t i = 0; i < count; ++i) planes[c][i] = s[i * step + c];
 }
 
 /// What is counted of a picture, all of it within the picture, and where. Bins are words of 4 bytes
@@ -90,28 +140,30 @@ struct Job {
     void* const* blocks;
     uint64_t bins;
 
-    void count(const uint32_t* found, uint32_t count, void* block) const {
-        count_bins(static_cast<uint32_t*>(block), bins, found, count);
+    void count(const float* values, uint32_t some, Limits of, void* block) const {
+        uint32_t found[kSome];
+        find_bins(found, values, some, of, static_cast<float>(bins - 1));
+        count_bins(static_cast<uint32_t*>(block), bins, found, some);
     }
     void count_row(uint64_t y) const {
-        float values[kSome], sums[kSome];
-        uint32_t found[kSome];
-        const auto last = static_cast<float>(bins - 1), divisor = static_cast<float>(components);
+        Planes planes;
+        float sums[kSome];
         const uint64_t pixel = uint64_t{step} * components;
         const Sample<float>* s = src.row(top + y) + uint64_t{left} * components;
         for (uint32_t x = 0; x < columns; x += kSome, s += kSome * pixel) {
             const uint32_t some = std::min(kSome, columns - x);
             std::fill_n(sums, some, 0.0f);
-            for (uint32_t c = 0; c < components; ++c) {
-                for (uint32_t i = 0; i < some; ++i) values[i] = s[i * pixel + c];
-                for (uint32_t i = 0; i < some; ++i) sums[i] += values[i];
-                find_bins(found, values, some, limits[c], last);
-                count(found, some, blocks[c]);
+            for (uint32_t c = 0; c < components; c += 4) {
+                const uint32_t n = std::min(4u, components - c);
+                take_apart(planes, n, s + c, pixel, some);
+                for (uint32_t k = 0; k < n; ++k) {
+                    for (uint32_t i = 0; i < some; ++i) sums[i] += planes[k][i];
+                    count(planes[k], some, limits[c + k], blocks[c + k]);
+                }
             }
             if (components == 1) continue;  // its own intensity
-            for (uint32_t i = 0; i < some; ++i) sums[i] /= divisor;
-            find_bins(found, sums, some, common, last);
-            count(found, some, intensity);
+            for (uint32_t i = 0; i < some; ++i) sums[i] /= static_cast<float>(components);
+            count(sums, some, common, intensity);
         }
     }
 };

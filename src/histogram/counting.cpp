@@ -33,7 +33,7 @@ void count_with(Counted call, Count<known> components, Where where) {
             if constexpr (known == 1)
                 return count_single<T, Bin>(call);
             else
-                return count_each<T, Bin, with_intensity, known>(call);
+                return count_several<T, Bin, with_intensity, known>(call);
         }
     }
     count_pixels<T, Bin, with_intensity>(call, components, where);

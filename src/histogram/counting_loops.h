@@ -11,14 +11,13 @@
 /// The loops of counting. What is counted says which bin is written, and no vector can do that: all
 /// of it is scalar, the same at every level, and no shape fits. Two things make it quick. Pixels
 /// that are all equal are counted at once, since a bin that is incremented again and again waits
-/// for itself; and what still is close together goes to tables of small counters or to a second
-/// table. Tables must be cleared and added, so that only long calls use them; they lie on the
-/// stack.
+/// for itself; and single components go to tables of small counters or to a second table by turns.
+/// Tables must be cleared and added, so that only long calls use them; they lie on the stack.
 
 namespace qmpic {
 
 template <class Bin>
-void bump(Sample<Bin>* bins, uint64_t index, uint32_t by = 1) {
+void bump(Sample<Bin>* bins, uint64_t index, uint64_t by = 1) {
     bins[index] = static_cast<Bin>(bins[index] + by);
 }
 
@@ -51,12 +50,21 @@ struct Counted {
     uint32_t kept() const { return max_value(bpc); }
 };
 
-/// Which pixels: all, or those that are not 0 in a mask of `Unit`.
-struct Everywhere {};
-template <class Unit_>
+/// Which pixels of a row: all, or those that are not 0 in a mask of `Unit`.
+struct Everywhere {
+    struct Row {
+        bool has(uint64_t) const { return true; }
+    };
+    Row row(uint64_t) const { return {}; }
+};
+template <class Unit>
 struct Under {
-    using Unit = Unit_;
     Src mask;
+    struct Row {
+        const Sample<Unit>* first;
+        bool has(uint64_t x) const { return first[x] != 0; }
+    };
+    Row row(uint64_t y) const { return {mask.row<Unit>(y)}; }
 };
 
 /// The mean of n words.
@@ -88,13 +96,12 @@ void count_pixels(const Counted& call, Count<known> components, Where where) {
     for (uint64_t c = 0; c < known; ++c) blocks[c] = call.block<Bin>(c);
     for (uint64_t y = 0; y < call.area.rows; y += call.steps.y) {
         const Sample<T>* const s = call.src.row<T>(y);
+        const auto where_in_row = where.row(y);
         for (uint64_t x = 0; x < call.area.width; x += call.steps.x) {
-            if constexpr (masked) {
-                if (where.mask.template row<typename Where::Unit>(y)[x] == 0) {
-                    // The mean of nothing is counted, by the form for any number alone.
-                    if constexpr (with_intensity && known == 0) bump(intensity, 0);
-                    continue;
-                }
+            if (!where_in_row.has(x)) {
+                // The mean of nothing is counted, by the form for any number alone.
+                if constexpr (with_intensity && known == 0) bump(intensity, 0);
+                continue;
             }
             std::conditional_t<known != 0, uint32_t, uint64_t> sum = 0;
             for (uint64_t c = call.first; c < n; ++c) {
@@ -117,58 +124,35 @@ bool four_equal(const void* pixels) {
     };
     constexpr uint64_t length = 3 * bytes;  // which are equal to those one pixel further
     static_assert(length >= 8);
-    uint64_t differs = word(length - 8) ^ word(length - 8 + bytes);
+    if (word(length - 8) != word(length - 8 + bytes)) return false;  // nearly always
+    uint64_t differs = 0;
     for (uint64_t at = 0; at + 8 < length; at += 8) differs |= word(at) ^ word(at + bytes);
     return differs == 0;
 }
 
-/// Each pixel of rows of several components; their blocks are tables enough.
-template <class T, class Bin, bool with_intensity, uint32_t n>
-void count_each(const Counted& call) {
-    const uint32_t kept = call.kept();
-    Sample<Bin>* const intensity = call.intensity_block<Bin>();
-    Sample<Bin>* blocks[n];
-    for (uint32_t c = 0; c < n; ++c) blocks[c] = call.block<Bin>(c);
-    const auto count = [&](const Sample<T>* pixel, uint32_t by) {
-        uint32_t sum = 0;
-        for (uint32_t c = 0; c < n; ++c) {
-            const uint32_t value = pixel[c] & kept;
-            bump(blocks[c], value, by);
-            sum += value;
-        }
-        if constexpr (with_intensity) bump(intensity, sum / n, by);
-    };
-    for (uint64_t y = 0; y < call.area.rows; y += call.steps.y) {
-        const Sample<T>* s = call.src.row<T>(y);
-        uint64_t left = call.area.width;
-        for (; left >= 4; left -= 4, s += 4 * n) {
-            if (four_equal<n * sizeof(T)>(s)) {
-                count(s, 4);
-                continue;
-            }
-            for (uint32_t i = 0; i < 4; ++i) count(s + i * n, 1);
-        }
-        for (; left != 0; --left, s += n) count(s, 1);
-    }
-}
-
-/// Calls `word` with 8 bytes of a row of single components at a time, `equal` instead where all
-/// samples are equal, and `one` with each sample that remains.
+/// Calls `word` with 8 bytes of a row of single components at a time, `equal` with a value and how
+/// often it follows itself, and `one` with each sample that remains.
 template <class T, class Word, class Equal, class One>
 void each_word(const Counted& call, Word word, Equal equal, One one) {
     constexpr uint64_t samples = 8 / sizeof(T);
     constexpr uint32_t bits = 8 * sizeof(T);
     for (uint64_t y = 0; y < call.area.rows; y += call.steps.y) {
         const Sample<T>* s = call.src.row<T>(y);
-        uint64_t left = call.area.width;
-        for (; left >= samples; left -= samples, s += samples) {
+        const Sample<T>* const end = s + call.area.width;
+        const Sample<T>* const last = s + call.area.width / samples * samples;
+        while (s != last) {
             const uint64_t w = *reinterpret_cast<const Sample<uint64_t>*>(s);
-            if (w == (w << bits | w >> (64 - bits)))
-                equal(static_cast<T>(w));
-            else
+            s += samples;
+            if (w != (w << bits | w >> (64 - bits))) {
                 word(w);
+                continue;
+            }
+            uint64_t times = samples;
+            for (; s != last && w == *reinterpret_cast<const Sample<uint64_t>*>(s); s += samples)
+                times += samples;
+            equal(static_cast<T>(w), times);
         }
-        for (; left != 0; --left, ++s) one(T{*s});
+        for (; s != end; ++s) one(T{*s});
     }
 }
 
@@ -185,36 +169,36 @@ void count_by_turns(const Counted& call, Sample<Bin>* bins, Sample<Bin>* other) 
                 bump(other, w >> (i + bits) & kept);
             }
         },
-        [=](T value) { bump(bins, value & kept, 8 / sizeof(T)); },
+        [=](T value, uint64_t times) { bump(bins, value & kept, times); },
         [=](T value) { bump(bins, value & kept); });
 }
 
-template <class Bin>
-void add_table(Sample<Bin>* bins, const auto* table, uint64_t count) {
+template <class Bin, class Counter>
+void add_table(Sample<Bin>* bins, const Counter* table, uint64_t count) {
     for (uint64_t i = 0; i < count; ++i) bins[i] = static_cast<Bin>(bins[i] + table[i]);
 }
 
-/// The same with a second table, for blocks of up to 4096 bins; no power of two apart from others.
+/// The same with a second table, for blocks of up to `most` bins.
 template <class T, class Bin, uint64_t most>
 void count_in_two_tables(const Counted& call, Sample<Bin>* bins) {
     const uint64_t count = uint64_t{call.kept()} + 1;
-    Sample<Bin> other[most + 64 / sizeof(Bin)];
+    Sample<Bin> other[most];
     std::memset(static_cast<void*>(other), 0, count * sizeof(Bin));
     count_by_turns<T>(call, bins, other);
     add_table(bins, other, count);
 }
 
-/// A counter of 8 bits a place, which stay in the nearest cache. What flows over goes to the bins.
+/// A counter of 8 bits a place, which stay in a near cache. What flows over goes to the bins.
 inline bool flows_over(uint8_t* counters, uint64_t place) {
     return __builtin_expect(++counters[place] == 0, 0);
 }
 
-/// Bytes two by two: half the increments. A pair has a counter of its own.
+/// A counter for each pair of bytes that stand side by side: half the increments.
 template <class Bin>
 void count_pairs(const Counted& call, Sample<Bin>* bins) {
     uint8_t pairs[65536];
-    std::memset(pairs, 0, sizeof pairs);
     uint8_t* const counters = pairs;
+    std::memset(counters, 0, sizeof pairs);
     each_word<uint8_t>(
         call,
         [=](uint64_t w) {
@@ -225,7 +209,8 @@ void count_pairs(const Counted& call, Sample<Bin>* bins) {
                 bump(bins, pair >> 8, 256);
             }
         },
-        [=](uint8_t value) { bump(bins, value, 8); }, [=](uint8_t value) { bump(bins, value); });
+        [=](uint8_t value, uint64_t times) { bump(bins, value, times); },
+        [=](uint8_t value) { bump(bins, value); });
     uint32_t firsts[256] = {};
     for (uint32_t second = 0; second < 256; ++second) {
         uint32_t sum = 0;
@@ -253,13 +238,13 @@ void count_scattered(const Counted& call, Sample<Bin>* bins) {
                 if (const uint64_t value = w >> i & kept; flows_over(counters, value))
                     bump(bins, value, 256);
         },
-        [=](uint16_t value) { bump(bins, value & kept, 4); },
+        [=](uint16_t value, uint64_t times) { bump(bins, value & kept, times); },
         [=](uint16_t value) { bump(bins, value & kept); });
     add_table(bins, table, uint64_t{kept} + 1);
 }
 
 /// Do the words lie far apart? Tells by 256 of them, spread over the picture: how often the 16 bins
-/// of a value are met for the first time.
+/// next to a value are met for the first time.
 inline bool is_scattered(const Counted& call) {
     bool met[4096] = {};
     uint32_t first_times = 0;
@@ -287,6 +272,37 @@ void count_single(const Counted& call) {
             return count_scattered(call, bins);
     }
     count_by_turns<T>(call, bins, bins);
+}
+
+/// Rows of several components, four pixels at a time; their blocks are tables enough.
+template <class T, class Bin, bool with_intensity, uint32_t n>
+void count_several(const Counted& call) {
+    const uint32_t kept = call.kept();
+    Sample<Bin>* const intensity = call.intensity_block<Bin>();
+    Sample<Bin>* blocks[n];
+    for (uint32_t c = 0; c < n; ++c) blocks[c] = call.block<Bin>(c);
+    const auto count = [&](const Sample<T>* pixel, uint32_t by) {
+        uint32_t sum = 0;
+#pragma GCC unroll 4
+        for (uint32_t c = 0; c < n; ++c) {
+            const uint32_t value = pixel[c] & kept;
+            bump(blocks[c], value, by);
+            sum += value;
+        }
+        if constexpr (with_intensity) bump(intensity, sum / n, by);
+    };
+    for (uint64_t y = 0; y < call.area.rows; y += call.steps.y) {
+        const Sample<T>* s = call.src.row<T>(y);
+        uint64_t left = call.area.width;
+        for (; left >= 4; left -= 4, s += 4 * n) {
+            if (four_equal<n * sizeof(T)>(s)) {
+                count(s, 4);
+                continue;
+            }
+            for (uint32_t i = 0; i < 4; ++i) count(s + i * n, 1);
+        }
+        for (; left != 0; --left, s += n) count(s, 1);
+    }
 }
 
 }  // namespace qmpic

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cmath>
 #include <cstddef>
+#include <optional>
 
 #include "core/arithmetic.h"
 #include "core/cancel.h"
@@ -96,10 +97,8 @@ struct Samples {
 
     uint32_t bits() const { return storage_bits(picture.uiBpc); }
     /// Rows and pixels that are counted.
-    uint64_t rows() const {
-        return picture.uiHeight == 0 ? 0 : (picture.uiHeight - 1) / step_y + 1;
-    }
-    uint64_t columns() const { return width == 0 ? 0 : (width - 1) / step + 1; }
+    uint64_t rows() const { return (picture.uiHeight - 1) / step_y + 1; }
+    uint64_t columns() const { return (width - 1) / step + 1; }
 
     template <class T>
     Src row(uint64_t y) const {
@@ -150,11 +149,12 @@ void count(const Samples& samples, Scale scale, int* const* blocks) {
     // Few samples go to their bins at once. Of many it is counted first how often each value
     // occurs, by each thread for itself, so that a value is scaled once.
     const bool many = samples.rows() * samples.columns() / threads >= values / 8;
-    const PrivateBlocks<uint32_t> tables(many ? threads : 0, samples.components, values);
-    const bool has_tables = many && tables;
+    std::optional<PrivateBlocks<uint32_t>> memory;  // without it samples go to their bins, too
+    if (many) memory.emplace(threads, samples.components, values);
+    const PrivateBlocks<uint32_t>* const tables = memory && *memory ? &*memory : nullptr;
     in_team(kTeam, [&](Member member) {
         const RowRange rows = member.share(samples.rows());
-        if (!has_tables) {
+        if (tables == nullptr) {
             samples.visit_rows(rows, [&](RowRange run) {
                 for (uint64_t y = run.first; y < run.last; ++y)
                     samples.visit_row<T>(
@@ -162,12 +162,12 @@ void count(const Samples& samples, Scale scale, int* const* blocks) {
             });
             return;
         }
-        void** const own = tables.cleared(member.index);
+        void** const own = tables->cleared(member.index);
         samples.visit_rows(rows, [&](RowRange run) { count_values<T>(samples, run, own); });
         member.wait();
         const RowRange bins = member.share(samples.components * values);
-        uint32_t* const sums = tables.of(0);
-        tables.add_to(sums, 1, member.count, bins);
+        uint32_t* const sums = tables->of(0);
+        tables->add_to(sums, 1, member.count, bins);
         for (uint64_t i = bins.first; i < bins.last; ++i)
             if (sums[i] != 0)
                 scale.add(blocks[i / values], static_cast<uint32_t>(i % values), sums[i]);
@@ -186,9 +186,9 @@ int calculate(int* const* blocks, Scale scale, Samples samples, const SQmPicBuf*
     if (mask != nullptr && !is_mask_of(*mask, samples.picture)) return QM_REJECTED;
     samples.mask = mask;
     samples.cancel = cancel;
-    if (scale.bins <= 0 || samples.picture.pData == nullptr || samples.components == 0)
-        return QM_OK;
-    if (samples.rows() == 0 || samples.columns() == 0) return QM_OK;
+    const SQmPicBuf& picture = samples.picture;
+    if (scale.bins <= 0 || picture.pData == nullptr || picture.uiComponents == 0) return QM_OK;
+    if (picture.uiWidth == 0 || picture.uiHeight == 0) return QM_OK;
     if (samples.bits() == 8) count<uint8_t>(samples, scale, blocks);
     if (samples.bits() == 16) count<uint16_t>(samples, scale, blocks);
     return QM_OK;  // other depths have no counts

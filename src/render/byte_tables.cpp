@@ -10,7 +10,7 @@ namespace qmpic {
 namespace {
 
 // The AVX-512 level does not promise VBMI: processors have the one without the other. There, and at
-// AVX2, sixteen tables of sixteen bytes are still twice as fast as loads.
+// AVX2, sixteen tables of sixteen bytes are still faster than loads.
 bool has_vbmi() { return active_isa() == Isa::Avx512 && CPU_FEATURE_ACTIVE(AVX512_VBMI); }
 
 /// Three tables of 256 bytes, one behind the other.

@@ -74,39 +74,40 @@ struct PixelOfLane {
 };
 constexpr PixelOfLane kPixelOfLane;
 
+// To pixels of three components from such pixels, or from one component each.
+template <uint64_t components>
+[[QM_TARGET_VBMI, gnu::always_inline]] inline void map_pixels(uint8_t* d, const uint8_t* s,
+                                                              uint64_t pixels,
+                                                              const uint8_t (*tables)[256]) {
+    const Table t[3] = {load(tables[0]), load(tables[1]), load(tables[2])};
+    for (uint64_t x = 0; x < pixels; x += 64) {
+        const uint64_t left = 3 * (pixels - x);
+        const __mmask64 m[3] = {first(left), left > 64 ? first(left - 64) : 0,
+                                left > 128 ? first(left - 128) : 0};
+        __m512i v[3];
+        if constexpr (components == 3) {
+            for (int j = 0; j < 3; ++j) v[j] = _mm512_maskz_loadu_epi8(m[j], s + 3 * x + 64 * j);
+        } else {
+            const __m512i values = _mm512_maskz_loadu_epi8(first(pixels - x), s + x);
+            for (int j = 0; j < 3; ++j)
+                v[j] = _mm512_maskz_permutexvar_epi8(kAll, _mm512_load_si512(kPixelOfLane.lanes[j]),
+                                                     values);
+        }
+        look_up(t, v);
+        for (int j = 0; j < 3; ++j) _mm512_mask_storeu_epi8(d + 3 * x + 64 * j, m[j], v[j]);
+    }
+}
+
 }  // namespace
 
 [[QM_TARGET_VBMI]] void map_triples_avx512vbmi(uint8_t* d, const uint8_t* s, uint64_t pixels,
                                                const uint8_t (*tables)[256]) {
-    const Table t[3] = {load(tables[0]), load(tables[1]), load(tables[2])};
-    const uint64_t bytes = 3 * pixels;
-    for (uint64_t i = 0; i < bytes; i += 192) {
-        const uint64_t left = bytes - i;
-        const __mmask64 m[3] = {first(left), left > 64 ? first(left - 64) : 0,
-                                left > 128 ? first(left - 128) : 0};
-        __m512i v[3];
-        for (int j = 0; j < 3; ++j) v[j] = _mm512_maskz_loadu_epi8(m[j], s + i + 64 * j);
-        look_up(t, v);
-        for (int j = 0; j < 3; ++j) _mm512_mask_storeu_epi8(d + i + 64 * j, m[j], v[j]);
-    }
+    map_pixels<3>(d, s, pixels, tables);
 }
 
 [[QM_TARGET_VBMI]] void map_to_triples_avx512vbmi(uint8_t* d, const uint8_t* s, uint64_t pixels,
                                                   const uint8_t (*tables)[256]) {
-    const Table t[3] = {load(tables[0]), load(tables[1]), load(tables[2])};
-    const uint64_t bytes = 3 * pixels;
-    for (uint64_t i = 0; i < bytes; i += 192) {
-        const uint64_t left = bytes - i;
-        const __mmask64 m[3] = {first(left), left > 64 ? first(left - 64) : 0,
-                                left > 128 ? first(left - 128) : 0};
-        const __m512i values = _mm512_maskz_loadu_epi8(first(left / 3), s + i / 3);
-        __m512i v[3];
-        for (int j = 0; j < 3; ++j)
-            v[j] = _mm512_maskz_permutexvar_epi8(kAll, _mm512_load_si512(kPixelOfLane.lanes[j]),
-                                                 values);
-        look_up(t, v);
-        for (int j = 0; j < 3; ++j) _mm512_mask_storeu_epi8(d + i + 64 * j, m[j], v[j]);
-    }
+    map_pixels<1>(d, s, pixels, tables);
 }
 
 }  // namespace qmpic

@@ -104,6 +104,13 @@ struct Composition {
     uint32_t groups() const { return (channels.count + kGroup - 1) / kGroup; }
     bool single() const { return channels.count == 1; }
 
+    void find_limit() {
+        uint32_t least = Channel::kNever;
+        for (uint32_t c = 0; c < channels.count; ++c) least = std::min(least, channel(c).threshold);
+        always = least == 0;
+        limit = static_cast<T>(std::min<uint32_t>(least - 1, T(-1)));
+    }
+
     /// Words that packed tables take; 0 when the picture is too small to pay for them (a look-up
     /// saves what it costs to pack one entry).
     size_t words_to_pack(uint64_t pixels) const {
@@ -114,7 +121,6 @@ struct Composition {
 
     void pack(uint32_t* to) {
         words = to;
-        uint32_t least = Channel::kNever;
         for (uint32_t c = 0; c < channels.count; ++c, to += top + 1) {
             const Channel& one = channel(c);
             pack_rows(one.rows, top + 1, to);
@@ -123,10 +129,7 @@ struct Composition {
             const uint32_t over = single() ? one.over : kColour | flag << 1;
             for (uint64_t value = one.threshold; value <= top; ++value) to[value] = over;
             if (channels.under) to[0] = single() ? one.under : kColour | flag;
-            least = std::min(least, one.threshold);
         }
-        always = least == 0;
-        limit = static_cast<T>(std::min<uint32_t>(least - 1, T(-1)));
         if (marks() && !single()) pack_signals(to);
         if (sizeof(T) == 2) by_gathers = gathering_composer(step, channels.count);
         if (by_gathers == nullptr) return;
@@ -283,7 +286,8 @@ struct Composition {
                 return value >= one.threshold ? one.over : colour_of(one.rows[value]);
             });
         }
-        if (marks())
+        const bool marked = may_mark(s, count);
+        if (marked)
             for (uint64_t x = 0; x < count; ++x) work.hit[x] = signal_of(s + x * step);
         for (uint32_t g = 0; g < channels.count; g += kGroup) {
             const uint32_t n = std::min(kGroup, channels.count - g);
@@ -291,7 +295,7 @@ struct Composition {
                 const ColourRows rows = channel(g + c).rows;
                 const Sample<T>* const from = s + channel(g + c).index;
                 const uint64_t stride = step;
-                if (marks())
+                if (marked)
                     for (uint64_t x = 0; x < count; ++x)
                         work.channel[c].set(
                             x, work.hit[x] == kNoHit ? colour_of(rows[from[x * stride]]) : 0);
@@ -307,7 +311,7 @@ struct Composition {
             default: merge<4>(work, 3 * count, g == 0); break;
             }
         }
-        if (marks())
+        if (marked)
             for (uint64_t x = 0; x < count; ++x)
                 if (work.hit[x] != kNoHit) write_pixel(work.merged.first() + 3 * x, work.hit[x]);
         write_cells(d, work.merged, 3 * count);
@@ -341,15 +345,17 @@ int compose(Team team, Dst dst, Src src, uint32_t components, uint32_t top,
     if (components == 0) return QM_OK;
     if (channels.count == 0) return clear(dst, area, 3), QM_OK;
     Composition<T> all{channels, components, top};
+    all.find_limit();
     std::optional<Scratch<uint32_t>> tables;  // without memory the rows do as well
     if (const size_t words = all.words_to_pack(area.width * area.rows); words != 0)
         if (tables.emplace(words)) all.pack(tables->get());
-    area = joined(team, area, {{dst.stride, 3}, {src.stride, components * sizeof(T)}});
     walk_rows(team, area.rows, [dst, src, area, shared = &all](RowRange rows) {
         const Composition<T> plan = *shared;
-        Workspace work(area.width);
-        for (uint64_t y = rows.first; y < rows.last; ++y)
-            plan.row(work, dst.row<uint8_t>(y), src.row<T>(y), area.width);
+        const Area mine = joined(kCallingThread, {area.width, rows.last - rows.first},
+                                 {{dst.stride, 3}, {src.stride, plan.step * sizeof(T)}});
+        Workspace work(mine.width);
+        for (uint64_t y = rows.first; y < rows.first + mine.rows; ++y)
+            plan.row(work, dst.row<uint8_t>(y), src.row<T>(y), mine.width);
     });
     return QM_OK;
 }
@@ -372,7 +378,8 @@ struct ScreenOfSource {
     }
 };
 
-/// a + b less their geometric mean; below 65536 for all pairs.
+/// a + b less their geometric mean; below 65536 for all pairs. So its cast, like that above, needs
+/// no test whether the value fits, which would take a fifth longer.
 struct GeometricMean {
     uint16_t operator()(uint16_t a, uint16_t b) const {
         const double x = a, y = b;

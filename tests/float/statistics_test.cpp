@@ -331,7 +331,7 @@ TEST(FloatMean, IsRoundedAfterEachSample) {
     for (const Level level : levels()) {
         const ForcedLevel forced(level);
         Random random(5);
-        for (const int kind : {0, 1, 2, 3, 4, 5}) {
+        for (const int kind : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}) {
             Floats x(40000);
             for (float& value : x) {
                 const uint32_t any = random.any();
@@ -342,7 +342,15 @@ TEST(FloatMean, IsRoundedAfterEachSample) {
                 if (kind == 4)
                     value = std::ldexp(static_cast<float>(any & 3), -static_cast<int>(any >> 27));
                 if (kind == 5) value = any % 1000 == 0 ? -1e12f : 1e9f * value;
+                // About a sum whose unit is 2^-9, halves of it are drawn again and again.
+                if (kind == 6) value = static_cast<float>(any & 4095) / 4096;
+                if (kind == 7) value = -static_cast<float>(any & 4095) / 4096;
+                if (kind >= 8) value = static_cast<float>(static_cast<int32_t>(any)) * 0x1p-27f;
             }
+            if (kind == 6 || kind == 8) x[0] = 1e13f;
+            if (kind == 7) x[0] = -1e13f;
+            if (kind == 9) x[0] = 0x1p43f;  // between two units
+
             double sum = 0;
             for (const float value : x) sum += value;
             EXPECT_EQ(Api::Mean(x.data(), 1600, 1, 400, 40000), sum / 40000)

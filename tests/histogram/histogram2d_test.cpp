@@ -65,7 +65,7 @@ class Bins {
 Size draw_size(Round round, uint32_t& components) {
     if (round.number % 8 != 0) return round.random.size(components);
     components = round.random(1, 3);
-    const uint32_t width = round.random.one_of({1u, 3u, 30u, 211u, 1024u, 4099u});
+    const uint32_t width = round.random.one_of({61u, 211u, 1024u, 4099u});
     return {width, (1 << 17) / width + round.random(1, 3)};
 }
 

@@ -200,6 +200,13 @@ TEST_P(Otsu, TakesStridesThroughSomeNumbersOfBins) {
 INSTANTIATE_TEST_SUITE_P(Levels, Otsu, testing::ValuesIn(levels()),
                          [](const auto& info) { return std::string(name_of(info.param)); });
 
+TEST(OtsuThreshold, OfThreeAt16BitsIsThatOfThePlainSearch) {
+    Random random(16);
+    Counts counts(65536, 0);
+    for (size_t i = 0; i < counts.size(); ++i) counts[i] = random(0, 9) + (i / 9000 % 2) * 20;
+    EXPECT_EQ(thresholds(16, 4, counts, 3), searched(counts, 3, 81));
+}
+
 TEST(OtsuThreshold, IsAMultipleOfTheStrideAt16Bits) {
     Counts counts(65536, 0);
     for (size_t i = 10000; i < 12000; ++i) counts[i] = 9;

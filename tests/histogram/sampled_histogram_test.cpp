@@ -407,6 +407,8 @@ TEST(SampledHistogram, CountsNothingInNoBinsOfOtherDepthsOrWithoutPixels) {
         EXPECT_EQ(Api::CalculateCompHistogram(blocks, 256, *empty, 3, nullptr, nullptr), QM_OK);
     }
     EXPECT_EQ(Api::CalculateCompHistogram(blocks, 256, plain, 3, nullptr, nullptr), QM_OK);
+    narrow.uiComponents = 3;
+    EXPECT_EQ(Api::CalculateHistogram(bins.data(), 256, narrow, 2, 0, nullptr, nullptr), QM_OK);
     EXPECT_EQ(bins, Bins(256));
 }
 

@@ -475,7 +475,8 @@ TEST(GetMeanIndex, IsTruncated) {
         EXPECT_EQ(Api::GetMeanIndex(&made, 0), 1u);
         EXPECT_EQ(Api::GetMeanIndex(&made, 1), 7u);  // 7.5
         EXPECT_EQ(Api::GetMeanIndex(&made, 2), kMinus4);
-        EXPECT_EQ(Api::GetMeanIndex(&Made(bin_bytes, 12, {{}}), 0), 0u);
+        const Made none(bin_bytes, 12, {{}});
+        EXPECT_EQ(Api::GetMeanIndex(&none, 0), 0u);
         // Sums have 64 bits.
         const Made large(bin_bytes, 1, {{{250, 0xFFFFFFFF}, {252, 0xFFFFFFFF}}});
         EXPECT_EQ(Api::GetMeanIndex(&large, 0), 251u);

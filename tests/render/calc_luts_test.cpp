@@ -129,7 +129,9 @@ void check_calc_rows(const NamedKernel<CalcLutRowsKernel>& kernel, Round round) 
         [&](uint64_t v, uint32_t c) { return k.cell(v, c, (1u << bpc) - 1); });
 }
 
-void check_rotation(const NamedKernel<RotateLutRowsKernel>& kernel, Round round) {
+/// A kernel that takes one constant a component: cell(value, constant, top).
+template <class Kernel, class Cell>
+void check_one_constant(const Kernel& kernel, Round round, Cell cell) {
     const uint32_t bits = kernel.source.bits, bpc = round.in_turn(depths(bits)),
                    components = round.random(1, bpc > 12 ? 3 : 9);
     const Constants k(components, bpc, round.random);
@@ -139,8 +141,12 @@ void check_rotation(const NamedKernel<RotateLutRowsKernel>& kernel, Round round)
             return kernel.run(static_cast<void* const*>(rows), k.add.data(), components, bpc);
         },
         [&](uint64_t v, uint32_t c) {
-            return rotated(static_cast<double>(v), k.add[c], (1u << bpc) - 1);
+            return cell(static_cast<double>(v), k.add[c], (1u << bpc) - 1);
         });
+}
+
+void check_rotation(const NamedKernel<RotateLutRowsKernel>& kernel, Round round) {
+    check_one_constant(kernel, round, rotated);
 }
 
 template <class Kernel>
@@ -157,17 +163,9 @@ void check_limit(const NamedKernel<Kernel>& kernel, Round round) {
 }
 
 void check_limit_rows(const NamedKernel<LimitLutRowsKernel>& kernel, Round round) {
-    const uint32_t bits = kernel.source.bits, bpc = round.in_turn(depths(bits)),
-                   components = round.random(1, bpc > 12 ? 3 : 9);
-    const Constants k(components, bpc, round.random);
-    check_table(
-        round, components, bits, bpc, true,
-        [&](void* rows) {
-            return kernel.run(static_cast<void* const*>(rows), k.add.data(), components, bpc);
-        },
-        [&](uint64_t v, uint32_t c) {
-            return limited(static_cast<double>(v), k.add[c], kernel.name.starts_with("min"));
-        });
+    check_one_constant(kernel, round, [&](double value, double limit, uint32_t /*top*/) {
+        return limited(value, limit, kernel.name.starts_with("min"));
+    });
 }
 
 std::vector<KernelCase> kernel_cases() {
