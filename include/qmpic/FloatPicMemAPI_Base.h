@@ -17,9 +17,9 @@
 ///
 /// Floats are computed in single precision, step by step as written. What is said to run "on a
 /// team" always shares its rows among an OpenMP team, however few they are; everything else runs in
-/// the calling thread. A destination may be a source (same address, same stride). Where everything
-/// runs in the calling thread, memory may overlap in any way: each sample is read and written
-/// before the next one, in ascending order.
+/// the calling thread. A destination may be a source (same address, same stride). Other overlap is
+/// the caller's fault, but in the operations of the calling thread that compute or convert sample
+/// by sample: those read and write one sample before the next, in ascending order.
 class QM_API CQmFloatPicMemAPI_Base {
   public:
     // ----- Sample by sample ----------------------------------------------------------------------

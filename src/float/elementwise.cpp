@@ -111,39 +111,103 @@ Area packed(uint32_t width, uint32_t height, uint32_t components) {
     return {width * height * components, 1};
 }
 
-constexpr uint64_t kVector = 16;  // floats of the widest one
+/// As many floats of whole pixels as blocks hold; of whole vectors, too, where pixels are small.
+constexpr uint64_t kBlock = 256;
+uint64_t period(uint64_t components) {
+    return components <= 16 ? 16 * components : kBlock / components * components;
+}
 
 /// (x - min) / range of samples whose bounds repeat.
 struct Bounds {
-    float min[kVector * kVector], range[kVector * kVector];
+    float min[kBlock], range[kBlock];
+
+    Bounds(const float* mins, const float* maxs, uint64_t components) {
+        const uint64_t count = period(components);
+        for (uint64_t first = 0; first < count; first += components)
+            for (uint64_t c = 0; c < components; ++c) {
+                min[first + c] = mins[c];
+                range[first + c] = maxs[c] - mins[c];
+            }
+    }
     void apply(Sample<float>* d, uint64_t count) const {
         for (uint64_t i = 0; i < count; ++i) d[i] = (d[i] - min[i]) / range[i];
     }
 };
 
-/// Rows lie whole floats apart, more of them than a stride counts.
-template <class Row>
-void each_float_row(float* first, uint32_t step, uint32_t rows, Row row) {
-    walk_rows(kTeam, rows, [=](RowRange range) {
-        for (uint64_t y = range.first; y < range.last; ++y)
-            row(reinterpret_cast<Sample<float>*>(reinterpret_cast<std::byte*>(first) +
-                                                 y * step * sizeof(float)));
-    });
-}
+/// Rows that lie `step` floats apart, more than a stride counts.
+struct FarRows {
+    float* first;
+    uint32_t step;
+    Sample<float>* row(uint64_t y) const {
+        return reinterpret_cast<Sample<float>*>(reinterpret_cast<std::byte*>(first) +
+                                                y * step * sizeof(float));
+    }
+};
 
-template <uint32_t known>
-void mask_pixels(float* dst, const float* src, const unsigned char* mask, uint64_t pixels,
-                 Count<known> count, float top) {
-    walk_rows(kCallingThread, 1, [=](RowRange) {  // one row of three pictures
-        Sample<float>* const d = FloatDst{dst, 0}.row(0);
-        const Sample<float>* const s = FloatSrc{src, 0}.row(0);
-        for (uint64_t x = 0; x < pixels; ++x) {
-            const float weight = mask[x];
-            for (uint64_t c = 0; c < count(); ++c)
-                d[x * count() + c] = weight * s[x * count() + c] / top;
-        }
-    });
-}
+/// A weight of each pixel times its samples, divided by the greatest weight.
+struct Masked {
+    float* dst;
+    const float* src;
+    const unsigned char* mask;
+    uint64_t pixels;
+    float top;
+
+    /// One sample after the other.
+    template <uint32_t known>
+    void in_order(Count<known> count) const {
+        walk_rows(kCallingThread, 1, [=, *this](RowRange) {  // one row of three pictures
+            Sample<float>* const d = FloatDst{dst, 0}.row(0);
+            const Sample<float>* const s = FloatSrc{src, 0}.row(0);
+            for (uint64_t x = 0; x < pixels; ++x) {
+                const float weight = mask[x];
+                for (uint64_t c = 0; c < count(); ++c)
+                    d[x * count() + c] = weight * s[x * count() + c] / top;
+            }
+        });
+    }
+
+    /// Weights are repeated for some pixels at a time, and then whole vectors are computed.
+    template <uint32_t count>
+    void in_blocks() const {
+        walk_rows(kCallingThread, 1, [=, *this](RowRange) {  // as above
+            Sample<float>* const d = FloatDst{dst, 0}.row(0);
+            const Sample<float>* const s = FloatSrc{src, 0}.row(0);
+            constexpr uint64_t unit = 16 * count, block = kBlock / unit * unit / count;
+            float weights[kBlock];
+            for (uint64_t x = 0; x < pixels; x += block) {
+                const uint64_t n = pixels - x < block ? pixels - x : block;
+                for (uint64_t i = 0; i < n; ++i)
+                    for (uint64_t c = 0; c < count; ++c) weights[i * count + c] = mask[x + i];
+                for (uint64_t i = 0; i < n * count; ++i)
+                    d[x * count + i] = weights[i] * s[x * count + i] / top;
+            }
+        });
+    }
+
+    /// Pixels that are vectors themselves, and some samples.
+    void in_vectors(uint64_t count) const {
+        walk_rows(kCallingThread, 1, [=, *this](RowRange) {  // as above
+            Sample<float>* d = FloatDst{dst, 0}.row(0);
+            const Sample<float>* s = FloatSrc{src, 0}.row(0);
+            for (uint64_t x = 0; x < pixels; ++x, d += count, s += count) {
+                const float weight = mask[x], most = top;
+                const auto op = [=](float a) { return weight * a / most; };
+                uint64_t c = 0;
+                for (; c + 8 <= count; c += 8) detail::Block<float, 8>(op, s + c).store(d + c);
+                for (; c + 4 <= count; c += 4) detail::Block<float, 4>(op, s + c).store(d + c);
+                for (; c < count; ++c) d[c] = op(s[c]);
+            }
+        });
+    }
+
+    /// Is the destination the source, or has it no byte of the source and of the mask?
+    bool is_simple(uint64_t count) const {
+        const auto d = reinterpret_cast<uintptr_t>(dst), s = reinterpret_cast<uintptr_t>(src),
+                   m = reinterpret_cast<uintptr_t>(mask);
+        const uint64_t bytes = pixels * count * sizeof(float);
+        return (d == s || d + bytes <= s || s + bytes <= d) && (d + bytes <= m || m + pixels <= d);
+    }
+};
 
 }  // namespace
 
@@ -276,29 +340,35 @@ int CQmFloatPicMemAPI_Base::Normalize(float* pData, uint32_t uiRowFloats, uint32
                                       const float* pfMax) {
     if (pData == nullptr || pfMin == nullptr || pfMax == nullptr) return QM_REJECTED;
     if (uiComponents == 0) return QM_OK;
+    const FarRows dst{pData, uiRowFloats};
     const uint64_t count = uint64_t{uiComponents} * uiWidth;
-    const uint64_t period = kVector * uiComponents;  // whole vectors of whole pixels
     if (uiComponents == 1) {
         const float min = pfMin[0], range = pfMax[0] - pfMin[0];
-        each_float_row(pData, uiRowFloats, uiHeight, [=](Sample<float>* d) {
-            for (uint64_t x = 0; x < count; ++x) d[x] = (d[x] - min) / range;
+        walk_rows(kTeam, uiHeight, [=](RowRange rows) {
+            for (uint64_t y = rows.first; y < rows.last; ++y) {
+                Sample<float>* const d = dst.row(y);
+                for (uint64_t x = 0; x < count; ++x) d[x] = (d[x] - min) / range;
+            }
         });
-    } else if (uiComponents <= kVector) {
-        Bounds bounds;
-        for (uint64_t i = 0; i < period; ++i) {
-            bounds.min[i] = pfMin[i % uiComponents];
-            bounds.range[i] = pfMax[i % uiComponents] - bounds.min[i];
-        }
-        each_float_row(pData, uiRowFloats, uiHeight, [=](Sample<float>* d) {
-            uint64_t x = 0;
-            for (; x + period <= count; x += period) bounds.apply(d + x, period);
-            bounds.apply(d + x, count - x);
+    } else if (uiComponents <= kBlock) {
+        const uint64_t step = period(uiComponents);
+        walk_rows(kTeam, uiHeight, [=](RowRange rows) {
+            const Bounds bounds(pfMin, pfMax, uiComponents);
+            for (uint64_t y = rows.first; y < rows.last; ++y) {
+                Sample<float>* const d = dst.row(y);
+                uint64_t x = 0;
+                for (; x + step <= count; x += step) bounds.apply(d + x, step);
+                bounds.apply(d + x, count - x);
+            }
         });
     } else {
-        each_float_row(pData, uiRowFloats, uiHeight, [=](Sample<float>* d) {
-            for (uint64_t x = 0; x < uiWidth; ++x, d += uiComponents)
-                for (uint64_t c = 0; c < uiComponents; ++c)
-                    d[c] = (d[c] - pfMin[c]) / (pfMax[c] - pfMin[c]);
+        walk_rows(kTeam, uiHeight, [=](RowRange rows) {
+            for (uint64_t y = rows.first; y < rows.last; ++y)
+                for (uint64_t x = 0; x < count; x += uiComponents) {
+                    Sample<float>* const d = dst.row(y) + x;
+                    for (uint64_t c = 0; c < uiComponents; ++c)
+                        d[c] = (d[c] - pfMin[c]) / (pfMax[c] - pfMin[c]);
+                }
         });
     }
     return QM_OK;
@@ -311,13 +381,24 @@ int CQmFloatPicMemAPI_Base::MaskFloatWithGray(float* pDst, uint32_t uiDstCompone
     if (uiDstComponents != uiSrcComponents) return QM_REJECTED;
     if (nothing_to_do(pDst, pSrc, uiWidth, uiSizeInPixels)) return QM_OK;
     const Area area = Area::of_pixels(uiWidth, uiSizeInPixels);
-    const uint64_t pixels = area.width * area.rows;
+    const Masked masked{pDst, pSrc, pucMask, area.width * area.rows, static_cast<float>(ucMax)};
+    if (masked.is_simple(uiSrcComponents)) {
+        switch (uiSrcComponents) {
+        case 0:
+        case 1:
+        case 2: break;  // samples in order are whole vectors
+        case 3: return masked.in_blocks<3>(), QM_OK;
+        case 4: return masked.in_blocks<4>(), QM_OK;
+        case 5: return masked.in_blocks<5>(), QM_OK;
+        case 6: return masked.in_blocks<6>(), QM_OK;
+        case 7: return masked.in_blocks<7>(), QM_OK;
+        default: return masked.in_vectors(uiSrcComponents), QM_OK;
+        }
+    }
     switch (uiSrcComponents) {
-    case 1: mask_pixels(pDst, pSrc, pucMask, pixels, Count<1>{}, ucMax); break;
-    case 2: mask_pixels(pDst, pSrc, pucMask, pixels, Count<2>{}, ucMax); break;
-    case 3: mask_pixels(pDst, pSrc, pucMask, pixels, Count<3>{}, ucMax); break;
-    case 4: mask_pixels(pDst, pSrc, pucMask, pixels, Count<4>{}, ucMax); break;
-    default: mask_pixels(pDst, pSrc, pucMask, pixels, Count<0>{uiSrcComponents}, ucMax);
+    case 1: masked.in_order(Count<1>{}); break;
+    case 2: masked.in_order(Count<2>{}); break;
+    default: masked.in_order(Count<0>{uiSrcComponents});
     }
     return QM_OK;
 }

@@ -206,37 +206,48 @@ struct SquaredDistance {
     }
 };
 
-/// Adds the terms of components first to first + n pixel after pixel, the sums in registers.
+/// Adds the terms of components first to first + n of some pixels, the sums in registers.
 template <uint32_t n, class Term>
-void add_components(FloatSrc src, uint64_t pixels, uint32_t components, uint32_t first, float* sums,
-                    Term term) {
-    walk_rows(kCallingThread, 1, [=](RowRange) {
-        const Sample<float>* s = src.row(0) + first;
-        float local[n];
-        std::copy_n(sums + first, n, local);
-        for (uint64_t x = 0; x < pixels; ++x, s += components)
-            for (uint32_t i = 0; i < n; ++i) local[i] += term(s[i], first + i);
-        std::copy_n(local, n, sums + first);
-    });
+void add_components(const Sample<float>* s, uint64_t pixels, uint32_t components, uint32_t first,
+                    float* sums, Term term) {
+    float local[n];
+    std::copy_n(sums + first, n, local);
+    s += first;
+    for (uint64_t x = 0; x < pixels; ++x, s += components)
+        for (uint32_t i = 0; i < n; ++i) local[i] += term(s[i], first + i);
+    std::copy_n(local, n, sums + first);
 }
 
+/// Adds the terms of each component in the order of the pixels, some pixels at a time, so that they
+/// are near when there are more components than registers.
 template <class Term>
 void add_in_order(const float* data, uint64_t pixels, uint32_t components, float* sums, Term term) {
-    const FloatSrc src{data, 0};
     std::fill_n(sums, components, 0.0f);
-    for (uint32_t c = 0; c < components;) {
-        const uint32_t left = components - c;
-        const uint32_t n = left >= 16 ? 16 : left >= 8 ? 8 : left >= 4 ? 4 : left;
-        switch (n) {
-        case 1: add_components<1>(src, pixels, components, c, sums, term); break;
-        case 2: add_components<2>(src, pixels, components, c, sums, term); break;
-        case 3: add_components<3>(src, pixels, components, c, sums, term); break;
-        case 4: add_components<4>(src, pixels, components, c, sums, term); break;
-        case 8: add_components<8>(src, pixels, components, c, sums, term); break;
-        case 16: add_components<16>(src, pixels, components, c, sums, term); break;
+    walk_rows(kCallingThread, 1, [=](RowRange) {
+        const uint64_t block = components <= 16 ? pixels : 4096 / components + 1;
+        for (uint64_t x = 0; x < pixels; x += block) {
+            const Sample<float>* const s = FloatSrc{data, 0}.row(0) + x * components;
+            const uint64_t count = std::min(block, pixels - x);
+            for (uint32_t c = 0, n; c < components; c += n) {
+                n = components - c;
+                switch (n) {
+                case 1: add_components<1>(s, count, components, c, sums, term); break;
+                case 2: add_components<2>(s, count, components, c, sums, term); break;
+                case 3: add_components<3>(s, count, components, c, sums, term); break;
+                case 4: add_components<4>(s, count, components, c, sums, term); break;
+                case 5: add_components<5>(s, count, components, c, sums, term); break;
+                case 6: add_components<6>(s, count, components, c, sums, term); break;
+                case 7: add_components<7>(s, count, components, c, sums, term); break;
+                default:
+                    n = n < 16 ? 8 : 16;
+                    if (n == 8)
+                        add_components<8>(s, count, components, c, sums, term);
+                    else
+                        add_components<16>(s, count, components, c, sums, term);
+                }
+            }
         }
-        c += n;
-    }
+    });
 }
 
 /// Floats in ascending order as integers: -0 before 0, NaNs beyond the infinities.

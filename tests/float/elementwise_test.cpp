@@ -134,7 +134,7 @@ void check_normalize(Round round) {
 
 void check_mask(Round round) {
     Random& random = round.random;
-    const uint32_t components = random(0, 1) ? random(1, 4) : random.components();
+    const uint32_t components = random.components();
     const Size size = random.size(components);
     const FloatPicture d(components, size, random, FloatPicture::kPacked),
         other(components, size, random, FloatPicture::kPacked);
@@ -484,6 +484,30 @@ TEST(MaskFloatWithGray, RefusesDifferentCounts) {
     EXPECT_EQ(d[0], 7);
 }
 
+TEST(FloatPixels, OfMoreComponentsThanAnyBlockHolds) {
+    const uint32_t components = 300, pixels = 4;
+    Floats s(components * pixels), d(s.size()), least(components), greatest(components);
+    const unsigned char mask[pixels] = {0, 1, 2, 255};
+    for (size_t i = 0; i < s.size(); ++i) s[i] = static_cast<float>(i * 37 % 1000);
+    for (uint32_t c = 0; c < components; ++c) {
+        least[c] = static_cast<float>(c);
+        greatest[c] = static_cast<float>(2 * c + 3);
+    }
+    ASSERT_EQ(
+        Api::MaskFloatWithGray(d.data(), components, s.data(), components, mask, 2, pixels, 100),
+        QM_OK);
+    for (size_t i = 0; i < s.size(); ++i)
+        EXPECT_EQ(d[i], static_cast<float>(mask[i / components]) * s[i] / 100.0f) << i;
+    d = s;
+    ASSERT_EQ(
+        Api::Normalize(d.data(), 2 * components, components, 2, 2, least.data(), greatest.data()),
+        QM_OK);
+    for (size_t i = 0; i < s.size(); ++i) {
+        const size_t c = i % components;
+        EXPECT_EQ(d[i], (s[i] - least[c]) / (greatest[c] - least[c])) << i;
+    }
+}
+
 TEST(MaskFloatWithGray, DoesNothingForNothing) {
     float d = 7;
     const float s = 1;
@@ -604,7 +628,7 @@ TEST(FloatOverlap, IsWorkedThroughInAscendingOrder) {
                                       }))
                     << where;
 
-                for (const uint32_t components : {1u, 2u, 3u, 4u, 5u}) {
+                for (const uint32_t components : {1u, 2u, 3u, 4u, 5u, 8u, 20u}) {
                     std::copy(before.begin(), before.end(), m.begin());
                     const uint32_t pixels = kCount / components;
                     Api::MaskFloatWithGray(&m[to], components, &m[from], components, bytes.data(),
@@ -615,6 +639,29 @@ TEST(FloatOverlap, IsWorkedThroughInAscendingOrder) {
                                           }))
                         << where << ", " << components;
                 }
+            }
+    }
+}
+
+TEST(FloatOverlap, OfTheMaskIsSeenToo) {
+    for (const Level level : levels()) {
+        const ForcedLevel forced(level);
+        for (const uint32_t components : {1u, 2u, 3u, 5u, 9u})
+            for (const size_t at : {0u, 5u, 100u, 399u}) {
+                std::vector<uint8_t> before(600);
+                for (size_t i = 0; i < before.size(); ++i) before[i] = static_cast<uint8_t>(i * 91);
+                const Floats s(200, 3.0f);
+                std::vector<uint8_t> expected = before, found = before;
+                const uint32_t pixels = 100 / components;
+                float weight = 0;
+                for (size_t i = 0; i < size_t{pixels} * components; ++i) {
+                    if (i % components == 0) weight = expected[at + i / components];
+                    const float made = weight * s[i] / 7.0f;
+                    std::memcpy(&expected[4 * i], &made, 4);
+                }
+                Api::MaskFloatWithGray(reinterpret_cast<float*>(found.data()), components, s.data(),
+                                       components, &found[at], pixels, pixels, 7);
+                EXPECT_EQ(found, expected) << components << ", " << at;
             }
     }
 }
