@@ -12,7 +12,8 @@
 /// of it is scalar, the same at every level, and no shape fits. Two things make it quick. Pixels
 /// that are all equal are counted at once, since a bin that is incremented again and again waits
 /// for itself; and single components go to tables of small counters or to a second table by turns.
-/// Tables must be cleared and added, so that only long calls use them; they lie on the stack.
+/// Tables must be cleared and added, so that only long calls use them; they lie on the
+/// stack, in functions of their own.
 
 namespace qmpic {
 
@@ -180,7 +181,7 @@ void add_table(Sample<Bin>* bins, const Counter* table, uint64_t count) {
 
 /// The same with a second table, for blocks of up to `most` bins.
 template <class T, class Bin, uint64_t most>
-void count_in_two_tables(const Counted& call, Sample<Bin>* bins) {
+[[gnu::noinline]] void count_in_two_tables(const Counted& call, Sample<Bin>* bins) {
     const uint64_t count = uint64_t{call.kept()} + 1;
     Sample<Bin> other[most];
     std::memset(static_cast<void*>(other), 0, count * sizeof(Bin));
@@ -195,7 +196,7 @@ inline bool flows_over(uint8_t* counters, uint64_t place) {
 
 /// A counter for each pair of bytes that stand side by side: half the increments.
 template <class Bin>
-void count_pairs(const Counted& call, Sample<Bin>* bins) {
+[[gnu::noinline]] void count_pairs(const Counted& call, Sample<Bin>* bins) {
     uint8_t pairs[65536];
     uint8_t* const counters = pairs;
     std::memset(counters, 0, sizeof pairs);
@@ -226,7 +227,7 @@ void count_pairs(const Counted& call, Sample<Bin>* bins) {
 
 /// Words that lie far apart in a block which is larger than the nearest cache.
 template <class Bin>
-void count_scattered(const Counted& call, Sample<Bin>* bins) {
+[[gnu::noinline]] void count_scattered(const Counted& call, Sample<Bin>* bins) {
     uint8_t table[65536];
     const uint32_t kept = call.kept();
     std::memset(table, 0, sizeof table);
@@ -245,7 +246,7 @@ void count_scattered(const Counted& call, Sample<Bin>* bins) {
 
 /// Do the words lie far apart? Tells by 256 of them, spread over the picture: how often the 16 bins
 /// next to a value are met for the first time.
-inline bool is_scattered(const Counted& call) {
+[[gnu::noinline]] inline bool is_scattered(const Counted& call) {
     bool met[4096] = {};
     uint32_t first_times = 0;
     for (uint64_t i = 0; i < 256; ++i) {
