@@ -130,10 +130,11 @@ void count_in_bytes(Sample<Bin>* bins, uint8_t* bytes, const Pairs& pairs) {
     for (uint64_t y = 0; y < pairs.area.rows; ++y) {
         const auto row = pairs.row(y);
         const auto add = [=](uint8_t* table, uint64_t x) {
-            const uint64_t any = row.bin(x), i = any % kBytes;
-            const uint32_t sum = table[i] + static_cast<uint32_t>((any < count) & row.chosen[x]);
-            table[i] = static_cast<uint8_t>(sum);
-            if (sum > 255) [[unlikely]]
+            const uint64_t i = row.bin(x);
+            if (i >= count) [[unlikely]]
+                return;
+            const uint8_t times = row.chosen[x];
+            if (__builtin_add_overflow(table[i], times, &table[i])) [[unlikely]]
                 bins[i] = static_cast<Bin>(bins[i] + 256);
         };
         uint64_t x = 0;
