@@ -28,6 +28,12 @@ struct PairOfBytes {
         return (uint64_t{first} << bits()) + second;
     }
 };
+/// Both bytes of a pixel of two components, loaded at once as the word that they are.
+struct BothBytes {
+    using Value = uint16_t;
+    uint64_t bins() const { return 65536; }
+    uint64_t operator()(uint32_t both, uint32_t) const { return (both & 255) << 8 | both >> 8; }
+};
 struct PairOfWords {
     using Value = uint16_t;
     uint32_t shift;
@@ -177,6 +183,9 @@ int count(const Call& call, Picture picture, Pair pair, Chosen chosen) {
 
 template <class Chosen>
 int count_bytes(const Call& call, Src picture, uint32_t bpc, Chosen chosen) {
+    if (bpc == 8 && call.components == 2 && call.a == 0 && call.b == 1)
+        return count(Call{call.bins, call.bin_bytes, 1, 0, 0, call.area}, picture, BothBytes{},
+                     chosen);
     if (bpc == 8) return count(call, picture, PairOfBytes<8>{}, chosen);
     return count(call, picture, PairOfBytes<0>{bpc}, chosen);
 }
