@@ -28,6 +28,12 @@ struct PairOfBytes {
         return (uint64_t{first} << bits()) + second;
     }
 };
+/// Both bytes of a pixel of two components, loaded at once as the word that they are.
+struct BothBytes {
+    using Value = uint16_t;
+    uint64_t bins() const { return 65536; }
+    uint64_t operator()(uint32_t both, uint32_t) const { return (both & 255) << 8 | both >> 8; }
+};
 struct PairOfWords {
     using Value = uint16_t;
     uint32_t shift;
@@ -130,10 +136,11 @@ void count_in_bytes(Sample<Bin>* bins, uint8_t* bytes, const Pairs& pairs) {
     for (uint64_t y = 0; y < pairs.area.rows; ++y) {
         const auto row = pairs.row(y);
         const auto add = [=](uint8_t* table, uint64_t x) {
-            const uint64_t any = row.bin(x), i = any % kBytes;
-            const uint32_t sum = table[i] + static_cast<uint32_t>((any < count) & row.chosen[x]);
-            table[i] = static_cast<uint8_t>(sum);
-            if (sum > 255) [[unlikely]]
+            const uint64_t i = row.bin(x);
+            if (i >= count) [[unlikely]]
+                return;
+            const uint8_t times = row.chosen[x];
+            if (__builtin_add_overflow(table[i], times, &table[i])) [[unlikely]]
                 bins[i] = static_cast<Bin>(bins[i] + 256);
         };
         uint64_t x = 0;
@@ -176,6 +183,9 @@ int count(const Call& call, Picture picture, Pair pair, Chosen chosen) {
 
 template <class Chosen>
 int count_bytes(const Call& call, Src picture, uint32_t bpc, Chosen chosen) {
+    if (bpc == 8 && call.components == 2 && call.a == 0 && call.b == 1)
+        return count(Call{call.bins, call.bin_bytes, 1, 0, 0, call.area}, picture, BothBytes{},
+                     chosen);
     if (bpc == 8) return count(call, picture, PairOfBytes<8>{}, chosen);
     return count(call, picture, PairOfBytes<0>{bpc}, chosen);
 }

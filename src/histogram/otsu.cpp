@@ -142,7 +142,7 @@ struct Three {
         std::fill_n(three, grid.count, kNone);
         for (size_t a = 0; a < grid.count; ++a) {
             const double first = grid.first[a], second = two[a];  // final: all before a are done
-#pragma GCC ivdep
+#pragma omp simd
             for (size_t b = a + 1; b < grid.count; ++b) {
                 const double c = grid.between(a, b), c1c2 = first + c, c1c2c3 = second + c;
                 two[b] = c1c2 > two[b] ? c1c2 : two[b];
