@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
+#include <type_traits>
 
+#include "core/apart.h"
 #include "core/rows.h"
 
 /// The loops. A family uses one of these shapes, or says in one line why it walks the rows itself.
@@ -71,11 +73,29 @@ void fill_steps(Team team, Component<D> dst, Area area, T value) {
         }
     });
 }
+
+template <class T>
+void fill_rows_apart(Team team, Component<Dst> dst, Area area, T value) {
+    walk_rows(team, area.rows, [=](RowRange rows) {
+        for (uint64_t y = rows.first; y < rows.last; ++y)
+            fill_apart(dst.picture.row<T>(y) + dst.index, dst.step, area.width, value);
+    });
+}
+template <class T>
+void store_rows_apart(Team team, Component<Dst> dst, Component<Src> src, Area area) {
+    walk_rows(team, area.rows, [=](RowRange rows) {
+        for (uint64_t y = rows.first; y < rows.last; ++y)
+            store_apart(dst.picture.row<T>(y) + dst.index, dst.step, area.width,
+                        src.picture.row<T>(y) + src.index);
+    });
+}
 }  // namespace detail
 
 template <class T, class D = Dst>
 void fill(Team team, Component<D> dst, Area area, T value) {
     area = joined(team, area, {stride_of(dst.picture, dst.step * sizeof(T))});
+    if constexpr (std::is_integral_v<T> && sizeof(T) <= 2)
+        if (has_masks_for(dst.step)) return detail::fill_rows_apart<T>(team, dst, area, value);
     if (dst.step == 1)
         detail::fill_steps<T, 1>(team, dst, area, value);
     else
@@ -162,6 +182,10 @@ void map(Team team, Component<D> dst, Component<P> src, Area area, Op op) {
     area = joined(team, area,
                   {stride_of(dst.picture, dst.step * sizeof(T)),
                    stride_of(src.picture, src.step * sizeof(S))});
+    if constexpr (std::is_integral_v<T> && sizeof(T) <= 2 && std::is_same_v<T, S> &&
+                  std::is_same_v<Op, Same>)
+        if (src.step == 1 && has_masks_for(dst.step))
+            return detail::store_rows_apart<T>(team, dst, src, area);
     // Samples that are written apart stay scalar: what lies between them must not be written.
     switch (dst.step == 1 ? src.step : 0) {
     case 1: return detail::map_steps<T, S, 1, 1>(team, dst, src, area, op);
