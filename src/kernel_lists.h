@@ -2,11 +2,13 @@
 
 #include <tuple>
 
+#include "PicMemAPI/binary_kernels.h"
 #include "PicMemAPI/bit_depth_kernels.h"
 #include "PicMemAPI/components_kernels.h"
 #include "PicMemAPI/frame_kernels.h"
 #include "PicMemAPI/grey_kernels.h"
 #include "PicMemAPI/masks_kernels.h"
+#include "PicMemAPI/threshold_kernels.h"
 #include "PicMemAPI/two_picture_kernels.h"
 #include "float/float_kernels.h"
 #include "histogram/counting_kernels.h"
@@ -20,9 +22,10 @@ namespace qmpic {
 /// Calls `visit` with the kernel list of every family: what the library exports beside classes.
 template <class Visit>
 void for_each_kernel_list(Visit visit) {
-    const auto all = std::tuple_cat(kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists,
-                                    kComponentLists, kMaskLists, kLutLists, kCompositionLists,
-                                    kHistogramLists, kHistogram2DLists, kRepairLists, kFloatLists);
+    const auto all =
+        std::tuple_cat(kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists, kComponentLists,
+                       kMaskLists, kLutLists, kCompositionLists, kBinaryLists, kThresholdLists,
+                       kHistogramLists, kHistogram2DLists, kRepairLists, kFloatLists);
     std::apply([&](const auto&... list) { (visit(list), ...); }, all);
 }
 

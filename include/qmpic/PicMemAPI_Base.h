@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "qmpic/export.h"
+#include "qmpic/kernels/binary.h"
 #include "qmpic/kernels/bit_depth.h"
 #include "qmpic/kernels/components.h"
 #include "qmpic/kernels/composition.h"
@@ -13,6 +14,7 @@
 #include "qmpic/kernels/luts.h"
 #include "qmpic/kernels/masks.h"
 #include "qmpic/kernels/repair.h"
+#include "qmpic/kernels/threshold.h"
 #include "qmpic/kernels/two_picture.h"
 
 class SQmLut;

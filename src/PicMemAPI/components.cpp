@@ -15,12 +15,6 @@ namespace {
 
 using namespace qmpic;
 
-// Rows as a signed 32-bit number.
-Area in_32_bits(Area area) {
-    const auto rows = static_cast<int32_t>(static_cast<uint32_t>(area.rows));
-    return {area.width, static_cast<uint64_t>(std::max(rows, 0))};
-}
-
 Team from_rows(uint64_t least, Area area) { return {area.rows >= least}; }
 
 }  // namespace
@@ -30,7 +24,7 @@ Team from_rows(uint64_t least, Area area) { return {area.rows >= least}; }
     int name(void* pDst, uint32_t uiDstComponents, uint32_t uiDstWidthBytes, uint32_t uiDstIndex,  \
              const void* pSrc, uint32_t uiSrcComponents, uint32_t uiSrcWidthBytes,                 \
              uint32_t uiSrcIndex, uint32_t uiWidth, uint64_t uiSizeInPixels) {                     \
-        const Area area = in_32_bits(Area::of_pixels(uiWidth, uiSizeInPixels));                    \
+        const Area area = Area::of_pixels(uiWidth, uiSizeInPixels).rows_in_32_bits();              \
         map<Storage, Storage>(                                                                     \
             team, Component<Dst>{{pDst, uiDstWidthBytes}, uiDstComponents, uiDstIndex},            \
             Component<Src>{{pSrc, uiSrcWidthBytes}, uiSrcComponents, uiSrcIndex}, area, Same{});   \

@@ -80,34 +80,52 @@ struct Area {
     static Area of_samples(uint32_t components, uint32_t width, uint64_t size) {
         return {uint64_t{components} * width, of_pixels(width, size).rows};
     }
+    /// The number of rows as a signed number of 32 bits; none if it is negative.
+    Area rows_in_32_bits() const {
+        const auto count = static_cast<int32_t>(static_cast<uint32_t>(rows));
+        return {width, count < 0 ? 0 : static_cast<uint64_t>(count)};
+    }
 };
 
-/// The threads of a call: the calling one, or an OpenMP team of the runtime's default size.
+/// The threads of a call: the calling one, an OpenMP team of the runtime's default size, or the
+/// team of the caller's own region, all of which makes the call.
 struct Team {
     bool forks;
+    bool is_callers = false;
+    bool is_one_thread() const { return !forks && !is_callers; }
 };
 inline constexpr Team kCallingThread{false};
 inline constexpr Team kTeam{true};
+inline constexpr Team kCallersTeam{false, true};
 
 /// Rows [first, last) of one thread.
 struct RowRange {
     uint64_t first, last;
 };
 
+/// Those of the calling thread: contiguous runs, which differ by one row at most.
+inline RowRange share_of_thread(uint64_t rows) {
+    const auto threads = static_cast<uint64_t>(omp_get_num_threads());
+    const auto me = static_cast<uint64_t>(omp_get_thread_num());
+    const uint64_t share = rows / threads, rest = rows % threads;
+    const uint64_t first = me * share + (me < rest ? me : rest);
+    return {first, first + share + (me < rest ? 1 : 0)};
+}
+
 /// Calls `block(RowRange)` compiled for the active instruction set: once with all rows, or once in
-/// each thread of a team with a contiguous run of them. `block` is copied and must not throw.
+/// each thread of a team with a contiguous run of them. The threads of the caller's team wait for
+/// each other at the end. `block` is copied and must not throw.
 template <class Block>
 void walk_rows(Team team, uint64_t rows, Block block) {
     const auto walk = [=](RowRange range) { on_best_isa([=]() mutable { block(range); }); };
-    if (!team.forks) return walk({0, rows});
-#pragma omp parallel
-    {
-        const auto threads = static_cast<uint64_t>(omp_get_num_threads());
-        const auto me = static_cast<uint64_t>(omp_get_thread_num());
-        const uint64_t share = rows / threads, rest = rows % threads;
-        const uint64_t first = me * share + (me < rest ? me : rest);
-        walk({first, first + share + (me < rest ? 1 : 0)});
+    if (team.is_one_thread()) return walk({0, rows});
+    if (team.is_callers) {
+        walk(share_of_thread(rows));
+#pragma omp barrier
+        return;
     }
+#pragma omp parallel
+    walk(share_of_thread(rows));
 }
 
 }  // namespace qmpic

@@ -53,7 +53,8 @@ Stride stride_of(Picture picture, uint64_t bytes) {
 }
 inline Area joined(Team team, Area area, std::initializer_list<Stride> pictures) {
     for (const auto& [stride, bytes, most_rows] : pictures)
-        if (team.forks || stride != area.width * bytes || area.rows > most_rows) return area;
+        if (!team.is_one_thread() || stride != area.width * bytes || area.rows > most_rows)
+            return area;
     return {area.width * area.rows, 1};
 }
 
