@@ -104,10 +104,11 @@ TEST(Imports, AreMemoryThreadsAndMathematics) {
         "operator new[]", "operator delete", "operator delete[]", "std::__throw_bad_alloc",
         "std::__throw_bad_array_new_length",
         // threads
-        "GOMP_parallel", "omp_get_num_threads", "omp_get_thread_num", "pthread_mutex_lock",
-        "pthread_mutex_unlock", "std::__throw_system_error",
+        "GOMP_parallel", "GOMP_barrier", "omp_get_num_threads", "omp_get_thread_num",
+        "omp_get_num_procs", "omp_get_max_threads", "pthread_mutex_lock", "pthread_mutex_unlock",
+        "std::__throw_system_error",
         // mathematics
-        "pow", "sqrt", "__popcountdi2",
+        "pow", "sqrt", "sqrtf", "__popcountdi2",
         // the processor, asked through the C library
         "__x86_get_cpuid_feature_leaf",
         // exceptions and type information

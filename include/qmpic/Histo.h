@@ -79,7 +79,39 @@ class QM_API CQmHistoAPI_Base {
 
     // ----- Counting ------------------------------------------------------------------------------
 
+    /// Counts a picture of 8 bits or of 9 to 16 (bits above the depth do not count), each component
+    /// and, of several components, the intensity. A record of 4-byte or 8-byte bins is fitted to
+    /// the picture first with Reinit32 or Reinit64; one that has no bins yet counts nothing.
+    ///
+    /// `uiRoiMode` 0 counts the whole picture, 1 the rectangle, others nothing; every `uiStepX`-th
+    /// pixel of every `uiStepY`-th row, a step of 0 being 1. Fit the record to the picture *before*
+    /// a rectangle is set: if this call has to do it, the rectangle is as wide as the picture and
+    /// as high as before. What lies outside of the picture is not counted.
+    ///
+    /// Rows are split among as many threads as there are processors, fewer for small pictures, each
+    /// with bins of its own; the counts are the same for every number of threads.
+    /// @param bReset  counts are made 0 before; else they are added to what is there
+    /// @return 0, also for a picture without pixels or of another depth; -9 for a null record
     static int Calculate(SQmHisto* pHisto, const SQmPicBuf* pBuf, bool bReset);
+    /// Counts a picture of floats in the record as it is: 2^uiBits bins from the least to the
+    /// greatest value of each component, and for the intensity of several components, the mean in
+    /// single precision, from the least to the greatest of all. The counts there were are lost,
+    /// also when the call fails. Runs in the calling thread.
+    ///
+    /// The bin of a value is (value - min) / (max - min) * (bins - 1), in single precision and in
+    /// this order, toward zero; counted is what has one. So less than a bin's width below the least
+    /// value is bin 0, and less than one above the greatest value is the last bin; a NaN, an
+    /// infinity or a constant component is bin 0. Bins of 8 bytes are filled as if they had 4: bin
+    /// i is the i-th 4 bytes of a block.
+    ///
+    /// Least and greatest values are those that travel with the picture. When it has none, or a
+    /// least one above its greatest, they are found, and travel with it from then on.
+    ///
+    /// `uiRoiMode` 1 counts the rectangle, and every other mode the whole picture, every
+    /// `uiStepX`-th pixel of *every* row: `uiStepY` becomes 1.
+    /// @param bReset  is not looked at
+    /// @return 0; -9 for null, a picture without pixels, or when the numbers of components differ;
+    ///         -8 above 192 components
     static int Calculate(SQmHisto* pHisto, SQmFloatPicBuf* pBuf, bool bReset);
 
     // ----- Statistics ----------------------------------------------------------------------------

@@ -133,10 +133,31 @@ class QM_API SQmPicBufAPI_Base {
 
     // ----- Histograms in arrays of the caller ----------------------------------------------------
 
+    // Samples of 8 bits, or of 16 bits as they stand, are counted in `nBins` bins from value 0 to
+    // the greatest of the depth, value * (nBins - 1) / greatest, or from `iMin` to `iMax`: bin
+    // (value - iMin) * (nBins - 1) / (iMax - iMin). Differences and products have 32 bits and wrap.
+    // With a range what is below or above it counts in the first or last bin; without one, what has
+    // no bin is not counted. nBins = 256 for 8 bits takes values as they are. Counts are added to
+    // what is in the bins, by several threads and with atomic additions, so that calls may share
+    // bins; a picture of another depth or without pixels adds nothing.
+    //
+    // `nSamples`, if it is above 0 and below width * height (32 bits), asks for about so many
+    // pixels: in single precision, s = sqrt(height * nSamples / width) rows, each (height / s)-th;
+    // of a row every (width / (nSamples / s))-th pixel, but of N components only each N-th of
+    // these. A step that rounding makes 0 is 1.
+    //
+    // pMask, if given, is a picture of 1 x 8 bits of the same size: pixels where it is 0 are left
+    // out. `pbCancel`, if given, is read before every row, and rows are left out while it is true.
+    //
+    // Results: 0, also when cancelled; -4 for null bins, iMin = iMax, a component that there is
+    // not, or a mask of another format, another size or without pixels.
+
+    /// Every component, `ppBins[c]` being the bins of component c, or null to leave it out.
     static int CalculateCompHistogram(int** ppBins, int nBins, SQmPicBuf& Pic, int nSamples,
                                       const SQmPicBuf* pMask, bool* pbCancel);
     static int CalculateCompHistogram(int** ppBins, int nBins, int iMin, int iMax, SQmPicBuf& Pic,
                                       int nSamples, const SQmPicBuf* pMask, bool* pbCancel);
+    /// One component.
     static int CalculateHistogram(int* pBins, int nBins, SQmPicBuf& Pic, int iComp, int nSamples,
                                   const SQmPicBuf* pMask, bool* pbCancel);
     static int CalculateHistogram(int* pBins, int nBins, int iMin, int iMax, SQmPicBuf& Pic,

@@ -35,12 +35,15 @@ constexpr uint32_t trunc_clamp(double value, uint32_t top) {
     return value < top ? static_cast<uint32_t>(value) : top;
 }
 
-/// The wrapped product and sum of 32-bit integers.
+/// The wrapped product, sum and difference of 32-bit integers.
 constexpr int32_t wrap_mul(int32_t a, int32_t b) {
     return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
 }
 constexpr int32_t wrap_add(int32_t a, int32_t b) {
     return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+}
+constexpr int32_t wrap_sub(int32_t a, int32_t b) {
+    return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
 }
 
 /// value / 255, exact for value <= 65534 (255 * 255 is 65025); lanes of 32 bits are enough.
@@ -57,5 +60,19 @@ constexpr uint32_t div_65535(uint32_t value) { return (value + (value >> 16) + 1
 constexpr uint32_t div_max(uint32_t value, uint32_t bpc) {
     return (value + (value >> bpc) + 1) >> bpc;
 }
+
+/// value / n as a product, exact for 2 <= n <= 255 and value <= n * 65535.
+class Reciprocal {
+  public:
+    static constexpr bool fits(uint64_t n) { return n >= 2 && n <= 255; }
+    constexpr explicit Reciprocal(uint64_t n)
+        : factor_(static_cast<uint32_t>((uint64_t{1} << 32) / n + 1)) {}
+    constexpr uint32_t quotient(uint32_t value) const {
+        return static_cast<uint32_t>(uint64_t{value} * factor_ >> 32);
+    }
+
+  private:
+    uint32_t factor_;
+};
 
 }  // namespace qmpic

@@ -87,29 +87,61 @@ struct Area {
     }
 };
 
-/// The threads of a call: the calling one, an OpenMP team of the runtime's default size, or the
-/// team of the caller's own region, all of which makes the call.
-struct Team {
-    bool forks;
-    bool is_callers = false;
-    bool is_one_thread() const { return !forks && !is_callers; }
-};
-inline constexpr Team kCallingThread{false};
-inline constexpr Team kTeam{true};
-inline constexpr Team kCallersTeam{false, true};
-
 /// Rows [first, last) of one thread.
 struct RowRange {
     uint64_t first, last;
 };
 
-/// Those of the calling thread: contiguous runs, which differ by one row at most.
-inline RowRange share_of_thread(uint64_t rows) {
-    const auto threads = static_cast<uint64_t>(omp_get_num_threads());
-    const auto me = static_cast<uint64_t>(omp_get_thread_num());
-    const uint64_t share = rows / threads, rest = rows % threads;
-    const uint64_t first = me * share + (me < rest ? me : rest);
-    return {first, first + share + (me < rest ? 1 : 0)};
+/// The threads of a call: the calling one, an OpenMP team of the runtime's default size or of at
+/// most so many threads, or the team of the caller's own region, all of which makes the call.
+struct Team {
+    bool forks;
+    uint32_t most = 0;  ///< 0: the runtime's default
+    bool is_callers = false;
+    bool is_one_thread() const { return !forks && !is_callers; }
+};
+inline constexpr Team kCallingThread{false};
+inline constexpr Team kTeam{true};
+inline constexpr Team kCallersTeam{false, 0, true};
+
+/// One thread among those of a call.
+struct Member {
+    uint64_t index, count;
+
+    /// Its contiguous run of rows.
+    RowRange share(uint64_t rows) const {
+        const uint64_t part = rows / count, rest = rows % count;
+        const uint64_t first = index * part + (index < rest ? index : rest);
+        return {first, first + part + (index < rest ? 1 : 0)};
+    }
+    /// Waits until all of them have come here.
+    void wait() const {
+        if (count == 1) return;  // a barrier would be one of the caller's region
+#pragma omp barrier
+    }
+};
+
+/// Calls `body(Member)` in each thread of a team, which may be smaller than was asked for. `body`
+/// must not throw.
+template <class Body>
+void in_team(Team team, const Body& body) {
+    const auto join = [&] {
+        body(Member{static_cast<uint64_t>(omp_get_thread_num()),
+                    static_cast<uint64_t>(omp_get_num_threads())});
+    };
+    if (team.is_callers) {
+        join();
+#pragma omp barrier
+        return;
+    }
+    if (!team.forks) return body(Member{0, 1});
+    if (team.most == 0) {
+#pragma omp parallel
+        join();
+    } else {
+#pragma omp parallel num_threads(team.most)
+        join();
+    }
 }
 
 /// Calls `block(RowRange)` compiled for the active instruction set: once with all rows, or once in
@@ -119,13 +151,7 @@ template <class Block>
 void walk_rows(Team team, uint64_t rows, Block block) {
     const auto walk = [=](RowRange range) { on_best_isa([=]() mutable { block(range); }); };
     if (team.is_one_thread()) return walk({0, rows});
-    if (team.is_callers) {
-        walk(share_of_thread(rows));
-#pragma omp barrier
-        return;
-    }
-#pragma omp parallel
-    walk(share_of_thread(rows));
+    in_team(team, [=](Member member) { walk(member.share(rows)); });
 }
 
 }  // namespace qmpic

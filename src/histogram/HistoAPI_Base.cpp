@@ -4,6 +4,7 @@
 
 #include "histogram/blocks.h"
 #include "qmpic/Histo.h"
+#include "qmpic/PicMemAPI_Base.h"
 #include "qmpic/status.h"
 #include "qmpic/system/Alloc.h"
 
@@ -114,6 +115,17 @@ int CQmHistoAPI_Base::Copy(SQmHisto* pDst, const SQmHisto* pSrc) {
     pDst->ppCompData = components;
     if (!fits && !renew_blocks(*pDst)) return QM_BAD_BUFFER;
     std::memmove(pDst->pData, pSrc->pData, bytes_of(*pSrc));
+    return QM_OK;
+}
+
+int CQmHistoAPI_Base::Add(SQmHisto* pDst, const SQmHisto* pSrc) {
+    if (pDst == nullptr || pSrc == nullptr) return QM_BAD_BUFFER;
+    if (pDst->uiBits != pSrc->uiBits || pDst->uiComponents != pSrc->uiComponents)
+        return QM_BAD_BUFFER;
+    if (pSrc->uiBinBytes == 8 && pDst->uiBinBytes < 8) return QM_BAD_BUFFER;  // it would not fit
+    if (!has_blocks(*pDst) || !has_blocks(*pSrc)) return QM_OK;
+    CQmPicMemAPI_Base::AddHisto(pSrc->pData, pSrc->ppCompData, pDst->pData, pDst->ppCompData,
+                                pSrc->uiBits, pSrc->uiComponents, pSrc->uiBinBytes);
     return QM_OK;
 }
 

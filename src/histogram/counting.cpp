@@ -1,51 +1,15 @@
 #include "histogram/counting.h"
 
-#include <algorithm>
-#include <cstddef>
 #include <type_traits>
 
-#include "core/arithmetic.h"
-#include "core/shapes.h"
 #include "histogram/counting_kernels.h"
+#include "histogram/counting_loops.h"
 
-// Counting of values. Bins are reached by what is counted, which no vector can write, so that the
-// rows are walked here and not by a shape.
+// Counting of values: which loop a kernel runs, and the entries.
 
 namespace {
 
 using namespace qmpic;
-
-struct Steps {
-    uint64_t x, y;
-    Steps(uint32_t given_x, uint32_t given_y)
-        : x(given_x != 0 ? given_x : 1), y(given_y != 0 ? given_y : 1) {}
-};
-
-/// The blocks that counts go to, and the pixels that are counted.
-struct Call {
-    void* const* components;
-    void* intensity;
-    uint32_t bin_bytes;
-    Src src;
-    Steps steps;
-    uint32_t bpc;
-    Area area;
-    uint32_t first = 0;  ///< components before it are left out
-};
-
-/// Which pixels: all, or those that are not 0 in a mask of `Unit`.
-struct Everywhere {};
-template <class Unit_>
-struct Under {
-    using Unit = Unit_;
-    Src mask;
-};
-
-template <class Bin>
-void bump(void* block, uint64_t index) {
-    Sample<Bin>& bin = static_cast<Sample<Bin>*>(block)[index];
-    bin = static_cast<Bin>(bin + 1);
-}
 
 /// Calls `run` with a bin of the size that the call names.
 template <class Run>
@@ -57,56 +21,44 @@ int with_bins_of(uint32_t bytes, Run run) {
     return QM_NO_KERNEL;
 }
 
-template <class T, class Bin, bool with_intensity, uint32_t known, class Where>
-void count_pixels(const Call& call, Count<known> components, uint32_t kept, Where where) {
-    constexpr bool masked = !std::is_same_v<Where, Everywhere>;
-    const uint64_t n = components();
-    if (n == 0) return;
-    for (uint64_t y = 0; y < call.area.rows; y += call.steps.y) {
-        const Sample<T>* const s = call.src.row<T>(y);
-        for (uint64_t x = 0; x < call.area.width; x += call.steps.x) {
-            if constexpr (masked) {
-                if (where.mask.template row<typename Where::Unit>(y)[x] == 0) {
-                    // The mean of nothing is counted, by the form for any number alone.
-                    if constexpr (with_intensity && known == 0) bump<Bin>(call.intensity, 0);
-                    continue;
-                }
-            }
-            uint64_t sum = 0;
-            for (uint64_t c = call.first; c < n; ++c) {
-                const uint32_t raw = s[x * n + c], value = raw & kept;
-                bump<Bin>(call.components[c], value);
-                sum += masked ? raw : value;  // unlike under no mask
-            }
-            if constexpr (with_intensity)
-                if (const uint64_t mean = sum / n; mean <= kept) bump<Bin>(call.intensity, mean);
-        }
-    }
-}
-
 constexpr bool kComponents = false, kAndIntensity = true;
 
+template <class T, class Bin, bool with_intensity, uint32_t known, class Where>
+void count_with(Counted call, Count<known> components, Where where) {
+    if constexpr (known != 0 && std::is_same_v<Where, Everywhere>) {
+        if (call.steps.x == 1) {  // rows without gaps are one
+            if (call.steps.y == 1)
+                call.area =
+                    joined(kCallingThread, call.area, {{call.src.stride, known * sizeof(T)}});
+            if constexpr (known == 1)
+                return count_single<T, Bin>(call);
+            else
+                return count_each<T, Bin, with_intensity, known>(call);
+        }
+    }
+    count_pixels<T, Bin, with_intensity>(call, components, where);
+}
+
 template <class T, bool with_intensity, uint32_t known, class Where>
-int count_area(const Call& call, Count<known> components, Where where) {
+int count_area(const Counted& call, Count<known> components, Where where) {
     if (call.area.rows == 0) return QM_OK;
     if (storage_bits(call.bpc) != 8 * sizeof(T)) return QM_NO_KERNEL;
     return with_bins_of(call.bin_bytes, [=](auto bin) {
         if (call.components == nullptr || (with_intensity && call.intensity == nullptr)) return;
-        count_pixels<T, decltype(bin), with_intensity>(call, components, max_value(call.bpc),
-                                                       where);
+        count_with<T, decltype(bin), with_intensity>(call, components, where);
     });
 }
 
 /// One component, whose block is given instead of an array.
 template <class T, class Where>
-int count_one(void* bins, Call call, Where where) {
+int count_one(void* bins, Counted call, Where where) {
     call.components = bins != nullptr ? &bins : nullptr;
     return count_area<T, kComponents>(call, Count<1>{}, where);
 }
 
 /// Pixels of no components have no mean.
 template <class T>
-int count_with_intensity(const Call& call, Count<0> components) {
+int count_with_intensity(const Counted& call, Count<0> components) {
     if (call.area.rows != 0 && components() == 0) return QM_BAD_BUFFER;
     return count_area<T, kAndIntensity>(call, components, Everywhere{});
 }
@@ -118,7 +70,7 @@ int count_with_intensity(const Call& call, Count<0> components) {
 #define BYTES uint32_t uiStepX, uint32_t uiStepY
 #define WORDS uint32_t uiStepX, uint32_t uiStepY, uint32_t uiBpc
 #define CALL(components, intensity, bpc)                                                           \
-    Call {                                                                                         \
+    Counted {                                                                                      \
         components, intensity, uiBinBytes, {pSrc, uiWidthBytes}, {uiStepX, uiStepY}, bpc,          \
             Area::of_pixels(uiWidth, uiSizeInPixels)                                               \
     }
@@ -224,7 +176,7 @@ int gethistogram_Nx16_comp(void** ppComp, uint32_t uiBinBytes, const void* pSrc,
                            uint32_t uiFirstComp, uint32_t uiComponents, uint32_t uiWidthBytes,
                            uint32_t uiStepX, uint32_t uiStepY, uint32_t uiBpc, uint32_t uiWidth,
                            uint64_t uiSizeInPixels) {
-    Call call = CALL(ppComp, nullptr, uiBpc);
+    Counted call = CALL(ppComp, nullptr, uiBpc);
     call.first = uiFirstComp;
     switch (storage_bits(uiBpc)) {
     case 8: return count_area<uint8_t, kComponents>(call, Count<0>{uiComponents}, Everywhere{});

@@ -56,6 +56,20 @@ TEST(Arithmetic, DivisionsByMultiplicationAreExact) {
     }
 }
 
+TEST(Arithmetic, ReciprocalsOfAllCounts) {
+    // Exact at and below every multiple, hence everywhere between.
+    for (uint32_t n = 2; n <= 255; ++n) {
+        const Reciprocal by(n);
+        for (uint32_t k = 0; k <= 65535; ++k) {
+            ASSERT_EQ(by.quotient(k * n), k) << n;
+            if (k > 0) {
+                ASSERT_EQ(by.quotient(k * n - 1), k - 1) << n;
+            }
+        }
+    }
+    EXPECT_FALSE(Reciprocal::fits(0) || Reciprocal::fits(1) || Reciprocal::fits(256));
+}
+
 TEST(Arithmetic, MaximumOfADepth) {
     EXPECT_EQ(max_value(8), 255u);
     EXPECT_EQ(max_value(12), 4095u);

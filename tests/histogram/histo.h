@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "qmpic/Histo.h"
+#include "support/guarded_picture.h"
 
 namespace qmpic::test {
 
@@ -51,5 +52,17 @@ class Histo : public SQmHisto {
         return static_cast<uint8_t*>(pData) + uiBinBytes * ((uint64_t{block} << uiBits) + bin);
     }
 };
+
+/// The record of a picture that lies in guarded memory.
+inline SQmPicBuf record_of(const GuardedPicture& picture) {
+    const auto [width, height, pixels] = picture.size();
+    return {width,
+            height,
+            picture.stride(),
+            static_cast<uint8_t>(picture.format().bpc),
+            picture.format().components,
+            uint64_t{picture.stride()} * height,
+            picture.data()};
+}
 
 }  // namespace qmpic::test

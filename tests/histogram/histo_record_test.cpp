@@ -19,7 +19,7 @@ const bool registered =
     add_cases({}, {},
               {"CQmHistoAPI_Base::Init", "CQmHistoAPI_Base::Reinit32", "CQmHistoAPI_Base::Reinit64",
                "CQmHistoAPI_Base::Free", "CQmHistoAPI_Base::ResetToZero", "CQmHistoAPI_Base::Copy",
-               "CQmHistoAPI_Base::GetValue"});
+               "CQmHistoAPI_Base::Add", "CQmHistoAPI_Base::GetValue"});
 
 constexpr uint64_t kRejected = 0xFFFFFFFFFFFFFFFC, kBadBuffer = 0xFFFFFFFFFFFFFFF7;
 
@@ -334,6 +334,78 @@ TEST(HistoCopy, RefusesWithoutMemoryAndLosesNothing) {
         EXPECT_EQ(outcome.code, QM_BAD_BUFFER);
         EXPECT_EQ(outcome.live, 0);
     }
+}
+
+TEST(HistoAdd, AddsEveryBlock) {
+    for (const uint32_t bytes : {4u, 8u})
+        for (const uint32_t components : {1u, 2u, 5u}) {
+            Histo to(bytes, describe(3, 2, 8, components)),
+                from(bytes, describe(30, 20, 8, components));
+            std::vector<uint64_t> expected;
+            for (uint32_t b = 0; b < from.blocks(); ++b)
+                for (uint32_t i = 0; i < 256; ++i) {
+                    to.set(b, i, b * 1000 + i);
+                    from.set(b, i, b * 7 + 3 * i);
+                    expected.push_back(b * 1007 + 4 * i);  // once, also with a single block
+                }
+            EXPECT_EQ(Api::Add(&to, &from), QM_OK);
+            EXPECT_EQ(to.all(), expected);
+            EXPECT_EQ(to.uiWidth, 3u);
+        }
+}
+
+TEST(HistoAdd, WrapsAtTheWidthOfTheBins) {
+    Histo a(4, describe(3, 2, 8, 1)), b(4, describe(3, 2, 8, 1));
+    a.set(0, 5, 0xFFFFFFFF);
+    b.set(0, 5, 3);
+    EXPECT_EQ(Api::Add(&a, &b), QM_OK);
+    EXPECT_EQ(Api::GetValue(&a, 0, 5), 2u);
+    EXPECT_EQ(Api::GetValue(&a, 0, 6), 0u);
+}
+
+TEST(HistoAdd, RefusesOtherBitsAndComponents) {
+    Histo a(4, describe(3, 2, 8, 3)), bits(4, describe(3, 2, 9, 3)),
+        components(4, describe(3, 2, 8, 4));
+    for (Histo* const other : {&bits, &components}) {
+        other->set(0, 0, 1);
+        EXPECT_EQ(Api::Add(&a, other), QM_BAD_BUFFER);
+        EXPECT_EQ(Api::Add(other, &a), QM_BAD_BUFFER);
+        EXPECT_EQ(Api::Add(&a, nullptr), QM_BAD_BUFFER);
+        EXPECT_EQ(Api::Add(nullptr, &a), QM_BAD_BUFFER);
+        EXPECT_EQ(a.all(), std::vector<uint64_t>(4 * 256, 0));
+    }
+}
+
+// In words of 4 bytes from each block's start.
+TEST(HistoAdd, AddsNarrowBinsToTheWordsOfWideOnes) {
+    Histo wide(8, describe(3, 2, 8, 2)), narrow(4, describe(3, 2, 8, 2));
+    narrow.set(0, 0, 1);
+    narrow.set(1, 2, 20);
+    narrow.set(2, 3, 30);
+    wide.set(2, 1, 0xFFFFFFFF00000000);
+    EXPECT_EQ(Api::Add(&wide, &narrow), QM_OK);
+    std::vector<uint64_t> expected(3 * 256, 0);
+    expected[0] = 1;
+    expected[256 + 1] = 20;                  // words 2 and 3 are bin 1
+    expected[512 + 1] = uint64_t{29} << 32;  // wraps in its 32 bits
+    EXPECT_EQ(wide.all(), expected);
+}
+
+TEST(HistoAdd, RefusesWideBinsIntoNarrowOnes) {
+    Histo wide(8, describe(3, 2, 8, 1)), narrow(4, describe(3, 2, 8, 1));
+    wide.set(0, 3, 1);
+    EXPECT_EQ(Api::Add(&narrow, &wide), QM_BAD_BUFFER);
+    EXPECT_EQ(narrow.all(), std::vector<uint64_t>(256, 0));
+}
+
+TEST(HistoAdd, AddsNothingOfOrToARecordWithoutMemory) {
+    Histo a(4, describe(3, 2, 8, 3)), b(4, describe(3, 2, 8, 3));
+    a.set(0, 0, 1);
+    Api::Free(&b);
+    EXPECT_EQ(Api::Add(&a, &b), QM_OK);
+    EXPECT_EQ(Api::Add(&b, &a), QM_OK);
+    EXPECT_EQ(Api::Add(&b, &b), QM_OK);
+    EXPECT_EQ(a.get(0, 0), 1u);
 }
 
 TEST(HistoGetValue, ReadsComponentsAndNotTheIntensity) {
