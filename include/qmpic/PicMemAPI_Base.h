@@ -398,22 +398,35 @@ class QM_API CQmPicMemAPI_Base {
 
     // ----- Packed binary pictures ----------------------------------------------------------------
 
+    /// Bits of a comparison with one pixel merged into a mask, whose area begins at pixel column
+    /// `uiBinX`: see PackKernel for the format, for comparisons and merges and for what becomes of
+    /// the bits beside the area. 8 bits and 9 to 16. The guard is for mask and picture; the
+    /// reference is not tested for null.
     static int PackToBinary(void* pBin, uint32_t uiBinX, uint32_t uiBinWidthBytes, const void* pSrc,
                             uint32_t uiComponents, uint32_t uiBpc, uint32_t uiSrcWidthBytes,
                             const void* pRefValue, uint32_t uiCompare, uint32_t uiWidth,
                             uint64_t uiSizeInPixels, uint32_t uiMerge);
+    /// The same with the reference's bytes in a number, the least significant first: 0x0201 is
+    /// (1, 2) of 8 bits and 0x0201 of 16. Components that 8 bytes are too few for are 0. -3 when a
+    /// pixel has more than 192 components and there is no memory for it, here and below.
     static int PackToBinary(void* pBin, uint32_t uiBinX, uint32_t uiBinWidthBytes, const void* pSrc,
                             uint32_t uiComponents, uint32_t uiBpc, uint32_t uiSrcWidthBytes,
                             uint64_t ui64RefValue, uint32_t uiCompare, uint32_t uiWidth,
                             uint64_t uiSizeInPixels, uint32_t uiMerge);
+    /// A pixel painted where a mask is set: see UnpackKernel. 8 bits and 9 to 16. An area that does
+    /// not begin with a byte of the mask must reach that byte's end.
     static int UnpackFromBinary(void* pDst, uint32_t uiComponents, uint32_t uiBpc,
                                 const void* pValue, uint32_t uiDstWidthBytes, const void* pBin,
                                 uint32_t uiBinX, uint32_t uiBinWidthBytes, uint32_t uiWidth,
                                 uint64_t uiSizeInPixels, uint32_t uiMerge);
+    /// The same with the pixel's bytes in a number; also 17 to 32 bits of one component.
     static int UnpackFromBinary(void* pDst, uint32_t uiComponents, uint32_t uiBpc,
                                 uint64_t ui64Value, uint32_t uiDstWidthBytes, const void* pBin,
                                 uint32_t uiBinX, uint32_t uiBinWidthBytes, uint32_t uiWidth,
                                 uint64_t uiSizeInPixels, uint32_t uiMerge);
+    /// The same by the kernels of more threads: 8 bits of one component by a team that the call
+    /// opens; all others by the threads of the caller's own parallel region, all of which have to
+    /// make the same call.
     static int UnpackFromBinaryMT(void* pDst, uint32_t uiComponents, uint32_t uiBpc,
                                   const void* pValue, uint32_t uiDstWidthBytes, const void* pBin,
                                   uint32_t uiBinX, uint32_t uiBinWidthBytes, uint32_t uiWidth,
@@ -425,18 +438,26 @@ class QM_API CQmPicMemAPI_Base {
 
     // ----- Thresholds ----------------------------------------------------------------------------
 
+    /// A value painted into a picture of one component where the source lies within a range, or
+    /// outside of it: see ThresholdKernel. The value is cut to the destination's storage. Depths up
+    /// to 16, those below 8 as bytes. Pointers are not tested for null.
     static int Threshold(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc, uint32_t uiBpc,
                          uint32_t uiSrcWidthBytes, uint32_t uiLow, uint32_t uiHigh, bool bInside,
                          uint32_t uiValue, uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// The same from one depth to another.
     static int Threshold(void* pDst, uint32_t uiDstBpc, uint32_t uiDstWidthBytes, const void* pSrc,
                          uint32_t uiSrcBpc, uint32_t uiSrcWidthBytes, uint32_t uiLow,
                          uint32_t uiHigh, bool bInside, uint32_t uiValue, uint32_t uiWidth,
                          uint64_t uiSizeInPixels);
+    /// Bits of the pixels that lie within the ranges of their components, or outside of all, merged
+    /// into a mask by a team: see ThresholdToBinKernel. 8 bits and 9 to 16, and no depth below 8.
+    /// Pointers are not tested for null; a width or size of 0 is a no-op.
     static int ThresholdToBinary(void* pBin, uint32_t uiBinX, uint32_t uiBinWidthBytes,
                                  const void* pSrc, uint32_t uiComponents, uint32_t uiBpc,
                                  uint32_t uiSrcWidthBytes, const void* pLow, const void* pHigh,
                                  bool bInside, uint32_t uiWidth, uint64_t uiSizeInPixels,
                                  uint32_t uiMerge, bool* pbCancel);
+    /// The same with the bytes of the limits in numbers, as PackToBinary takes them.
     static int ThresholdToBinary(void* pBin, uint32_t uiBinX, uint32_t uiBinWidthBytes,
                                  const void* pSrc, uint32_t uiComponents, uint32_t uiBpc,
                                  uint32_t uiSrcWidthBytes, uint64_t ui64Low, uint64_t ui64High,
