@@ -7,8 +7,8 @@
 #   ci     test, and for the other compiler, its sanitizers, style and benchmarks
 set -euo pipefail
 
-demo=(g++ cmake ninja-build libcli11-dev libtiff-dev libpng-dev)
-test=("${demo[@]}" libgtest-dev python3 pkg-config binutils)
+demo=(g++ cmake ninja-build pkg-config libcli11-dev libtiff-dev libpng-dev libcairo2-dev)
+test=("${demo[@]}" libgtest-dev python3 binutils)
 ci=("${test[@]}" clang-19 libclang-rt-19-dev libomp-19-dev clang-tidy-19 clang-format
     libbenchmark-dev libopencv-dev git)
 
