@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing (Debian 12; needs root or sudo), builds library and tool, and shows a
-# picture of three channels and 13 bits: build/demo/cytoskeleton.png.
+# picture of three channels and 13 bits: build/demo/cytoskeleton.png, build/demo/histogram.png.
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -10,8 +10,8 @@ cmake -S . -B build/demo -G Ninja -DCMAKE_BUILD_TYPE=Release \
 cmake --build build/demo
 
 # DNA in blue, microtubules in green, actin in red.
-picture=build/demo/cytoskeleton.png
-build/demo/bin/qmpic info data/cytoskeleton_3ch_13bit_350x350.tif
-build/demo/bin/qmpic render data/cytoskeleton_3ch_13bit_350x350.tif -o "$picture" \
-    --levels 110:476,115:698,115:3500 --gamma 0.7
-echo "the picture is in $PWD/$picture"
+cells=data/cytoskeleton_3ch_13bit_350x350.tif
+build/demo/bin/qmpic stats "$cells"
+build/demo/bin/qmpic render "$cells" -o build/demo/cytoskeleton.png --gamma 0.7
+build/demo/bin/qmpic histogram "$cells" --plot build/demo/histogram.png --log >/dev/null
+echo "the pictures are in $PWD/build/demo: cytoskeleton.png, histogram.png"

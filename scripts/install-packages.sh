@@ -8,8 +8,8 @@
 #   night  ci, and for scripts/nightly.sh: emulated processors, valgrind
 set -euo pipefail
 
-demo=(g++ cmake ninja-build libcli11-dev libtiff-dev libpng-dev)
-test=("${demo[@]}" libgtest-dev python3 pkg-config binutils)
+demo=(g++ cmake ninja-build pkg-config libcli11-dev libtiff-dev libpng-dev libcairo2-dev)
+test=("${demo[@]}" libgtest-dev python3 binutils)
 ci=("${test[@]}" clang-19 libclang-rt-19-dev libomp-19-dev clang-tidy-19 clang-format
     libbenchmark-dev libopencv-dev git)
 night=("${ci[@]}" qemu-user valgrind)

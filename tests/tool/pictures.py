@@ -45,7 +45,7 @@ def png(rows, bits=8, colour=GREY, before=b""):
 
 
 def read_png(data):
-    """Rows of (red, green, blue) of an RGB PNG of 8 bits, as the tool writes them."""
+    """Rows of an 8-bit PNG as the tool writes them: (red, green, blue) of RGB, numbers of grey."""
     assert data[:8] == b"\x89PNG\r\n\x1a\n"
     at, packed = 8, b""
     while at < len(data):
@@ -54,19 +54,22 @@ def read_png(data):
         assert struct.unpack(">I", data[at + 8 + size:at + 12 + size])[0] == zlib.crc32(name + body)
         if name == b"IHDR":
             width, height, *kind = struct.unpack(">IIBBBBB", body)
-            assert kind == [8, RGB, 0, 0, 0], kind
+            assert kind in ([8, RGB, 0, 0, 0], [8, GREY, 0, 0, 0]), kind
+            n = 3 if kind[1] == RGB else 1  # bytes of a pixel
         elif name == b"IDAT":
             packed += body
         at += 12 + size
-    raw, rows, above = zlib.decompress(packed), [], bytes(3 * width)
+    raw, rows, above = zlib.decompress(packed), [], bytes(n * width)
     for y in range(height):
-        method, line = raw[y * (3 * width + 1)], bytearray(raw[y * (3 * width + 1) + 1:][:3 * width])
-        for i in range(3 * width):
-            left, up, corner = (line[i - 3] if i > 2 else 0), above[i], (above[i - 3] if i > 2 else 0)
+        method, line = raw[y * (n * width + 1)], bytearray(raw[y * (n * width + 1) + 1:][:n * width])
+        if method == 2:
+            line = bytearray((a + b) & 255 for a, b in zip(line, above))
+        for i in range(n * width) if method not in (0, 2) else ():
+            left, up, corner = (line[i - n] if i >= n else 0), above[i], (above[i - n] if i >= n else 0)
             guess = left + up - corner
             paeth = min((left, up, corner), key=lambda v: abs(guess - v))
             line[i] = (line[i] + (0, left, up, (left + up) // 2, paeth)[method]) & 255
-        rows.append([tuple(line[i:i + 3]) for i in range(0, 3 * width, 3)])
+        rows.append([tuple(line[i:i + 3]) for i in range(0, n * width, 3)] if n == 3 else list(line))
         above = bytes(line)
     return rows
 

@@ -3,7 +3,11 @@
 
 usage: tool_test.py TOOL DATA_FOLDER [unittest arguments]
 """
+import array
+import collections
+import functools
 import json
+import math
 import os
 import pathlib
 import pty
@@ -82,8 +86,11 @@ class Case(unittest.TestCase):
         self.assertEqual((run.returncode, run.stderr), (0, b""))
         return json.loads(run.stdout)
 
-    def render(self, data, *options, warning=b""):
-        run = self.run_tool("render", self.file(data), "-o", self.out, *options)
+    def render(self, data, *options, warning=b"", levels="--minmax"):
+        """What `render` shows. `levels` None: those that it finds itself."""
+        given = levels is None or {"--levels", "--auto"} & set(options)
+        run = self.run_tool("render", self.file(data), "-o", self.out, *options,
+                            *([] if given else [levels]))
         self.assertEqual(run.returncode, 0, run.stderr)
         self.assertRegex(run.stderr, b"^" + warning + b"$")
         self.assertEqual(run.stdout, b"")
@@ -104,7 +111,8 @@ class CommandLine(Case):
         return re.findall(r"^  (\w+) +\S", text.split("Subcommands:")[1], re.M)
 
     def test_help_lists_every_command_with_a_sentence(self):
-        self.assertEqual(self.commands(), ["info", "render"])
+        self.assertEqual(self.commands(),
+                         ["info", "stats", "histogram", "threshold", "render"])
 
     def test_every_command_has_help_and_wants_a_file(self):
         for command in self.commands():
@@ -113,15 +121,22 @@ class CommandLine(Case):
             self.assertIn(b"FILE", run.stdout)
             self.assert_fails(2, "FILE", command)
             self.assert_fails(2, "", command, "a", "b", "c")
-            missing = ["-o", self.out] if command == "render" else []
+            missing = {"render": ["-o", self.out],
+                       "threshold": ["-o", self.out, "--otsu"]}.get(command, [])
             self.assert_fails(2, "--no-such", command, "a", "--no-such", *missing)
             self.assert_fails(1, "No such file", command, self.folder / "none", *missing)
 
-    def test_help_of_render_names_every_option(self):
-        text = self.run_tool("render", "--help").stdout.decode()
-        for option in ["-o", "--bits", "--page", "--channels", "--colors", "--levels", "--gamma",
-                       "--mark-over", "--mark-under", "--max-pixels"]:
-            self.assertRegex(text, rf"(?m)^  {option}[ ,]")
+    def test_help_names_every_option(self):
+        for command, options in {
+                "info": ["--json"],
+                "stats": ["--bits", "--json"],
+                "histogram": ["--bits", "--component", "--json", "--csv", "--plot", "--log"],
+                "threshold": ["-o", "--component", "--otsu", "--range", "--json"],
+                "render": ["-o", "--bits", "--channels", "--colors", "--levels", "--auto",
+                           "--minmax", "--gamma", "--mark-over", "--mark-under"]}.items():
+            text = self.run_tool(command, "--help").stdout.decode()
+            for option in ["--page", "--max-pixels", *options]:
+                self.assertRegex(text, rf"(?m)^  {option}[ ,]")
 
     def test_version(self):
         run = self.run_tool("--version")
@@ -140,14 +155,21 @@ class CommandLine(Case):
                               ("--colors", "FF0000,00FF00"), ("--colors", "GG0000"),
                               ("--levels", "1"), ("--levels", "2:1"), ("--levels", "1:1"),
                               ("--levels", "0:65536"), ("--levels", "0:1,0:2"),
+                              ("--auto", "1:"), ("--auto", ":1"), ("--auto", "-1:1"),
+                              ("--auto", "50:50"), ("--auto", "1:2:3"), ("--auto", "1:1%%"),
                               ("--gamma", "0"), ("--gamma", "-1"), ("--gamma", "nan"),
                               ("--gamma", "inf"), ("--gamma", "1,1"), ("--gamma", "1e999"),
                               ("--max-pixels", "-1"), ("--max-pixels", "many")]:
             with self.subTest(option=option, value=value):
                 self.assert_fails(2, option, "render", picture, "-o", self.out, option, value)
+        for pair in [["--levels", "0:1", "--auto"], ["--levels", "0:1", "--minmax"],
+                     ["--auto", "--minmax"]]:
+            self.assert_fails(2, "--", "render", picture, "-o", self.out, *pair)
         for option in ["--mark-over", "--mark-under"]:
             for value in ["=puce", "=000000"]:
                 self.assert_fails(2, option, "render", picture, "-o", self.out, option + value)
+        for value in ["=x", "=1", "=nan:1", "=1:inf"]:
+            self.assert_fails(2, "--auto", "render", picture, "-o", self.out, "--auto" + value)
         self.assertFalse(self.out.exists())
 
     def test_wrong_options_are_seen_before_the_picture_is_read(self):
@@ -159,6 +181,8 @@ class CommandLine(Case):
         (self.folder / "link").symlink_to(picture)
         for output in [picture, self.folder / "link", self.folder / "." / "picture"]:
             self.assert_fails(2, "--output", "render", picture, "-o", output)
+            self.assert_fails(2, "--output", "threshold", picture, "--otsu", "-o", output)
+            self.assert_fails(2, "--plot", "histogram", picture, "--plot", output)
             self.assertEqual(picture.read_bytes(), data)
 
 
@@ -349,14 +373,14 @@ class Rendering(Case):
             want = composed(rows, {0: (0, top, RED), 1: (0, top, GREEN), 2: (0, top, BLUE)})
             for data in [png(rows, bits, RGB), pnm(rows, top), pnm(rows, top, text=True),
                          tiff(page(rows, bits, TIFF_RGB)), tiff(page(rows, bits, TIFF_RGB, True))]:
-                self.assertEqual(self.render(data), want)
+                self.assertEqual(self.render(data, levels=None), want)
         rows = random_rows(4, 4, 3, 200)
-        self.assertEqual(self.render(pnm(rows, 200)),  # white is the greatest value of the file
+        self.assertEqual(self.render(pnm(rows, 200), levels=None),  # white is the greatest value of the file
                          composed(rows, {0: (0, 200, RED), 1: (0, 200, GREEN), 2: (0, 200, BLUE)}))
 
     def test_rgb_sample_picture_is_itself(self):
         data = (DATA / "tissue_rgb_8bit_512x512.png").read_bytes()
-        self.assertEqual(self.render(data), read_png(data))
+        self.assertEqual(self.render(data, levels=None), read_png(data))
 
     def test_channels_of_rgb(self):
         rows = random_rows(9, 4, 3, 255)
@@ -373,6 +397,65 @@ class Rendering(Case):
             rows = random_rows(width, 3, 3, 4095)
             how = {c: (0, 4095, CHANNEL_COLOURS[c]) for c in range(3)}
             self.assertEqual(self.render(tiff(page(rows))), composed(rows, how))
+
+
+class Levels(Case):
+    """Which samples are black and which have the full colour."""
+
+    def ramp(self, count):
+        """Each value from 0 on once, in any order."""
+        values = list(range(count))
+        random.Random(3).shuffle(values)
+        return [[[v] for v in values[i:i + 100]] for i in range(0, count, 100)]
+
+    def test_auto_leaves_out_a_tenth_percent_at_each_end(self):
+        # Of 2000 samples two are left out, so that the third from each end decides.
+        rows = self.ramp(2000)
+        want = composed(rows, {0: (2, 1997, GREY)})
+        for options in [[], ["--auto"], ["--auto", "0.1:0.1"], ["--auto=0.1%:0.1%"]]:
+            self.assertEqual(self.render(pnm(rows, 4095), *options, levels=None), want)
+
+    def test_auto_with_percents(self):
+        rows = self.ramp(2000)
+        for percents, low, high in [("5:10", 100, 1799), ("0:1", 0, 1979), ("2%:0%", 40, 1999),
+                                    ("0:0", 0, 1999), ("90:9.5", 1800, 1809)]:
+            self.assertEqual(self.render(pnm(rows, 4095), "--auto", percents),
+                             composed(rows, {0: (low, high, GREY)}))
+
+    def test_auto_and_minmax_look_at_each_channel(self):
+        rows = [[[v[0], 100 + v[0], 3000 - v[0]] for v in row] for row in self.ramp(1000)]
+        data = tiff(page(rows))
+        self.assertEqual(self.render(data, levels=None), composed(rows, {
+            0: (1, 998, BLUE), 1: (101, 1098, GREEN), 2: (2002, 2999, RED)}))
+        self.assertEqual(self.render(data), composed(rows, {
+            0: (0, 999, BLUE), 1: (100, 1099, GREEN), 2: (2001, 3000, RED)}))
+        self.assertEqual(self.render(data, "--channels", "2", levels=None),
+                         composed(rows, {2: (2002, 2999, GREY)}))
+
+    def test_auto_without_enough_samples_is_minmax(self):
+        for rows in [[[[7], [9]]], [[[0]] * 1999 + [[50]]], [[[3], [3], [3], [200]]]]:
+            values = [p[0] for p in rows[0]]
+            self.assertEqual(self.render(pnm(rows, 255), levels=None),
+                             composed(rows, {0: (min(values), max(values), GREY)}))
+        for value in [0, 128, 255]:
+            self.assertEqual(self.render(pnm([[[value]] * 3], 255), levels=None),
+                             [[(value,) * 3] * 3])
+
+    def test_rgb_is_scaled_only_when_asked_for(self):
+        rows = [[[20 + v[0] // 10] * 3 for v in row] for row in self.ramp(2000)]
+        data = png(rows, 8, RGB)
+        self.assertEqual(self.render(data, levels=None), [[tuple(p) for p in row] for row in rows])
+        how = {0: RED, 1: GREEN, 2: BLUE}
+        self.assertEqual(self.render(data),
+                         composed(rows, {c: (20, 219, how[c]) for c in how}))
+        self.assertEqual(self.render(data, "--auto", "5:10"),
+                         composed(rows, {c: (30, 199, how[c]) for c in how}))
+
+    def test_levels_stay_within_the_depth(self):
+        rows = [[[0], [500], [1023], [65535]]]
+        warning = rb"qmpic: warning: [^\n]+\n"
+        self.assertEqual(self.render(tiff(page(rows)), "--bits", 10, warning=warning),
+                         composed([[[0], [500], [1023], [1023]]], {0: (0, 1023, GREY)}))
 
 
 class Marks(Case):
@@ -421,6 +504,485 @@ class Marks(Case):
                 ("cells_3ch_16bit_512x512.tif", ["--channels", "0"], 11)]:
             found = self.render((DATA / name).read_bytes(), "--mark-over", "FF00FF", *options)
             self.assertEqual(sum(row.count(MAGENTA) for row in found), count)
+
+
+def counts_of(rows, component=0):
+    """{value: how often}."""
+    return dict(collections.Counter(pixel[component] for row in rows for pixel in row))
+
+
+def line_of(counts):
+    """One row of pixels that has these values so often."""
+    return [[[value] for value, count in counts.items() for _ in range(count)]]
+
+
+class Stats(Case):
+    def stats(self, data, *options):
+        run = self.run_tool("stats", self.file(data), "--json", *options)
+        self.assertEqual((run.returncode, run.stderr), (0, b""))
+        return json.loads(run.stdout)
+
+    def test_percentiles_of_a_thousand_values(self):
+        values = list(range(1000))
+        random.Random(5).shuffle(values)
+        found = self.stats(pnm([[[v] for v in values]], 4095))
+        sample = found["samples"][0]
+        self.assertEqual((found["width"], found["height"]), (1000, 1))
+        self.assertEqual((found["significant_bits"], found["significant_bits_from"]),
+                         (12, "maxval"))
+        self.assertEqual((sample["min"], sample["max"], sample["mean"]), (0, 999, 499.5))
+        self.assertEqual(sample["median"], 499)
+        self.assertEqual(sample["percentiles"], {
+            "0.1": 0, "1": 9, "5": 49, "25": 249, "50": 499, "75": 749, "95": 949, "99": 989,
+            "99.9": 998})
+
+    def test_percentiles_of_few_samples(self):
+        sample = self.stats(pnm([[[7], [5], [7]]], 255))["samples"][0]
+        self.assertEqual(sample["percentiles"], {
+            "0.1": 5, "1": 5, "5": 5, "25": 5, "50": 7, "75": 7, "95": 7, "99": 7, "99.9": 7})
+        self.assertEqual(sample["mean"], 19 / 3)
+        sample = self.stats(pnm([[[9], [8], [6], [7]]], 255))["samples"][0]
+        self.assertEqual((sample["median"], sample["percentiles"]["75"]), (7, 8))
+        sample = self.stats(pnm([[[77]]], 255))["samples"][0]
+        self.assertEqual(set(sample["percentiles"].values()), {77})
+
+    def test_every_component_for_itself(self):
+        rows = [[[c * 100 + x for c in range(5)] for x in range(9)]]
+        for bits in [8, 16]:
+            rows = [[[c * 50 + x for c in range(5)] for x in range(9)]]
+            samples = self.stats(tiff(page(rows, bits)))["samples"]
+            self.assertEqual([(s["min"], s["median"], s["max"], s["mean"]) for s in samples],
+                             [(c * 50, c * 50 + 4, c * 50 + 8, c * 50 + 4) for c in range(5)])
+
+    def test_otsu_of_separate_values(self):
+        # Between values that stand apart every threshold is as good; the least one wins.
+        for counts, thresholds in [
+                ({10: 3, 200: 1}, [[11], None, None]),
+                ({10: 2, 100: 1, 200: 1}, [None, [10, 100], None]),
+                ({10: 1, 60: 1, 100: 1, 200: 1}, [None, None, [10, 60, 100]]),
+                ({102: 1, 300: 1, 500: 1}, [None, [102, 300], None]),           # 9 bits
+                ({102: 1, 501: 1, 1000: 1}, [None, [102, 502], None]),          # 10: steps of 2
+                ({10: 1, 101: 1, 500: 1, 1000: 1}, [None, None, [12, 102, 501]]),  # 3
+                ({102: 1, 1001: 1, 2000: 1}, [None, [104, 1004], None]),        # 11: as 12
+                ({102: 1, 2001: 1, 4000: 1}, [None, [104, 2004], None]),        # 4
+                ({102: 1, 1001: 1, 2001: 1, 4000: 1}, [None, None, [108, 1008, 2007]]),  # 9
+                ({1001: 1, 4001: 1, 8000: 1}, [None, [1008, 4008], None]),      # 13: as 14, 8
+                ({1000: 1, 30001: 1, 60000: 1}, [None, [1008, 30016], None]),   # 16: 16
+                ({1000: 1, 20001: 1, 30001: 1, 60000: 1},
+                 [None, None, [1053, 20007, 30051]])]:                          # 81
+            with self.subTest(counts=counts):
+                found = self.stats(pnm(line_of(counts), 255 if max(counts) < 256 else 65535))
+                otsu = found["samples"][0]["otsu"]
+                self.assertEqual([len(t) for t in otsu], [1, 2, 3])
+                for got, want in zip(otsu, thresholds):
+                    if want:
+                        self.assertEqual(got, want)
+
+    def test_otsu_of_a_real_picture(self):
+        data = (DATA / "nuclei_1ch_8bit_512x512.tif").read_bytes()
+        bins = [data[176:].count(bytes([v])) for v in range(256)]
+        total = sum(bins)
+        part, moment = [0], [0]  # sums of the values below
+        for value, count in enumerate(bins):
+            part.append(part[-1] + count / total)
+            moment.append(moment[-1] + value * count / total)
+
+        def one(t):  # bin t belongs to neither class; the distance is to the sum of both moments
+            a, b = part[t], part[256] - part[t + 1]
+            u, v = moment[t], moment[256] - moment[t + 1]
+            return sum((m / p - u - v) ** 2 * p for p, m in [(a, u), (b, v)] if p > 1e-10)
+
+        def between(first, last):
+            p, m = part[last] - part[first], moment[last] - moment[first]
+            return m * m / p if p > 1e-10 else 0
+
+        two = max(((between(0, s + 1) + between(s + 1, t + 1) + between(t + 1, 256), -s, -t)
+                   for s in range(256) for t in range(s + 1, 256)))
+        otsu = self.stats(data)["samples"][0]["otsu"]
+        self.assertEqual(otsu[0], [max(range(1, 256), key=one)])
+        self.assertEqual(otsu[1], [-two[1], -two[2]])
+
+    def test_saturated_samples(self):
+        def saturated(data, *options):
+            return [(s["saturated"]["count"], s["saturated"]["share"])
+                    for s in self.stats(data, *options)["samples"]]
+
+        rows = [[[0, 4095], [4095, 4094], [7, 4095], [1, 4095]]]
+        self.assertEqual(saturated(tiff(page(rows))), [(1, 0.25), (3, 0.75)])
+        self.assertEqual(saturated(tiff(page(rows)), "--bits", 13), [(0, 0), (0, 0)])
+        self.assertEqual(saturated(pnm([[[1000], [999]]], 1000)), [(1, 0.5)])
+        run = self.run_tool("stats", self.file(tiff(page(rows))), "--json", "--bits", 12)
+        self.assertEqual(json.loads(run.stdout)["significant_bits_from"], "--bits")
+        run = self.run_tool("stats", self.file(tiff(page(rows))), "--json", "--bits", 10)
+        self.assertEqual(run.stderr,
+                         b"qmpic: warning: samples up to 4095 exceed 10 bits (--bits)\n")
+        self.assertEqual([s["saturated"]["count"] for s in json.loads(run.stdout)["samples"]],
+                         [1, 4])
+
+    def test_sample_pictures(self):
+        saturated = {"plant_1ch_12bit_512x512.tif": [2355],
+                     "cells_3ch_12bit_695x395.tif": [0, 0, 545],
+                     "cells_3ch_16bit_512x512.tif": [11, 0, 0]}
+        for name, at, code, many in [
+                ("cells_3ch_12bit_695x395.tif", 208, "H", 3),
+                ("cells_3ch_16bit_512x512.tif", 208, "H", 3),
+                ("cytoskeleton_3ch_13bit_350x350.tif", 208, "H", 3),
+                ("golgi_2ch_12bit_204x220.tif", 208, "H", 2),
+                ("landsat_6band_8bit_349x352.tif", 224, "B", 6),
+                ("nuclei_1ch_8bit_512x512.tif", 176, "B", 1),
+                ("plant_1ch_12bit_512x512.tif", 176, "H", 1)]:
+            with self.subTest(name=name):
+                data = (DATA / name).read_bytes()
+                values = array.array(code, data[at:])
+                found = self.stats(data)["samples"]
+                self.assertEqual(len(found), many)
+                for c, sample in enumerate(found):
+                    own = sorted(values[c::many])
+                    self.assertEqual((sample["min"], sample["max"], sample["mean"]),
+                                     (own[0], own[-1], sum(own) / len(own)))
+                    for percent, value in sample["percentiles"].items():
+                        rank = -(-len(own) * round(10 * float(percent)) // 1000)
+                        self.assertEqual(value, own[rank - 1], percent)
+                    if name in saturated:
+                        self.assertEqual(sample["saturated"]["count"], saturated[name][c])
+
+    def test_text(self):
+        run = self.run_tool("stats", self.file(pnm([[[10], [10], [10], [200]]], 255)))
+        self.assertEqual(run.stderr, b"")
+        lines = run.stdout.decode().splitlines()
+        self.assertEqual(lines[:4], ["4 x 1 pixels, 8 bits (maxval)", "",
+                                     "                    component 0",
+                                     "min                          10"])
+        found = dict(re.findall(r"(?m)^(\S.*?)  +(\S.*)$", run.stdout.decode()))
+        for name, value in [("0.1 %", "10"), ("median", "10"), ("99.9 %", "200"), ("max", "200"),
+                            ("mean", "57.500"), ("Otsu, 1 threshold", "11"), ("saturated", "0"),
+                            ("saturated, %", "0")]:
+            self.assertEqual(found[name], value)
+
+    def test_text_of_many_components_stays_narrow(self):
+        run = self.run_tool("stats", self.file(tiff(page(random_rows(9, 9, 40, 255), 8))))
+        lines = run.stdout.decode().splitlines()
+        self.assertLessEqual(max(map(len, lines)), 100)
+        self.assertEqual(re.findall(r"component (\d+)", run.stdout.decode()),
+                         [str(c) for c in range(40)])
+
+    def test_wrong_usage(self):
+        picture = self.file(pnm([[[1], [2]]], 255))
+        for option, value in [("--bits", "x"), ("--bits", "9"), ("--page", "-1"),
+                              ("--max-pixels", "0")]:
+            self.assert_fails(2, option, "stats", picture, option, value)
+
+    def test_full_disk_under_the_output(self):
+        picture = self.file(pnm([[[1], [2]]], 255))
+        for command in [["stats"], ["stats", "--json"], ["histogram"], ["histogram", "--csv"],
+                        ["histogram", "--json"], ["threshold", "--otsu", "-o", self.out]]:
+            with open("/dev/full", "wb") as full:
+                run = subprocess.run([TOOL, *map(str, command), picture], stdout=full,
+                                     stderr=subprocess.PIPE)
+            self.assertEqual((run.returncode, run.stderr),
+                             (1, b"qmpic: the output cannot be written\n"))
+
+
+# The ink of a channel's curve on white paper.
+INKS = [(42, 74, 240), (18, 154, 58), (216, 38, 42), (80, 80, 80), (0, 160, 184), (184, 24, 176),
+        (184, 152, 0)]
+
+
+class Plot:
+    """A histogram plot and what the tool says of it."""
+
+    def __init__(self, case, data, *options):
+        run = case.run_tool("histogram", case.file(data), "--json", "--plot", case.out, *options)
+        case.assertEqual((run.returncode, run.stderr), (0, b""))
+        vars(self).update(json.loads(run.stdout)["plot"])
+        self.png = case.out.read_bytes()
+        case.assertEqual(struct.unpack(">II", self.png[16:24]), (self.width, self.height))
+
+    @functools.cached_property
+    def rows(self):
+        return read_png(self.png)
+
+    def column(self, value, part=0.25):
+        """Pixels of a bin, beside its middle, where the dashed lines are."""
+        v = value // self.values_per_bin * self.values_per_bin + part * self.values_per_bin
+        return int(self.left + (v - self.first) * (self.right - self.left)
+                   / (self.last - self.first))
+
+    def top_of(self, value, ink):
+        """The uppermost pixel of a bin that has the ink; None if there is none."""
+        x = self.column(value)
+        for y in range(int(self.top), int(self.bottom) - 1):
+            if all(abs(a - b) < 60 for a, b in zip(self.rows[y][x], ink)):
+                return y
+        return None
+
+    def expected_top(self, samples):
+        part = samples / self.most
+        if self.log:
+            part = math.log(samples / 0.5) / math.log(self.most / 0.5)
+        return self.bottom - part * (self.bottom - self.top)
+
+
+class Histogram(Case):
+    def test_json_and_csv_of_every_value(self):
+        rows = random_rows(50, 40, 2, 255)
+        for component in [None, 0, 1]:
+            chosen = [0, 1] if component is None else [component]
+            options = [] if component is None else ["--component", component]
+            run = self.run_tool("histogram", self.file(tiff(page(rows, 8))), "--json", *options)
+            found = json.loads(run.stdout)
+            self.assertEqual((found["significant_bits"], found["significant_bits_from"]),
+                             (8, "maximum"))
+            self.assertNotIn("plot", found)
+            self.assertEqual([c["component"] for c in found["components"]], chosen)
+            want = [counts_of(rows, c) for c in chosen]
+            for own, counts in zip(found["components"], want):
+                self.assertEqual(own["counts"], [counts.get(v, 0) for v in range(256)])
+            run = self.run_tool("histogram", self.file(tiff(page(rows, 8))), "--csv", *options)
+            self.assertEqual(run.stdout.decode(), "".join(
+                [",".join(["value", *(f"component {c}" for c in chosen)]) + "\n"] +
+                [",".join(map(str, [v, *(c.get(v, 0) for c in want)])) + "\n"
+                 for v in range(256)]))
+
+    def test_values_end_with_the_depth(self):
+        def count(data, *options):
+            run = self.run_tool("histogram", self.file(data), "--json", *options)
+            return len(json.loads(run.stdout)["components"][0]["counts"])
+
+        rows = [[[5], [300]]]
+        self.assertEqual(count(tiff(page(rows))), 512)
+        self.assertEqual(count(tiff(page(rows)), "--bits", 12), 4096)
+        self.assertEqual(count(pnm(rows, 1000)), 1024)
+        self.assertEqual(count(tiff(page([[[5], [600]]])), "--bits", 9), 601)  # warned of
+
+    def test_text(self):
+        run = self.run_tool("histogram", self.file(pnm(line_of({0: 1, 3: 4, 15: 3}), 255)))
+        self.assertEqual((run.returncode, run.stderr), (0, b""))
+        lines = run.stdout.decode().splitlines()
+        self.assertEqual(len(lines), 17)  # a row a value
+        self.assertEqual(lines[0], "component 0: 0 to 15, most often 3 (4 of 8 samples)")
+        self.assertEqual(lines[1], "            0          1   12.500 %  #############")
+        self.assertEqual(lines[4], "            3          4   50.000 %  " + "#" * 50)
+        self.assertEqual(lines[5].rstrip(), "            4          0    0.000 %")
+        run = self.run_tool("histogram", self.file(pnm(line_of({30: 1, 39: 1, 4000: 2}), 4095)))
+        lines = run.stdout.decode().splitlines()
+        self.assertEqual([line.split()[:4] for line in lines[1:]],
+                         [[str(v), "-", str(v + 499), str({0: 2, 4000: 2}.get(v, 0))]
+                          for v in range(0, 4001, 500)])
+
+    def test_three_bins_read_off_the_plot(self):
+        plot = Plot(self, pnm(line_of({12: 1, 13: 100, 17: 50, 20: 10, 21: 1}), 255))
+        self.assertEqual(plot.values_per_bin, 1)
+        self.assertFalse(plot.log)
+        for value, samples in [(13, 100), (17, 50), (20, 10)]:
+            self.assertAlmostEqual(plot.top_of(value, INKS[3]), plot.expected_top(samples), delta=2)
+        for value in [14, 16, 19]:
+            self.assertIsNone(plot.top_of(value, INKS[3]))
+
+    def test_three_bins_read_off_a_logarithmic_plot(self):
+        plot = Plot(self, pnm(line_of({12: 1, 13: 1000, 17: 30, 20: 2, 21: 1}), 255), "--log")
+        self.assertTrue(plot.log)
+        for value, samples in [(13, 1000), (17, 30), (20, 2), (12, 1)]:
+            self.assertAlmostEqual(plot.top_of(value, INKS[3]), plot.expected_top(samples), delta=2)
+        self.assertIsNone(plot.top_of(15, INKS[3]))
+        self.assertGreater(plot.bottom - plot.expected_top(1), 20)  # one sample is seen
+
+    def test_bins_of_several_values(self):
+        counts = {v: 1 for v in range(0, 65536, 64)} | {32768: 3000, 32769: 2000, 60001: 1000}
+        plot = Plot(self, pnm(line_of(counts), 65535), "--log")
+        many = plot.values_per_bin
+        self.assertEqual(many & many - 1, 0)
+        self.assertGreaterEqual((plot.right - plot.left) * many / (plot.last - plot.first), 2)
+        for value in [32768, 60001, 10000]:
+            first = value // many * many
+            samples = sum(n for v, n in counts.items() if first <= v < first + many)
+            self.assertAlmostEqual(plot.top_of(value, INKS[3]), plot.expected_top(samples), delta=2)
+
+    def test_each_channel_has_its_colour(self):
+        # Component c has the value 10 c + 5 thirty times, and 0 and 79 once.
+        for many in [2, 3, 7]:
+            rows = [[[0] * many] + [[10 * c + 5 for c in range(many)]] * 30 + [[79] * many]]
+            plot = Plot(self, tiff(page(rows, 8)))
+            for c in range(many):
+                self.assertAlmostEqual(plot.top_of(10 * c + 5, INKS[c]), plot.expected_top(30),
+                                       delta=2)
+        rows = [[[0] * 3] + [[15, 35, 55]] * 30 + [[79] * 3]]
+        plot = Plot(self, png(rows, 8, RGB))
+        for value, ink in [(15, INKS[2]), (35, INKS[1]), (55, INKS[0])]:
+            self.assertIsNotNone(plot.top_of(value, ink))
+        plot = Plot(self, tiff(page(rows, 8)), "--component", 1)
+        self.assertIsNotNone(plot.top_of(35, INKS[1]))
+        self.assertIsNone(plot.top_of(15, INKS[0]))
+
+    def test_limits_are_dashed_lines(self):
+        # Of 2000 samples two are left out at each end: the limits are 20 and 40.
+        counts = {10: 2, 20: 3, **{v: 100 for v in range(21, 40)}, 50: 2}
+        counts[40] = 2000 - sum(counts.values())
+        plot = Plot(self, pnm(line_of(counts), 255))
+        for value, dashed in [(20, True), (40, True), (12, False), (45, False), (50, False)]:
+            x = plot.column(value, 0.5)
+            line = [row[x] for row in plot.rows[int(plot.top) + 2:][:60]]
+            dark = sum(max(pixel) < 160 for pixel in line)
+            self.assertEqual(20 < dark < 50, dashed, (value, dark))
+
+    def test_a_far_higher_peak_runs_off_the_top(self):
+        # Of 41 bins two are above the twentieth part; four times the next is the top, and some air.
+        plot = Plot(self, pnm(line_of({10: 1000} | {v: 10 for v in range(11, 51)}), 255))
+        self.assertAlmostEqual(plot.most, 41.6)
+        self.assertAlmostEqual(plot.top_of(30, INKS[3]), plot.expected_top(10), delta=2)
+        x = plot.column(10, 0.2)
+        self.assertLess(max(plot.rows[int(plot.top) + 3][x]), 255)  # filled up to the top
+        self.assertEqual(plot.rows[int(plot.top) - 3][x], (255, 255, 255))
+        plot = Plot(self, pnm(line_of({10: 1000, 11: 10, 50: 500}), 255))
+        self.assertAlmostEqual(plot.most, 1040)
+
+    def test_every_picture_has_a_plot(self):
+        pictures = [pnm([[[0]]], 255), pnm([[[65535]]], 65535), tiff(page([[[0], [65535]]])),
+                    tiff(page(random_rows(2, 2, 192, 255), 8)), pnm([[[7]] * 9], 255)]
+        for data in pictures + [path.read_bytes() for path in sorted(DATA.glob("*_*ch_*.tif"))]:
+            for options in [[], ["--log"]]:
+                plot = Plot(self, data, *options)
+                self.assertEqual(plot.width, 1000)
+                self.assertLess(plot.height, 750)
+                self.assertGreater(plot.bottom - plot.top, 400)
+
+    def test_any_file_name_is_a_title(self):
+        for name in [b"zelle-\xc3\xa4.pgm", b"\xff\xc0\x01.pgm", b"x" * 250]:
+            path = os.path.join(os.fsencode(self.folder), name)
+            with open(path, "wb") as file:
+                file.write(pnm([[[1], [2]]], 255))
+            run = subprocess.run([TOOL, "histogram", path, "--plot", self.out],
+                                 capture_output=True)
+            self.assertEqual((run.returncode, run.stderr), (0, b""))
+
+    def test_wrong_usage(self):
+        picture = self.file(pnm([[[1], [2]]], 255))
+        for options in [["--component", "1"], ["--component", "-1"], ["--component", "x"],
+                        ["--bits", "12"], ["--json", "--csv"], ["--log"], ["--plot"],
+                        ["--page", "x"]]:
+            self.assert_fails(2, options[0], "histogram", picture, *options)
+        self.assert_fails(1, "cannot be written", "histogram", picture, "--plot",
+                          self.folder / "none" / "out.png")
+        self.assertEqual(os.listdir(self.folder), ["picture"])
+
+
+class Threshold(Case):
+    def threshold(self, data, *options):
+        """The mask, and what was printed."""
+        run = self.run_tool("threshold", self.file(data), "-o", self.out, "--json", *options)
+        self.assertEqual((run.returncode, run.stderr), (0, b""))
+        return read_png(self.out.read_bytes()), json.loads(run.stdout)
+
+    def assert_selected(self, mask, found, rows, component, low, high):
+        want = [[255 if low <= p[component] <= high else 0 for p in row] for row in rows]
+        self.assertEqual(mask, want)
+        selected, all = sum(row.count(255) for row in want), len(rows) * len(rows[0])
+        self.assertEqual(found["classes"], [
+            {"grey": 0, "count": all - selected, "share": (all - selected) / all},
+            {"grey": 255, "count": selected, "share": selected / all}])
+
+    def test_range_includes_both_ends(self):
+        rows = [[[9], [10], [15], [20], [21]]]
+        mask, found = self.threshold(pnm(rows, 255), "--range", "10:20")
+        self.assertEqual(mask, [[0, 255, 255, 255, 0]])
+        self.assertEqual((found["component"], found["range"]), (0, [10, 20]))
+        self.assertEqual(found["classes"][1], {"grey": 255, "count": 3, "share": 0.6})
+        for values, want in [("15:15", [0, 0, 255, 0, 0]), ("0:9", [255, 0, 0, 0, 0]),
+                             ("21:65535", [0, 0, 0, 0, 255]), ("11:14", [0] * 5),
+                             ("0:255", [255] * 5)]:
+            self.assertEqual(self.threshold(pnm(rows, 255), "--range", values)[0], [want])
+
+    def test_range_of_every_component_and_width(self):
+        for bits, low, high in [(8, 60, 200), (16, 20000, 50000)]:
+            for count in range(1, 7):
+                for width in [1, 7, 8, 9, 16, 17, 100]:
+                    rows = random_rows(width, 3, count, 2 ** bits - 1, seed=width)
+                    rows[0][0] = [low] * count
+                    rows[-1][-1] = [high] * count
+                    component = (width + count) % count
+                    mask, found = self.threshold(tiff(page(rows, bits)), "--component", component,
+                                                 "--range", f"{low}:{high}")
+                    self.assertEqual(found["component"], component)
+                    self.assert_selected(mask, found, rows, component, low, high)
+
+    def test_otsu_selects_what_is_above(self):
+        rows = line_of({10: 3, 200: 1})
+        for options in [["--otsu"], ["--otsu", "1"], ["--otsu=1"]]:
+            mask, found = self.threshold(pnm(rows, 255), *options)
+            self.assertEqual((mask, found["thresholds"]), ([[0, 0, 0, 255]], [11]))
+            self.assert_selected(mask, found, rows, 0, 12, 255)
+
+    def test_otsu_of_a_real_picture(self):
+        data = (DATA / "nuclei_1ch_8bit_512x512.tif").read_bytes()
+        rows = [[[v] for v in data[176 + 512 * y:][:512]] for y in range(512)]
+        mask, found = self.threshold(data, "--otsu")
+        self.assert_selected(mask, found, rows, 0, found["thresholds"][0] + 1, 255)
+        stats = json.loads(self.run_tool("stats", self.file(data), "--json").stdout)
+        self.assertEqual(found["thresholds"], stats["samples"][0]["otsu"][0])
+
+    def test_several_thresholds_give_classes(self):
+        rows = line_of({10: 2, 100: 1, 200: 1})
+        mask, found = self.threshold(pnm(rows, 255), "--otsu", 2)
+        self.assertEqual((mask, found["thresholds"]), ([[0, 0, 128, 255]], [10, 100]))
+        self.assertEqual(found["classes"], [{"grey": 0, "count": 2, "share": 0.5},
+                                            {"grey": 128, "count": 1, "share": 0.25},
+                                            {"grey": 255, "count": 1, "share": 0.25}])
+        rows = [[[0, p[0]] for p in line_of({102: 1, 1001: 1, 2001: 2, 4000: 1})[0]]]
+        mask, found = self.threshold(tiff(page(rows)), "--otsu=3", "--component", 1)
+        self.assertEqual((mask, found["thresholds"]),
+                         ([[0, 85, 170, 170, 255]], [108, 1008, 2007]))
+        self.assertEqual([c["count"] for c in found["classes"]], [1, 1, 2, 1])
+
+    def test_text(self):
+        picture = self.file(pnm(line_of({10: 2, 100: 1, 200: 1}), 255))
+        for options, text in [
+                (["--range", "50:250"], "component   0\nrange       50 to 250\n"
+                                        "selected    50.000 % (2 of 4 samples)\n"),
+                (["--otsu", "2"], "component   0\nthreshold   10\nthreshold   100\n"
+                                  "grey 128    25.000 % (1 samples)\n"
+                                  "selected    25.000 % (1 of 4 samples)\n")]:
+            run = self.run_tool("threshold", picture, "-o", self.out, *options)
+            self.assertEqual((run.returncode, run.stderr), (0, b""))
+            self.assertEqual(run.stdout.decode(), text)
+
+    def test_a_threshold_without_number_may_stand_before_the_file(self):
+        picture = self.file(pnm([[[0], [255]]], 255))
+        run = self.run_tool("threshold", "--otsu", picture, "-o", self.out)
+        self.assertEqual(run.returncode, 0, run.stderr)
+        self.assertEqual(read_png(self.out.read_bytes()), [[0, 255]])
+
+    def test_equal_samples_have_no_threshold(self):
+        picture = self.file(pnm([[[7]] * 5], 255))
+        self.assert_fails(1, "alike", "threshold", picture, "--otsu", "-o", self.out)
+        self.assertFalse(self.out.exists())
+
+    def test_wrong_usage(self):
+        picture = self.file(pnm([[[1], [2]]], 255))
+        for text, options in [
+                ("--otsu", []), ("--otsu", ["--otsu", "--range", "1:2"]), ("--otsu", ["--otsu", "0"]),
+                ("--otsu", ["--otsu", "4"]), ("--otsu", ["--otsu", "-1"]), ("--otsu", ["--otsu=x"]),
+                ("--range", ["--range", "2"]), ("--range", ["--range", "2:1"]),
+                ("--range", ["--range", "0:65536"]), ("--range", ["--range", "a:b"]),
+                ("--range", ["--range", "256:300"]), ("--component", ["--otsu", "--component", "1"]),
+                ("--component", ["--otsu", "--component", "x"])]:
+            with self.subTest(options=options):
+                self.assert_fails(2, text, "threshold", picture, "-o", self.out, *options)
+        self.assert_fails(2, "--output", "threshold", picture, "--otsu")
+        self.assertFalse(self.out.exists())
+
+    def test_unwritable_output_keeps_the_old_one(self):
+        picture = self.file(pnm(random_rows(300, 300, 1, 255), 255))
+        self.out.write_bytes(b"old")
+
+        def limit():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000))
+
+        for options in [["threshold", picture, "--otsu", "-o", self.out],
+                        ["histogram", picture, "--plot", self.out]]:
+            self.assert_fails(1, "cannot be written", *options, preexec_fn=limit)
+            self.assertEqual(self.out.read_bytes(), b"old")
+            self.assertEqual(sorted(os.listdir(self.folder)), ["out.png", "picture"])
 
 
 class Tiff(Case):
@@ -534,9 +1096,10 @@ class Png(Case):
         for bits in [2, 4, 8]:
             rows = random_rows(13, 3, 1, 3)
             want = [[colours[p[0]] for p in row] for row in rows]
-            self.assertEqual(self.render(png(rows, bits, PALETTE, palette)), want)
+            self.assertEqual(self.render(png(rows, bits, PALETTE, palette), levels=None), want)
             transparent = palette + chunk(b"tRNS", b"\0\x80")
-            self.assertEqual(self.render(png(rows, bits, PALETTE, transparent)), want)
+            self.assertEqual(self.render(png(rows, bits, PALETTE, transparent), levels=None),
+                                 want)
 
     def test_transparency_is_dropped(self):
         for bits in [8, 16]:
@@ -617,6 +1180,10 @@ class Failures(Case):
             self.assert_fails(1, "--max-pixels", "render", picture, "-o", self.out,
                               "--max-pixels", 299)
             self.assertEqual(self.run_tool("info", picture, "--max-pixels", 300).returncode, 0)
+        for width in [65536, 65537]:  # counts have 32 bits
+            picture = self.file(f"P5 {width} 65537 255\n".encode())
+            self.assert_fails(1, "more than 4294967295 pixels", "info", picture, "--max-pixels",
+                              2 ** 40)
 
     def samples(self):
         rows, rgb = random_rows(40, 30, 3, 4095), random_rows(20, 20, 3, 255)

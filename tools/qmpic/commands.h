@@ -14,12 +14,18 @@ struct Command {
 };
 
 std::function<void()> declare_info(CLI::App& app);
+std::function<void()> declare_stats(CLI::App& app);
+std::function<void()> declare_histogram(CLI::App& app);
+std::function<void()> declare_threshold(CLI::App& app);
 std::function<void()> declare_render(CLI::App& app);
 
 // clang-format off
 inline constexpr Command kCommands[] = {
-    {"info",   "Show size, depth and the range of the samples of a picture", declare_info},
-    {"render", "Show a picture in colours, as a PNG file",                   declare_render},
+    {"info",      "Show size, depth and the range of the samples of a picture",     declare_info},
+    {"stats",     "Show percentiles, Otsu thresholds and saturation of a picture",  declare_stats},
+    {"histogram", "Show how often each value stands in a picture, also as a plot",  declare_histogram},
+    {"threshold", "Select samples by value and write the selection as a PNG file",  declare_threshold},
+    {"render",    "Show a picture in colours, as a PNG file",                       declare_render},
 };
 // clang-format on
 

@@ -1,5 +1,6 @@
 #include "lists.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "failure.h"
@@ -21,8 +22,13 @@ std::optional<Range> parse_range(const std::string& text) {
     if (colon == std::string::npos) return std::nullopt;
     const auto low = parse_whole<std::uint16_t>(text.substr(0, colon));
     const auto high = parse_whole<std::uint16_t>(text.substr(colon + 1));
-    if (!low || !high || *low >= *high) return std::nullopt;
+    if (!low || !high || *low > *high) return std::nullopt;
     return Range{*low, *high};
+}
+
+std::optional<Range> parse_levels(const std::string& text) {
+    const std::optional<Range> range = parse_range(text);
+    return range && range->low < range->high ? range : std::nullopt;
 }
 
 std::optional<double> parse_gamma(const std::string& text) {
@@ -65,7 +71,32 @@ std::vector<Colour> parse_colours(const std::string& option, const std::string& 
 }
 
 std::vector<Range> parse_ranges(const std::string& option, const std::string& text) {
-    return parse_list(option, text, "LOW:HIGH with 0 <= LOW < HIGH <= 65535", parse_range);
+    return parse_list(option, text, "LOW:HIGH with 0 <= LOW < HIGH <= 65535", parse_levels);
+}
+
+Range parse_values(const std::string& option, const std::string& text) {
+    const std::optional<Range> range = parse_range(text);
+    if (!range)
+        throw WrongUsage((option + ": '")
+                             .append(text)
+                             .append("' is not LOW:HIGH with 0 <= LOW <= HIGH <= 65535"));
+    return *range;
+}
+
+Percents parse_percents(const std::string& option, const std::string& text) {
+    const std::size_t colon = std::min(text.find(':'), text.size());
+    const auto part = [](std::string digits) {
+        if (digits.ends_with('%')) digits.pop_back();
+        return parse_whole<double>(digits).value_or(-1);
+    };
+    const double low = part(text.substr(0, colon));
+    const double high = part(colon < text.size() ? text.substr(colon + 1) : "");
+    if (!(low >= 0 && high >= 0 && low + high < 100))
+        throw WrongUsage(
+            (option + ": '")
+                .append(text)
+                .append("' is not LOW:HIGH in percent, from 0 on and less than 100 together"));
+    return {low, high};
 }
 
 std::vector<double> parse_numbers(const std::string& option, const std::string& text) {

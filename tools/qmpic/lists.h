@@ -14,11 +14,23 @@ struct Range {
     std::uint32_t low, high;
 };
 
+/// Parts of a channel's samples at the dark and at the bright end.
+struct Percents {
+    double low, high;
+};
+
+constexpr Percents kUsualPercents{0.1, 0.1};
+
 // Values of options, separated by commas. Each throws WrongUsage that names `option`.
 std::vector<std::uint32_t> parse_channels(const std::string& option, const std::string& text);
 std::vector<Colour> parse_colours(const std::string& option, const std::string& text);
 std::vector<Range> parse_ranges(const std::string& option, const std::string& text);
 std::vector<double> parse_numbers(const std::string& option, const std::string& text);
+
+/// LOW:HIGH of samples, which may be equal.
+Range parse_values(const std::string& option, const std::string& text);
+/// LOW:HIGH, each at least 0, less than 100 together; a sign of percent may follow.
+Percents parse_percents(const std::string& option, const std::string& text);
 
 /// Is this RRGGBB, with or without a leading #?
 std::optional<Colour> parse_colour(const std::string& text);

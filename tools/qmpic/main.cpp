@@ -24,24 +24,48 @@ int complain(const std::string& text, ExitCode code) {
     return code;
 }
 
-/// The colour of a mark may be left out: "--mark-over FILE" becomes "--mark-over= FILE".
-std::vector<std::string> join_marks(int count, char** arguments) {
-    std::vector<std::string> joined;
+bool looks_like_mark(const std::string& text) { return parse_colour(text) || text == "inverse"; }
+
+bool looks_like_percents(const std::string& text) {
+    return text.find(':') != text.npos && text.find_first_not_of("-+.:%0123456789") == text.npos;
+}
+
+bool looks_like_count(const std::string& text) {
+    return !text.empty() && text.find_first_not_of("-0123456789") == text.npos;
+}
+
+/// Options whose value may be left out, what a value looks like, and what stands for none.
+constexpr struct {
+    const char* option;
+    bool (*is_value)(const std::string& text);
+    const char* otherwise;
+} kOptionalValues[] = {
+    {"--mark-over", looks_like_mark, "default"},
+    {"--mark-under", looks_like_mark, "default"},
+    {"--auto", looks_like_percents, "0.1:0.1"},
+    {"--otsu", looks_like_count, "1"},
+};
+
+/// What was left out is put in: "--mark-over FILE" becomes "--mark-over=default FILE".
+std::vector<std::string> complete(int count, char** arguments) {
+    std::vector<std::string> completed;
     for (int i = 1; i < count; ++i) {
         std::string argument = arguments[i];
         if (argument == "--") {
-            joined.insert(joined.end(), arguments + i, arguments + count);
+            completed.insert(completed.end(), arguments + i, arguments + count);
             break;
         }
-        if (argument == "--mark-over" || argument == "--mark-under") {
+        for (const auto& row : kOptionalValues) {
+            if (argument != row.option) continue;
             const std::string next = i + 1 < count ? arguments[i + 1] : "";
-            const bool colour = parse_colour(next) || next == "inverse";
-            argument += "=" + (colour ? next : "default");
-            i += colour;
+            const bool given = row.is_value(next);
+            argument += "=" + (given ? next : row.otherwise);
+            i += given;
+            break;
         }
-        joined.push_back(argument);
+        completed.push_back(argument);
     }
-    return {joined.rbegin(), joined.rend()};  // as CLI11 takes them
+    return {completed.rbegin(), completed.rend()};  // as CLI11 takes them
 }
 
 int run(int count, char** arguments) {
@@ -54,7 +78,7 @@ int run(int count, char** arguments) {
         row->final_callback(command.declare(*row));
     }
     try {
-        app.parse(join_marks(count, arguments));
+        app.parse(complete(count, arguments));
         return kDone;
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) {  // help, version

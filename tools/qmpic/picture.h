@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "counts.h"
+
 namespace tool {
 
 /// The pixels of a record, released with it.
@@ -35,12 +37,6 @@ class Pixels {
     SQmPicBuf record_;
 };
 
-/// What a component holds.
-struct Counted {
-    std::uint32_t min = 0, max = 0;
-    double mean = 0;
-};
-
 /// How many bits of a sample are meant, and who says so.
 struct Depth {
     unsigned bits;
@@ -64,18 +60,17 @@ struct Picture {
 
 constexpr std::uint32_t top_of(unsigned bits) { return (std::uint32_t{1} << bits) - 1; }
 
-/// Minimum, maximum and mean of each component.
-std::vector<Counted> count(const Picture& picture);
-
 /// `bits` if given; else what the file says; else all of an RGB picture's container, whose top is
 /// white; else the fewest that hold the maximum. Never fewer than storage allows: 8, 9 in words.
-Depth significant_bits(const Picture& picture, const std::vector<Counted>& counted,
-                       std::optional<unsigned> bits);
+Depth significant_bits(const Picture& picture, const Counts& counts, std::optional<unsigned> bits);
 
 /// Warns when samples need more bits than that. Such a picture is still shown: clip() first.
-void warn_of_excess(const Depth& depth, const std::vector<Counted>& counted);
+void warn_of_excess(const Depth& depth, const Counts& counts);
+
+/// The least value that counts as saturated: the greatest one meant.
+std::uint32_t saturation(const Picture& picture, const Depth& depth);
 
 /// Brings samples above the depth's maximum to it, and sets the record's depth.
-void clip(Picture& picture, const Depth& depth, std::vector<Counted>& counted);
+void clip(Picture& picture, const Depth& depth);
 
 }  // namespace tool

@@ -15,6 +15,7 @@ void check_size(const Wanted& wanted, std::uint64_t width, std::uint64_t height,
     if (width == 0 || height == 0 || components == 0) throw Failure("the picture is empty");
     if (components > CQmRangeMask::MaxSize)
         throw Failure("more than " + std::to_string(CQmRangeMask::MaxSize) + " components");
+    if (width * height > 0xFFFFFFFF) throw Failure("more than 4294967295 pixels");  // not counted
     // Each factor is below 2^32, so one division is left to avoid a product that wraps.
     if (width * height > wanted.max_pixels / components)
         throw Failure(std::to_string(width) + " x " + std::to_string(height) + " pixels of " +

@@ -25,7 +25,8 @@ Picture read_tiff(const Wanted& wanted);
 Picture read_png(const Wanted& wanted);
 Picture read_pnm(const Wanted& wanted);
 
-/// Fails when a picture is empty, too large or has too many components.
+/// Fails when a picture is empty, has too many components or is too large: for `wanted`, or for
+/// counts of 32 bits.
 void check_size(const Wanted& wanted, std::uint64_t width, std::uint64_t height,
                 std::uint64_t components);
 

@@ -84,8 +84,7 @@ unsigned stated_bits(const Reader& reader) {
 /// Samples of fewer bits are stored scaled up to all of the word, and come down again by a shift.
 /// A file whose samples all fit into the stated bits was written without that scaling.
 void undo_scaling(Picture& picture, unsigned bits) {
-    const std::vector<Counted> counted = count(picture);
-    if (std::ranges::max(counted, {}, &Counted::max).max <= top_of(bits)) return;
+    if (Counts(picture.pixels.record()).max() <= top_of(bits)) return;
     const std::uint64_t samples = std::uint64_t{picture.width()} * picture.components();
     for (std::uint32_t y = 0; y < picture.height(); ++y) {
         auto* row = reinterpret_cast<std::uint16_t*>(picture.pixels.row(y));

@@ -1,12 +1,12 @@
 #include <algorithm>
-#include <filesystem>
 #include <memory>
 
+#include "colours.h"
 #include "commands.h"
 #include "failure.h"
 #include "lists.h"
+#include "options.h"
 #include "picture.h"
-#include "read.h"
 #include "tables.h"
 #include "write_png.h"
 
@@ -19,13 +19,10 @@ struct Options {
     std::string output;
     std::optional<unsigned> bits;
     std::optional<std::string> channels, colours, levels, gamma;  ///< lists
+    std::optional<std::string> automatic;
+    bool minmax = false;
     std::optional<std::string> mark_over, mark_under;
 };
-
-constexpr Colour kRed = 0x0000FF, kGreen = 0x00FF00, kBlue = 0xFF0000, kGrey = 0xFFFFFF;
-constexpr Colour kRgbColours[] = {kRed, kGreen, kBlue};
-/// Blue, green, red, grey, cyan, magenta, yellow, and again.
-constexpr Colour kChannelColours[] = {kBlue, kGreen, kRed, kGrey, 0xFFFF00, 0xFF00FF, 0x00FFFF};
 
 /// Number `i` of a list that was given: one for each channel, or one for all.
 template <class T>
@@ -50,7 +47,9 @@ struct Parsed {
         : channels(options.channels ? parse_channels("--channels", *options.channels)
                                     : std::vector<std::uint32_t>{}),
           over(mark("--mark-over", options.mark_over, kRed)),
-          under(mark("--mark-under", options.mark_under, kBlue)) {
+          under(mark("--mark-under", options.mark_under, kBlue)),
+          left_out(options.automatic ? parse_percents("--auto", *options.automatic)
+                                     : kUsualPercents) {
         for (std::size_t i = 0; i < channels.size(); ++i)
             if (std::count(channels.begin(), channels.end(), channels[i]) > 1)
                 throw WrongUsage("--channels: " + std::to_string(channels[i]) + " twice");
@@ -72,55 +71,59 @@ struct Parsed {
 
     std::vector<std::uint32_t> channels;
     std::optional<Colour> over, under;
+    Percents left_out;
 };
 
-std::vector<Shown> decide(const Options& options, std::vector<std::uint32_t> channels,
-                          const Picture& picture, const Depth& depth,
-                          const std::vector<Counted>& counted) {
+/// The levels of each component of the picture.
+std::vector<Range> usual_levels(const Options& options, const Percents& left_out,
+                                const Picture& picture, const Depth& depth, const Counts& counts) {
+    const std::uint32_t top = top_of(depth.bits);
+    if (picture.rgb && !options.automatic && !options.minmax)
+        return std::vector(picture.components(), Range{0, saturation(picture, depth)});
+    std::vector<Range> levels = options.minmax
+                                    ? counts.levels(0, 0)
+                                    : counts.levels(left_out.low / 100, left_out.high / 100);
+    for (Range& range : levels) {
+        range.high = std::min(range.high, top);
+        if (range.low >= range.high) range = {0, top};
+    }
+    return levels;
+}
+
+std::vector<Shown> decide(const Options& options, const Parsed& parsed, const Picture& picture,
+                          const Depth& depth, const Counts& counts) {
+    std::vector<std::uint32_t> channels = parsed.channels;
     if (channels.empty())
         for (std::uint32_t c = 0; c < picture.components(); ++c) channels.push_back(c);
     const std::size_t many = channels.size();
     const auto colours = parse_for("--colors", options.colours, many, parse_colours);
     const auto levels = parse_for("--levels", options.levels, many, parse_ranges);
     const auto gamma = parse_for("--gamma", options.gamma, many, parse_numbers);
-    const std::uint32_t top = top_of(depth.bits);
+    const auto usual = usual_levels(options, parsed.left_out, picture, depth, counts);
 
     std::vector<Shown> shown;
     for (std::size_t i = 0; i < many; ++i) {
         const std::uint32_t c = channels[i];
-        if (c >= picture.components())
-            throw WrongUsage("--channels: no channel " + std::to_string(c) + ": the last is " +
-                             std::to_string(picture.components() - 1));
-        const Colour usual = picture.rgb ? kRgbColours[c]
-                             : many == 1 ? kGrey
-                                         : kChannelColours[c % std::size(kChannelColours)];
-        Range range{0, top};
-        if (picture.rgb)
-            range.high = std::min(picture.largest.value_or(top), top);
-        else if (counted[c].min < counted[c].max)
-            range = {counted[c].min, counted[c].max};
-        shown.push_back({c, colours.empty() ? usual : pick(colours, i),
-                         levels.empty() ? range : pick(levels, i),
-                         gamma.empty() ? 1.0 : pick(gamma, i)});
+        check_component("--channels", c, picture);
+        shown.push_back(
+            {c, colours.empty() ? usual_colour(picture, c, many == 1) : pick(colours, i),
+             levels.empty() ? usual[c] : pick(levels, i), gamma.empty() ? 1.0 : pick(gamma, i)});
     }
     return shown;
 }
 
 void render(const Options& options) {
     const Parsed parsed(options);
-    std::error_code ignored;
-    if (std::filesystem::equivalent(options.wanted.path, options.output, ignored))
-        throw WrongUsage("--output: it would replace the picture that is shown");
+    check_output("--output", options.wanted, options.output);
     Picture picture = read(options.wanted);
-    std::vector<Counted> counted = count(picture);
-    const Depth depth = significant_bits(picture, counted, options.bits);
-    warn_of_excess(depth, counted);
-    clip(picture, depth, counted);  // tables are indexed by samples as they stand
+    const Counts counts(picture.pixels.record());
+    const Depth depth = significant_bits(picture, counts, options.bits);
+    warn_of_excess(depth, counts);
+    clip(picture, depth);  // tables are indexed by samples as they stand
 
     SQmLut lut;
     make_tables(lut, depth.bits, picture.components(),
-                decide(options, parsed.channels, picture, depth, counted),
-                {parsed.over, parsed.under});
+                decide(options, parsed, picture, depth, counts), {parsed.over, parsed.under});
     const SQmPicBuf& from = picture.pixels.record();
     Pixels screen;
     screen.allocate(from.uiWidth, from.uiHeight, 8, 3);
@@ -137,21 +140,27 @@ void render(const Options& options) {
 
 std::function<void()> declare_render(CLI::App& app) {
     const auto options = std::make_shared<Options>();
-    app.add_option("FILE", options->wanted.path, "TIFF, PNG, PGM or PPM")->required();
-    app.add_option("-o,--output", options->output, "PNG file to write")
-        ->required()
-        ->type_name("OUT.png");
-    app.add_option("--bits", options->bits, "Significant bits (else from the file or its maximum)")
-        ->type_name("N");
-    app.add_option("--page", options->wanted.page, "Page of a TIFF, from 0")->type_name("K");
+    add_picture(app, options->wanted);
+    add_output(app, options->output);
+    add_bits(app, options->bits);
     app.add_option("--channels", options->channels, "Channels to show, from 0 (else all)")
         ->type_name("0,2");
     app.add_option("--colors", options->colours, "Colour of each channel shown, or one for all")
         ->type_name("FF0000,00FF00");
-    app.add_option("--levels", options->levels,
-                   "Samples shown black and full, each channel or one for all (else its "
-                   "minimum and maximum; RGB pictures: everything)")
-        ->type_name("LOW:HIGH,...");
+    CLI::Option* levels =
+        app.add_option("--levels", options->levels,
+                       "Samples shown black and full, each channel or one for all (else --auto; "
+                       "RGB pictures: everything)")
+            ->type_name("LOW:HIGH,...");
+    CLI::Option* automatic =
+        app.add_option("--auto", options->automatic,
+                       "Levels that leave out so many percent of each channel's darkest and "
+                       "brightest samples; 0.1:0.1 unless given")
+            ->type_name("[LOW%:HIGH%]")
+            ->excludes(levels);
+    app.add_flag("--minmax", options->minmax, "Levels at each channel's minimum and maximum")
+        ->excludes(levels)
+        ->excludes(automatic);
     app.add_option("--gamma", options->gamma,
                    "Exponent between them, each channel or one for all; below 1 brightens")
         ->type_name("G,...");
@@ -160,11 +169,6 @@ std::function<void()> declare_render(CLI::App& app) {
         ->type_name("[COLOR]");
     app.add_option("--mark-under", options->mark_under, "Mark samples that are 0, in blue")
         ->type_name("[COLOR]");
-    app.add_option("--max-pixels", options->wanted.max_pixels,
-                   "Refuse larger pictures (pixels x components)")
-        ->check(CLI::PositiveNumber)
-        ->capture_default_str()
-        ->type_name("N");
     return [options] { render(*options); };
 }
 

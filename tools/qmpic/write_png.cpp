@@ -96,7 +96,8 @@ bool write_pixels(Writer& writer, std::FILE* file, const Pixels& pixels, Progres
     png_set_user_limits(writer.png, 0x7FFFFFFF, 0x7FFFFFFF);
     png_init_io(writer.png, file);
     png_set_compression_level(writer.png, 4);
-    png_set_IHDR(writer.png, writer.info, record.uiWidth, record.uiHeight, 8, PNG_COLOR_TYPE_RGB,
+    png_set_IHDR(writer.png, writer.info, record.uiWidth, record.uiHeight, 8,
+                 record.uiComponents == 3 ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY,
                  PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_write_info(writer.png, writer.info);
     png_set_bgr(writer.png);
