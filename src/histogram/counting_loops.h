@@ -119,15 +119,16 @@ void count_pixels(const Counted& call, Count<known> components, Where where) {
 /// Are four pixels of `bytes` equal? Reads nothing else.
 template <uint64_t bytes>
 bool four_equal(const void* pixels) {
+    constexpr uint64_t length = 3 * bytes;  // which are equal to those one pixel further
+    using Word = std::conditional_t<length >= 8, uint64_t, uint32_t>;
     const auto* const p = static_cast<const Sample<uint8_t>*>(pixels);
     const auto word = [p](uint64_t at) {
-        return uint64_t{*reinterpret_cast<const Sample<uint64_t>*>(p + at)};
+        return Word{*reinterpret_cast<const Sample<Word>*>(p + at)};
     };
-    constexpr uint64_t length = 3 * bytes;  // which are equal to those one pixel further
-    static_assert(length >= 8);
-    if (word(length - 8) != word(length - 8 + bytes)) return false;  // nearly always
-    uint64_t differs = 0;
-    for (uint64_t at = 0; at + 8 < length; at += 8) differs |= word(at) ^ word(at + bytes);
+    constexpr uint64_t last = length - sizeof(Word);
+    if (word(last) != word(last + bytes)) return false;  // nearly always
+    Word differs = 0;
+    for (uint64_t at = 0; at < last; at += sizeof(Word)) differs |= word(at) ^ word(at + bytes);
     return differs == 0;
 }
 
