@@ -180,7 +180,7 @@ class QM_API CQmHistoAPI_Base {
     ///
     /// Where there are many bins two and three are chosen among each n-th one: of 1024, 4096, 16384
     /// and 65536 bins each 2nd, 4th, 8th and 16th for two, each 3rd, 9th, 27th and 81st for three.
-    /// Of any other number every bin may be one; three of 32768 bins take half a second.
+    /// Of any other number every bin may be one; three of 32768 bins take about a second.
     ///
     /// @param uiCount 1 to 3; with 0 nothing is done
     /// @return 0; -2 for several components or more than 3 thresholds; -9 for a null array, an

@@ -88,7 +88,8 @@ Counts draw_bins(Random& random, uint32_t bits, uint32_t bin_bytes) {
     for (size_t i = first; i < bins.size(); i += step) {
         if (full == 0 && random(0, 2) == 0) continue;
         uint64_t count = random(1, 1000);
-        if (random(0, 3) == 0) count = uint64_t{random.any()} << 32 | random.any();
+        if (random(0, 3) == 0) count = random.any();
+        if (random(0, 3) == 0) count = count << 32 | random.any();
         if (random(0, 9) == 0) count = ~0ull;
         bins[i] = bin_bytes == 4 ? count & 0xFFFFFFFF : count;
     }
