@@ -381,15 +381,15 @@ void add_binary() {
     add<Wide>("CQmPicMemAPI_Base::PackToBinary", no_pixel, pack(193), print_destination);
     add<Wide>("CQmPicMemAPI_Base::PackToBinary of 192 components", {}, pack(192),
               print_destination);
-    const auto unpack = [](auto how) {
-        return [=](Wide& p) {
-            return how(p.d.data(), 193, 8, uint64_t{5}, 193, p.s.data(), 0, 1, 1, 2, 0);
-        };
+    using Unpack = int(void*, uint32_t, uint32_t, uint64_t, uint32_t, const void*, uint32_t,
+                       uint32_t, uint32_t, uint64_t, uint32_t);
+    const auto unpack = [](Unpack* how) {
+        return [=](Wide& p) { return how(p.d.data(), 193, 8, 5, 193, p.s.data(), 0, 1, 1, 2, 0); };
     };
-    add<Wide>("CQmPicMemAPI_Base::UnpackFromBinary", no_pixel,
-              unpack([](auto... a) { return Api::UnpackFromBinary(a...); }), print_destination);
-    add<Wide>("CQmPicMemAPI_Base::UnpackFromBinaryMT", no_pixel,
-              unpack([](auto... a) { return Api::UnpackFromBinaryMT(a...); }), print_destination);
+    add<Wide>("CQmPicMemAPI_Base::UnpackFromBinary", no_pixel, unpack(Api::UnpackFromBinary),
+              print_destination);
+    add<Wide>("CQmPicMemAPI_Base::UnpackFromBinaryMT", no_pixel, unpack(Api::UnpackFromBinaryMT),
+              print_destination);
     const auto threshold = [](uint32_t components) {
         return [=](Wide& p) {
             return Api::ThresholdToBinary(p.d.data(), 0, 1, p.s.data(), components, 8, 193,
