@@ -4,6 +4,9 @@
 #include "histogram/contents.h"
 #include "histogram/counting_kernels.h"
 #include "support.h"
+#ifdef QMPIC_VIPS
+#include <vips/vips.h>
+#endif
 
 namespace qmpic::bench {
 namespace {
@@ -18,6 +21,31 @@ struct Bins {
         for (uint32_t c = 0; c < 7; ++c) components[c] = memory.data() + (c + 1) * bins;
     }
 };
+
+#ifdef QMPIC_VIPS
+/// One call for all bands, and one for their mean.
+std::function<void()> libvips(const Picture& s) {
+    static const int started = VIPS_INIT("qmpic_bench");
+    (void)started;
+    const int edge = static_cast<int>(s.edge);
+    VipsImage* const in =
+        vips_image_new_from_memory(s.data, s.size(), edge, edge, static_cast<int>(s.components),
+                                   s.bytes == 1 ? VIPS_FORMAT_UCHAR : VIPS_FORMAT_USHORT);
+    const auto count = [](VipsImage* picture) {
+        VipsImage* counts = nullptr;
+        if (vips_hist_find(picture, &counts, nullptr) != 0) return;
+        g_object_unref(vips_image_copy_memory(counts));
+        g_object_unref(counts);
+    };
+    return [=] {
+        count(in);
+        VipsImage *mean = nullptr, *words = nullptr;
+        if (vips_bandmean(in, &mean, nullptr) != 0) return;
+        if (vips_cast_ushort(mean, &words, nullptr) == 0) count(words), g_object_unref(words);
+        g_object_unref(mean);
+    };
+}
+#endif
 
 void add_counting(const NamedKernel<CountKernel>& k, Format f, const std::string& prefix,
                   bool with_mean) {
@@ -44,6 +72,24 @@ void add_counting(const NamedKernel<CountKernel>& k, Format f, const std::string
             return job;
         });
 }
+
+#ifdef QMPIC_VIPS
+void add_libvips(const NamedKernel<CountKernel>& k, Format f) {
+    add(std::string(k.name) + ":real_and_libvips", [=](uint32_t edge) {
+        const Picture s = picture_of(f, kReal, edge);
+        Job job;
+        job.bytes = s.size();
+        job.ours = [=, run = k.run] {
+            Bins to(1u << f.bpc);
+            run(to.components, to.intensity, 4, s.data, s.stride(), f.components, f.bpc, 1, 1,
+                s.edge, s.pixels());
+        };
+        job.peer = libvips(s);
+        job.peer_name = "libvips";
+        return job;
+    });
+}
+#endif
 
 /// A mask of 255 and 0 in blobs.
 const void* mask_of(uint32_t bits) {
@@ -102,6 +148,9 @@ const bool registered = add_family([] {
             add_counting(k, {n, 8, 8}, "", true);
         else
             add_counting(k, {n, 16, 12}, "of_12_bits_", true);
+#ifdef QMPIC_VIPS
+        if (n == 4 && k.source.bits == 16) add_libvips(k, {n, 16, 12});
+#endif
     }
     add_masked(kHistogramBin, 8);
     add_masked(kHistogramBin16, 16);

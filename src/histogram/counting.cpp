@@ -25,7 +25,11 @@ constexpr bool kComponents = false, kAndIntensity = true;
 
 template <class T, class Bin, bool with_intensity, uint32_t known, class Where>
 void count_with(Counted call, Count<known> components, Where where) {
-    if constexpr (known != 0 && std::is_same_v<Where, Everywhere>) {
+    constexpr bool everywhere = std::is_same_v<Where, Everywhere>;
+    if constexpr (known == 0 && everywhere)  // pairs of channels are many
+        if (components() == 2 && call.first == 0)
+            return count_with<T, Bin, with_intensity>(call, Count<2>{}, where);
+    if constexpr (known != 0 && everywhere) {
         if (call.steps.x == 1) {  // rows without gaps are one
             if (call.steps.y == 1)
                 call.area =

@@ -12,7 +12,8 @@
 /// of it is scalar, the same at every level, and no shape fits. Two things make it quick. Pixels
 /// that are all equal are counted at once, since a bin that is incremented again and again waits
 /// for itself; and single components go to tables of small counters or to a second table by turns.
-/// Tables must be cleared and added, so that only long calls use them; they lie on the stack.
+/// Tables must be cleared and added, so that only long calls use them; they lie on the
+/// stack, in functions of their own.
 
 namespace qmpic {
 
@@ -118,15 +119,16 @@ void count_pixels(const Counted& call, Count<known> components, Where where) {
 /// Are four pixels of `bytes` equal? Reads nothing else.
 template <uint64_t bytes>
 bool four_equal(const void* pixels) {
+    constexpr uint64_t length = 3 * bytes;  // which are equal to those one pixel further
+    using Word = std::conditional_t<length >= 8, uint64_t, uint32_t>;
     const auto* const p = static_cast<const Sample<uint8_t>*>(pixels);
     const auto word = [p](uint64_t at) {
-        return uint64_t{*reinterpret_cast<const Sample<uint64_t>*>(p + at)};
+        return Word{*reinterpret_cast<const Sample<Word>*>(p + at)};
     };
-    constexpr uint64_t length = 3 * bytes;  // which are equal to those one pixel further
-    static_assert(length >= 8);
-    if (word(length - 8) != word(length - 8 + bytes)) return false;  // nearly always
-    uint64_t differs = 0;
-    for (uint64_t at = 0; at + 8 < length; at += 8) differs |= word(at) ^ word(at + bytes);
+    constexpr uint64_t last = length - sizeof(Word);
+    if (word(last) != word(last + bytes)) return false;  // nearly always
+    Word differs = 0;
+    for (uint64_t at = 0; at < last; at += sizeof(Word)) differs |= word(at) ^ word(at + bytes);
     return differs == 0;
 }
 
@@ -180,7 +182,7 @@ void add_table(Sample<Bin>* bins, const Counter* table, uint64_t count) {
 
 /// The same with a second table, for blocks of up to `most` bins.
 template <class T, class Bin, uint64_t most>
-void count_in_two_tables(const Counted& call, Sample<Bin>* bins) {
+[[gnu::noinline]] void count_in_two_tables(const Counted& call, Sample<Bin>* bins) {
     const uint64_t count = uint64_t{call.kept()} + 1;
     Sample<Bin> other[most];
     std::memset(static_cast<void*>(other), 0, count * sizeof(Bin));
@@ -195,7 +197,7 @@ inline bool flows_over(uint8_t* counters, uint64_t place) {
 
 /// A counter for each pair of bytes that stand side by side: half the increments.
 template <class Bin>
-void count_pairs(const Counted& call, Sample<Bin>* bins) {
+[[gnu::noinline]] void count_pairs(const Counted& call, Sample<Bin>* bins) {
     uint8_t pairs[65536];
     uint8_t* const counters = pairs;
     std::memset(counters, 0, sizeof pairs);
@@ -226,7 +228,7 @@ void count_pairs(const Counted& call, Sample<Bin>* bins) {
 
 /// Words that lie far apart in a block which is larger than the nearest cache.
 template <class Bin>
-void count_scattered(const Counted& call, Sample<Bin>* bins) {
+[[gnu::noinline]] void count_scattered(const Counted& call, Sample<Bin>* bins) {
     uint8_t table[65536];
     const uint32_t kept = call.kept();
     std::memset(table, 0, sizeof table);
@@ -245,7 +247,7 @@ void count_scattered(const Counted& call, Sample<Bin>* bins) {
 
 /// Do the words lie far apart? Tells by 256 of them, spread over the picture: how often the 16 bins
 /// next to a value are met for the first time.
-inline bool is_scattered(const Counted& call) {
+[[gnu::noinline]] inline bool is_scattered(const Counted& call) {
     bool met[4096] = {};
     uint32_t first_times = 0;
     for (uint64_t i = 0; i < 256; ++i) {

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 
 #include "core/shapes.h"
 #include "histogram/counting_kernels.h"
@@ -25,32 +24,34 @@ struct Walk {
 
 /// A value's bin in a block of 2^histo_bits.
 struct Divided {
-    uint32_t shift, histo_bits;
-    Divided(uint32_t bpc, uint32_t bits) : shift((bpc - bits) & 63), histo_bits(bits) {}
+    uint32_t shift;
+    uint64_t last;  ///< bin of the block
+    Divided(uint32_t bpc, uint32_t bits)
+        : shift((bpc - bits) & 63), last(bits >= 32 ? UINT64_MAX : (uint64_t{1} << bits) - 1) {}
     uint64_t bin(uint64_t value) const { return value >> shift; }
-    bool holds(uint64_t index) const { return histo_bits >= 32 || index >> histo_bits == 0; }
 };
 
-/// `count(c, value)` for every component of every pixel.
-template <class T, class Count>
-void each_value(const Walk& walk, Count count) {
+/// `visit(c, value)` for every component of every pixel.
+template <class T, uint32_t known, class Visit>
+void each_value(const Walk& walk, Visit visit) {
+    const uint64_t n = known != 0 ? known : walk.components;
     for (uint64_t y = 0; y < walk.rows; y += walk.step_y) {
         const uint64_t begin = walk.begin(y), there = (walk.end - begin) / sizeof(T);
         // A pixel is counted where its first word is one of the row's and its last the picture's.
-        const uint64_t whole = there >= walk.components ? there - walk.components + 1 : 0;
+        const uint64_t whole = there >= n ? there - n + 1 : 0;
         const uint64_t words = std::min(walk.row_words, whole);
         const auto* const s = reinterpret_cast<const Sample<T>*>(
             static_cast<const std::byte*>(walk.src.first) + begin);
-        for (uint64_t i = 0; i < words; i += walk.components * walk.step_x)
-            for (uint64_t c = 0; c < walk.components; ++c) count(c, uint64_t{s[i + c]});
+        for (uint64_t i = 0; i < words; i += n * walk.step_x)
+            for (uint64_t c = 0; c < n; ++c) visit(c, uint64_t{s[i + c]});
     }
 }
 
-template <class T, class Bin>
+template <class T, class Bin, uint32_t known>
 void count_divided(void* const* components, const Walk& walk, Divided divided) {
-    each_value<T>(walk, [=](uint64_t c, uint64_t value) {
+    each_value<T, known>(walk, [=](uint64_t c, uint64_t value) {
         const uint64_t index = divided.bin(value);
-        if (!divided.holds(index)) return;
+        if (index > divided.last) return;
         Sample<Bin>& bin = static_cast<Sample<Bin>*>(components[c])[index];
         bin = static_cast<Bin>(bin + 1);
     });
@@ -59,7 +60,7 @@ void count_divided(void* const* components, const Walk& walk, Divided divided) {
 /// What the forms for any number do with bins of 8 bytes.
 template <class T>
 void step_pointers(void** components, const Walk& walk, Divided divided) {
-    each_value<T>(walk, [=](uint64_t c, uint64_t value) {
+    each_value<T, 0>(walk, [=](uint64_t c, uint64_t value) {
         components[0] = components[c];
         const uint64_t index = divided.bin(value);
         if (index < walk.components)
@@ -77,28 +78,26 @@ struct Request {
 };
 
 constexpr bool kFindsRows = false, kHalvesRows = true;
-constexpr uint64_t kAnyNumber = 0;
 
-/// `known` components, 1 or 3 words of a pixel a row, or kAnyNumber.
-template <class T>
-int divide(void** components, uint64_t known, uint64_t count, bool halves, const Request& r) {
+template <class T, uint32_t known>
+int divide(void** components, Count<known> count, bool halves, const Request& r) {
     const Area area = Area::of_pixels(r.width, r.size);
     if (area.rows == 0) return QM_OK;
     if (r.bin_bytes != 4 && r.bin_bytes != 8) return QM_NO_KERNEL;
-    if (components == nullptr || count == 0) return QM_OK;
+    if (components == nullptr || count() == 0) return QM_OK;
     const Walk walk{r.src,
-                    count,
+                    count(),
                     std::max(r.step_x, 1u),
                     std::max(r.step_y, 1u),
                     area.rows,
                     (known == 1 ? 1 : 3) * area.width,  // any number: as if it were three
-                    (area.rows - 1) * r.src.stride + area.width * count * sizeof(T),
+                    (area.rows - 1) * r.src.stride + area.width * count() * sizeof(T),
                     halves};
     const Divided divided(r.bpc, r.histo_bits);
     if (r.bin_bytes == 4)
-        count_divided<T, uint32_t>(components, walk, divided);
-    else if (known != kAnyNumber)
-        count_divided<T, uint64_t>(components, walk, divided);
+        count_divided<T, uint32_t, known>(components, walk, divided);
+    else if constexpr (known != 0)
+        count_divided<T, uint64_t, known>(components, walk, divided);
     else
         step_pointers<T>(components, walk, divided);
     return QM_OK;
@@ -135,7 +134,7 @@ void add_blocks(const void* src, void* const* src_components, void* dst,
     int name(void* pBins, uint32_t uiBinBytes, uint32_t uiHistoBits, const void* pSrc,             \
              uint32_t uiWidthBytes, uint32_t uiStepX, uint32_t uiStepY, uint32_t uiBpc,            \
              uint32_t uiWidth, uint64_t uiSizeInPixels) {                                          \
-        return divide<T>(pBins != nullptr ? &pBins : nullptr, 1, 1, kFindsRows, REQUEST);          \
+        return divide<T>(pBins != nullptr ? &pBins : nullptr, Count<1>{}, kFindsRows, REQUEST);    \
     }
 KERNEL(gethistogramdiv_1x16, uint16_t)
 KERNEL(gethistogramdiv_1x32, uint32_t)
@@ -145,7 +144,7 @@ KERNEL(gethistogramdiv_1x32, uint32_t)
     int name(void** ppComp, uint32_t uiBinBytes, uint32_t uiHistoBits, const void* pSrc,           \
              uint32_t uiWidthBytes, uint32_t uiStepX, uint32_t uiStepY, uint32_t uiBpc,            \
              uint32_t uiWidth, uint64_t uiSizeInPixels) {                                          \
-        return divide<T>(ppComp, 3, 3, rows, REQUEST);                                             \
+        return divide<T>(ppComp, Count<3>{}, rows, REQUEST);                                       \
     }
 KERNEL(gethistogramdiv_3x16, uint16_t, kHalvesRows)
 KERNEL(gethistogramdiv_3x32, uint32_t, kFindsRows)
@@ -155,7 +154,7 @@ KERNEL(gethistogramdiv_3x32, uint32_t, kFindsRows)
     int name(void** ppComp, uint32_t uiBinBytes, uint32_t uiHistoBits, const void* pSrc,           \
              uint32_t uiComponents, uint32_t uiWidthBytes, uint32_t uiStepX, uint32_t uiStepY,     \
              uint32_t uiBpc, uint32_t uiWidth, uint64_t uiSizeInPixels) {                          \
-        return divide<T>(ppComp, kAnyNumber, uiComponents, rows, REQUEST);                         \
+        return divide<T>(ppComp, Count<0>{uiComponents}, rows, REQUEST);                           \
     }
 KERNEL(gethistogramdiv_Nx16, uint16_t, kHalvesRows)
 KERNEL(gethistogramdiv_Nx32, uint32_t, kFindsRows)

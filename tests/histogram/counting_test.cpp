@@ -268,7 +268,8 @@ void check_adding(HistoAddKernel* run, Round round) {
     for (Bins* const one : {&s, &d})
         for (uint32_t c = 0; c <= n; ++c)
             for (uint64_t i = 0; i < bins; ++i) {
-                const uint64_t value = uint64_t{random.any()} << 32 | random.any();
+                uint64_t value = random.any();
+                value = value << 32 | random.any();
                 std::memcpy(static_cast<uint8_t*>(one->block(c)) + i * bytes, &value, bytes);
             }
     const auto source = s.memory();
