@@ -115,13 +115,14 @@ void check(Round round) {
 
     Request request{};
     const int top = (1 << bpc) - 1;
+    const auto maximum = static_cast<uint32_t>(top);
     request.bins = random(0, 2) ? static_cast<int>(random(1, 300))
                                 : random.one_of({1, 2, 256, top, top + 1, top + 2, 100000});
     request.ranged = random(0, 1);
-    request.low = static_cast<int>(random(0, 2 * top));
-    request.low -= static_cast<int>(random(0, top));
+    request.low = static_cast<int>(random(0, 2 * maximum));
+    request.low -= static_cast<int>(random(0, maximum));
     if (random(0, 3) == 0) request.low = static_cast<int>(random.any());
-    request.high = static_cast<int>(random(0, 3) ? random(0, 2 * top) : random.any());
+    request.high = static_cast<int>(random(0, 3) ? random(0, 2 * maximum) : random.any());
     if (random(0, 15) == 0) request.high = request.low / 2 - 1;  // upside down
     if (request.high == request.low) request.high = request.low == 0 ? 1 : 0;
     request.samples = random(0, 1) ? 0 : static_cast<int>(random(0, size.width * size.height + 9));

@@ -1,7 +1,6 @@
 #include "support/processors.h"
 
 #include <dlfcn.h>
-#include <omp.h>
 
 #include <atomic>
 
