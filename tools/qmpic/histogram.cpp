@@ -76,7 +76,7 @@ void show_json(const Options& options, const Depth& depth, const Counts& counts,
     std::printf("{\"file\": %s, \"significant_bits\": %u, \"significant_bits_from\": %s, ",
                 quoted(options.wanted.path).c_str(), depth.bits, quoted(depth.stated).c_str());
     if (axes) {
-        std::printf("\"plot\": {\"file\": %s", quoted(*options.plot).c_str());
+        std::printf("\"plot\": {\"file\": %s", quoted(options.plot.value_or("")).c_str());
         const std::pair<const char*, double> numbers[] = {{"width", axes->width},
                                                           {"height", axes->height},
                                                           {"left", axes->left},
@@ -102,8 +102,8 @@ void show_json(const Options& options, const Depth& depth, const Counts& counts,
     std::puts("]}");
 }
 
-Axes write_plot(const Options& options, const Picture& picture, const Depth& depth,
-                const Counts& counts, const Chosen& chosen) {
+Axes write_plot(const Options& options, const std::string& path, const Picture& picture,
+                const Depth& depth, const Counts& counts, const Chosen& chosen) {
     static constexpr const char* kRgbNames[] = {"red", "green", "blue"};
     const std::vector<Range> limits =
         counts.levels(kUsualPercents.low / 100, kUsualPercents.high / 100);
@@ -126,7 +126,7 @@ Axes write_plot(const Options& options, const Picture& picture, const Depth& dep
     const Axes axes =
         draw_plot(screen, printable(std::filesystem::path(options.wanted.path).filename().string()),
                   subtitle, curves, options.logarithmic);
-    write_png(*options.plot, screen);
+    write_png(path, screen);
     return axes;
 }
 
@@ -142,7 +142,7 @@ void show(const Options& options) {
         if (c == options.component.value_or(c)) chosen.push_back(c);
 
     std::optional<Axes> axes;
-    if (options.plot) axes = write_plot(options, picture, depth, counts, chosen);
+    if (options.plot) axes = write_plot(options, *options.plot, picture, depth, counts, chosen);
     if (options.json)
         show_json(options, depth, counts, chosen, axes);
     else if (options.csv)
