@@ -44,11 +44,9 @@ struct Single {
     SQmHisto bins;
 };
 
-/// Bits of the histogram in which thresholds are searched: those of the maximum. With an odd number
-/// above 10 the search would go through all values, which takes minutes at 13 bits.
+/// Bits of the histogram in which thresholds are searched: those of the maximum.
 unsigned search_bits(std::uint32_t max) {
-    const unsigned bits = std::max(8U, static_cast<unsigned>(std::bit_width(max)));
-    return bits > 10 ? bits + bits % 2 : bits;
+    return std::max(8U, static_cast<unsigned>(std::bit_width(max)));
 }
 
 }  // namespace

@@ -41,7 +41,7 @@ class Counts {
 
     /// One to three thresholds that part the samples best; the upper class is above a threshold.
     /// Two are searched in steps of 2, 4, 8, 16 values when the maximum has 10, 12, 14, 16 bits,
-    /// three in steps of 3, 9, 27, 81; 11, 13 and 15 bits are searched as the next.
+    /// three in steps of 3, 9, 27, 81; else all values are tried.
     std::vector<std::uint32_t> otsu(std::uint32_t c, unsigned count) const;
 
   private:
