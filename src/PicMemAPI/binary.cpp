@@ -230,7 +230,7 @@ class Brush {
     void put(Sample<T>* d, const uint8_t* flags, uint32_t n) const {
         constexpr uint32_t all = groups * kGroup * count, step = count == 1 ? all : period;
         const auto made = [&](uint32_t i, uint32_t at) {
-            const auto mask = static_cast<T>(static_cast<int8_t>(flags[i]));
+            const auto mask = static_cast<T>(-static_cast<T>(flags[i] & 1));
             return static_cast<T>(mask & value_[count == 1 ? 0 : at]);
         };
         if (groups == 1 && n < kGroup) {
