@@ -287,6 +287,12 @@ int unpack_pixels(const UnpackCall& call, uint32_t components) {
     return unpack_any<T>(call, components);
 }
 
+/// Rows that are shared out are counted in 32 bits.
+Area area_of(Team team, uint32_t width, uint64_t size) {
+    const Area area = Area::of_pixels(width, size);
+    return team.is_one_thread() ? area : area.rows_in_32_bits();
+}
+
 }  // namespace
 
 // One line an exported kernel: name, storage, components, in which threads.
@@ -294,10 +300,9 @@ int unpack_pixels(const UnpackCall& call, uint32_t components) {
     int name(void* pDst, const void* pValue, uint32_t uiDstWidthBytes, const void* pBin,           \
              uint32_t uiBinX, uint32_t uiBinWidthBytes, uint32_t uiWidth, uint64_t uiSizeInPixels, \
              uint32_t uiMerge) {                                                                   \
-        const Area area = Area::of_pixels(uiWidth, uiSizeInPixels);                                \
         return unpack_pixels<T>({team,                                                             \
                                  {pDst, uiDstWidthBytes},                                          \
-                                 team.is_one_thread() ? area : area.rows_in_32_bits(),             \
+                                 area_of(team, uiWidth, uiSizeInPixels),                           \
                                  pValue,                                                           \
                                  {pBin, uiBinWidthBytes},                                          \
                                  uiBinX,                                                           \
@@ -328,10 +333,9 @@ KERNEL(unpack_bin_to_4x16_mt, uint16_t, 4, kCallersTeam)
     int name(void* pDst, uint32_t uiComponents, const void* pValue, uint32_t uiDstWidthBytes,      \
              const void* pBin, uint32_t uiBinX, uint32_t uiBinWidthBytes, uint32_t uiWidth,        \
              uint64_t uiSizeInPixels, uint32_t uiMerge) {                                          \
-        const Area area = Area::of_pixels(uiWidth, uiSizeInPixels);                                \
         return unpack_pixels<T>({team,                                                             \
                                  {pDst, uiDstWidthBytes},                                          \
-                                 team.is_one_thread() ? area : area.rows_in_32_bits(),             \
+                                 area_of(team, uiWidth, uiSizeInPixels),                           \
                                  pValue,                                                           \
                                  {pBin, uiBinWidthBytes},                                          \
                                  uiBinX,                                                           \
