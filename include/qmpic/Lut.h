@@ -3,9 +3,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
+#include <vector>
 
+#include "qmpic/Gradient.h"
 #include "qmpic/export.h"
 #include "qmpic/system/RangeMask.h"
+#include "qmpic/system/String.h"
+
+struct SQmHisto;
+class SQmLutParam;
 
 /// A set of look-up tables: for one picture the whole mapping from sample values to destination
 /// values or colours, for one or many components. Generators fill it, renderers walk `pLuts`
@@ -43,6 +49,94 @@ class QM_API SQmLut {
         QM_API SQmParam& operator=(const SQmParam& other);
         QM_API SQmParam& operator=(SQmParam&& other) noexcept;
     };
+
+    /// The predefined tables, by index.
+    enum EQmPredefLut : std::uint32_t {
+        PredefLutDefault = 0,
+        PredefLutRainbow,
+        PredefLutIron,
+        PredefLutGreenFire,
+        PredefLutGreenFireBlue,
+        PredefLutRedFire,
+        PredefLutRedHot,
+        PredefLutMagentaHot,
+        PredefLutBrown,
+        PredefLutLemonHot,
+        PredefLutYellowPale,
+        PredefLutRainbowContrast,
+        PredefLutRainbowDark,
+        PredefLutRedBelowGreenAbove,
+        PredefLutRedOrGreen,
+        PredefLutAltitude,
+        PredefLutMagentaHotter,
+        PredefLutRedHotter,
+        PredefLutSunnyDay,
+        PredefLutAltitude2,
+        PredefLutCarribean,
+        PredefLutCBMono,
+        PredefLutCool,
+        PredefLutCyanHot,
+        PredefLutDesert,
+        PredefLutEarthAndSky,
+        PredefLutEdges,
+        PredefLutGlasbey,
+        PredefLutICA,
+        PredefLutICA3,
+        PredefLutICE,
+        PredefLutInvertMono,
+        PredefLutMagentaMid,
+        PredefLutMorgenstemming,
+        PredefLutMPLMagma,
+        PredefLutMPLViridis,
+        PredefLutParrot,
+        PredefLutPastel,
+        PredefLutPhysics,
+        PredefLutPseudocolorBtoW,
+        PredefLutSmart,
+        PredefLutSunnyDay2,
+        PredefLutSunrise,
+        PredefLutSunset,
+        PredefLutThallium,
+        PredefLutUnionJack,
+    };
+
+    /// A colour table of 256 entries, red, green, blue.
+    class QM_API SQmPredefLut {
+      public:
+        CQmStringW sName;        ///< as it is shown
+        std::uint32_t uiId;      ///< EQmPredefLut, which is the index
+        unsigned char* pColors;  ///< 768 bytes; not released with the object
+        bool bSymmetric;         ///< false in all predefined tables
+
+        SQmPredefLut();  ///< no name, no table
+        SQmPredefLut(const SQmPredefLut& other);
+        SQmPredefLut& operator=(const SQmPredefLut& other);
+        virtual ~SQmPredefLut();
+        virtual unsigned char* getLuts(double lo, double hi);
+        virtual bool isAlreadyScaled();
+        virtual bool isSymmetric(double* center);
+    };
+
+    /// A table of an application, made from a gradient. Copies share its two blocks, and the
+    /// destructor releases both: of an object and its copy only one may be destroyed.
+    class QM_API SQmExtendedLut : public SQmPredefLut {
+      public:
+        SQmGradientConfig sConfig;
+        unsigned char* pScaled;  ///< 768 bytes scaled to a range, or null
+        double dScaledLo;        ///< the range of pScaled
+        double dScaledHi;
+
+        SQmExtendedLut();
+        SQmExtendedLut(const SQmExtendedLut& other);
+        SQmExtendedLut& operator=(const SQmExtendedLut& other);
+        ~SQmExtendedLut() override;
+        unsigned char* getLuts(double lo, double hi) override;
+        bool isAlreadyScaled() override;
+        bool isSymmetric(double* center) override;
+    };
+
+    static std::vector<SQmPredefLut*>* vecPredefLuts;      ///< null before InitPredefLuts
+    static std::vector<SQmExtendedLut*>* vecExtendedLuts;  ///< null before InitPredefLuts
 
     void* pLuts;                   ///< root of the tables: see the shapes; null: none
     std::uint8_t ucSrcBpc;         ///< each table has 2^ucSrcBpc entries; at most 16
@@ -128,6 +222,55 @@ class QM_API SQmLut {
     /// Sets the thresholds, one for each of `rmComponents.GetSize()` bits; null: none. Throws
     /// std::bad_alloc. Under-exposed is what is 0.
     static int SetOverExpValue(SQmLut& lut, const unsigned int* puiValues);
+
+    // ----- Generators ----------------------------------------------------------------------------
+
+    static int CreateLinearTable(SQmLut& lut, unsigned char comp, int srcLo, int dstLo, int srcHi,
+                                 int dstHi);
+    static int CreateLinearTable2(SQmLut& lut, unsigned char comp, int srcLo, int dstLo, int srcHi,
+                                  int dstHi);
+    static int CreateGammaTable(SQmLut& lut, unsigned char comp, int srcLo, int dstLo, int srcHi,
+                                int dstHi, double gamma);
+    static int CreateGammaTable2(SQmLut& lut, unsigned char comp, int srcLo, int dstLo, int srcHi,
+                                 int dstHi, double gamma);
+    static int CreateExpTable_1_1(SQmLut& lut, unsigned char comp, int srcLo, int dstLo, int srcHi,
+                                  int dstHi);
+    static int CreateLogaritmicTable_1_1(SQmLut& lut, unsigned char comp, int srcLo, int dstLo,
+                                         int srcHi, int dstHi);
+    static int CreateEqualizingTable_1_1(SQmLut& lut, unsigned char comp, SQmHisto* histo);
+    static int CreateComposedTable(SQmLut& lut, SQmLut& outer, SQmLut& inner);
+    static int CreateColorTable(SQmLut& lut, unsigned int color);
+    static int CreateColorTableEx(SQmLut& lut, unsigned int color, SQmLut* src, bool bOver,
+                                  unsigned int overColor, bool bUnder, unsigned int underColor);
+    static int CreateMultiColorTable(SQmLut& lut, unsigned int* colors, unsigned char count);
+    static int CreateMultiColorTableEx(SQmLut& lut, unsigned int* colors, unsigned char count,
+                                       SQmLut* src, bool bOver, unsigned int overColor, bool bUnder,
+                                       unsigned int underColor);
+    static int CreateRainbowLUTTable(SQmLut& lut, SQmLut& src, int lutIndex, double lo, double hi);
+    static int CreateRainbowLUTTable2(SQmLut& lut, SQmLut& src, int lutIndex, unsigned int srcLo,
+                                      unsigned int srcHi, unsigned int dstLo, unsigned int dstHi);
+    static int CreateRainbowLUTTableSpect_1Channel(SQmLut& lut, unsigned int comp, SQmLut& src,
+                                                   int lutIndex);
+    static int CreateRainbowLUTTableSpect_SameChannels(SQmLut& lut, SQmLut& src, int lutIndex);
+    static int CreateGradientTableC1ToC3(void*& table, unsigned int bpc, int lutIndex, double srcLo,
+                                         double srcHi, double dstLo, double dstHi);
+    static void FreeGradientTable(void*& table);
+
+    // ----- Predefined and extended tables --------------------------------------------------------
+
+    static int InitPredefLuts();
+    static SQmPredefLut* GetPredefLut(int index, bool bFallback);
+    static unsigned int GetPredefLutsCount(bool bOnlyPredefined);
+    static int GetPredefLutDescr(CQmStringW& name, unsigned int index);
+    static unsigned int GetExtenedLutsCount();
+    static int InsertExtenedLut(unsigned int index, const wchar_t* name, SQmGradientConfig* config);
+    static int FreeExtenedLuts();
+    static void SetCustomLut(unsigned char* colors);
+    static int CreatePredefLut(SQmLut& lut, unsigned int index, double lo, double hi);
+    static int CreatePredefLutEx(SQmLut& lut, EQmPredefLut id, double lo, double hi,
+                                 double dReserved);
+    static int CreatePredefLutFromLutParam(SQmLut& lut, SQmLutParam* param);
+    static int CreatePredefSymmetricLutFromLutParam(SQmLut& lut, SQmLutParam* param);
 };
 
 static_assert(std::is_standard_layout_v<SQmLut> && sizeof(SQmLut) == 96);

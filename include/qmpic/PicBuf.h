@@ -33,6 +33,14 @@ static_assert(std::is_standard_layout_v<SQmPicBuf> && sizeof(SQmPicBuf) == 40);
 static_assert(offsetof(SQmPicBuf, uiBpc) == 12 && offsetof(SQmPicBuf, uiComponents) == 16);
 static_assert(offsetof(SQmPicBuf, ui64Size) == 24 && offsetof(SQmPicBuf, pData) == 32);
 
+class CQmLutParamMCH;
+class CQmLutParamRGB;
+class CQmLutParamSpectralCustomColor;
+class CQmLutParamSpectralGrouped;
+class CQmLutParamSpectralTrueColor;
+class CQmRangeMask;
+class SQmLut;
+class SQmLutParam;
 struct SQmFloatPicBuf;
 
 /// Operations on picture buffers. Results are codes of qmpic/status.h unless said otherwise.
@@ -188,4 +196,35 @@ class QM_API SQmPicBufAPI_Base {
     static int FindLowHighFreqAbsInHistogram(SQmPicBuf* pBuf, std::uint32_t* puiLow,
                                              std::uint32_t* puiHigh, std::uint32_t uiLowCount,
                                              std::uint32_t uiHighCount);
+
+    // ----- Table sets from display parameters ----------------------------------------------------
+
+    static int CreateLutsMono(SQmLut* lut, SQmLutParam* param, unsigned int bpc,
+                              unsigned int* colors, SQmLut* src);
+    static int CreateLutsRGB(SQmLut* lut, SQmLutParam* param, unsigned int bpc, SQmLut* src,
+                             CQmRangeMask* mask, bool bSingle);
+    static int CreateLutsRGB(SQmLut* lut, CQmLutParamRGB* param, unsigned int maskBits,
+                             bool bSeparate);
+    static int CreateLutsMCH(SQmLut* lut, SQmLutParam* param, unsigned int bpc, unsigned int comps,
+                             unsigned int* colors, bool bSpectral, bool bKeepMask, SQmLut* src,
+                             unsigned int* gradients, double* weights);
+    static int CreateLutsMCH(SQmLut* lut, CQmLutParamMCH* param, unsigned int* colors);
+    static int CreateLutsMCH_Dst16bit(SQmLut* lut, unsigned int dstBpc, SQmLutParam* param,
+                                      unsigned int bpc, unsigned int comps, unsigned int* colors,
+                                      bool bSpectral, bool bKeepMask, SQmLut* src);
+    static int CreateLutsSpectral(SQmLut* lut, SQmLutParam* param, unsigned int* colors,
+                                  unsigned int spectralComps, unsigned int comps, double scale);
+    static int CreateLutsSpectralTrueColor(SQmLut* lut, CQmLutParamSpectralTrueColor* param,
+                                           unsigned int* colors, double scale);
+    static int CreateLutsSpectralCustomColor(SQmLut* lut, CQmLutParamSpectralCustomColor* param,
+                                             double scale);
+    static int CreateLutsSpectralGrouped(SQmLut* lut, CQmLutParamSpectralGrouped* param,
+                                         double scale);
+
+    /// See SQmLutParam::ComponentMaskToSpectralGroupMask.
+    static int ComponentMaskToSpectralGroupMask(CQmRangeMask& groups, const CQmRangeMask& comps,
+                                                const SQmLutParam& param, unsigned int compCount);
+    /// Its inverse.
+    static int SpectralGroupMaskToComponentMask(CQmRangeMask& comps, const CQmRangeMask& groups,
+                                                const SQmLutParam& param, unsigned int compCount);
 };

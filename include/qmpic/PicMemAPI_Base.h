@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 
 #include "qmpic/export.h"
 #include "qmpic/kernels/binary.h"
@@ -543,4 +544,47 @@ class QM_API CQmPicMemAPI_Base {
     /// @return 0; -2 for `uiBits` outside of 8 to 16; -9 for bins of neither 4 nor 8 bytes
     static int RepairHistoComp(void** ppComp, void* pIntensity, uint32_t uiComp,
                                uint32_t uiBinBytes, uint32_t uiComponents, uint32_t uiBits);
+
+    // ----- Colour spaces and single pixels -------------------------------------------------------
+
+    static void ConvertRGB8toHSI8(uint8_t* pbyI, uint8_t* pbyS, uint8_t* pbyH,
+                                  const uint8_t* pbyBGR, uint32_t uiCount);
+    static void ConvertRGB16toHSI16(uint16_t* pwI, uint16_t* pwS, uint16_t* pwH,
+                                    const uint16_t* pwBGR, uint32_t uiCount);
+    static void ConvertColorRGB8toHSI8(uint8_t& H, uint8_t& S, uint8_t& I, uint8_t R, uint8_t G,
+                                       uint8_t B);
+    static void ConvertColorRGB16toHSI16(uint16_t& H, uint16_t& S, uint16_t& I, uint16_t R,
+                                         uint16_t G, uint16_t B);
+    static void ConvertColorHSI8toRGB8(uint8_t& R, uint8_t& G, uint8_t& B, uint8_t H, uint8_t S,
+                                       uint8_t I);
+    static void ConvertColorHSI16toRGB16(uint16_t& R, uint16_t& G, uint16_t& B, uint16_t H,
+                                         uint16_t S, uint16_t I);
+    static uint32_t CalcColor(uint32_t uiColor1, uint32_t uiColor2, int iTotal, int iPosition);
+    static uint32_t CalcColorEx(uint32_t uiColor1, uint32_t uiColor2, int iTotal, int iPosition);
+    static uint32_t RGBChangeHue(uint32_t uiColor, int iDelta);
+    static uint32_t HueValueToWavelength(uint8_t ucHue);
+    static uint32_t RGBToWavelength(uint32_t uiColor);
+    static uint32_t RGBChangeWavelength(uint32_t uiColor, int iDelta);
+    static uint32_t RGBChangeWavelength(double dWavelength, int iDelta);
+    static int ConvertComponentsToPixel(void* pPixel, const uint32_t* puiComponents,
+                                        uint32_t uiComponents, uint32_t uiBpc);
+    static int ConvertComponentsToPixelRGB(void* pPixel, const uint32_t* puiComponents,
+                                           uint32_t uiComponents, uint32_t uiBpc);
+    static int ConvertPixelToComponents(uint32_t* puiComponents, const void* pPixel,
+                                        uint32_t uiComponents, uint32_t uiBpc);
+    static int ConvertPixelToComponentsRGB(uint32_t* puiComponents, const void* pPixel,
+                                           uint32_t uiComponents, uint32_t uiBpc);
+
+    // ----- Gradients -----------------------------------------------------------------------------
+
+    static int RecalculateGradientColors(unsigned int* colors, unsigned int* puiReserved,
+                                         std::map<double, unsigned int>& nodes, double hi,
+                                         double lo, bool bBlend);
+    static int RecalculateGradientColorsNoInterpolate(unsigned int* colors,
+                                                      std::map<double, unsigned int>& nodes,
+                                                      double hi, double lo);
 };
+
+/// 10001 arc cosines: entry i is that of 2 * i / 10000 - 1, so entry 0 is pi and entry 10000 is 0.
+/// Filled when the library is loaded.
+QM_API extern const double* const g_AcosLUTs;
