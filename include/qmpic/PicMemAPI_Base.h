@@ -552,10 +552,10 @@ class QM_API CQmPicMemAPI_Base {
     /// Intensity, saturation and hue of `uiCount` pixels of blue, green and red, each into a plane
     /// without gaps, or nowhere where the pointer is null. F being the full value, 255 or 65535:
     /// the intensity is the mean, rounded; the saturation 0 for greys and F for what has a
-    /// component of 0; the hue 0 for red, F / 3 for green, 2 * F / 3 for blue, up to F, which is
-    /// red again, and 0 for greys. Blue 3, green 3, red 20 is hue 0, saturation 167, intensity 9.
-    /// The hue comes from `g_AcosLUTs` and is exact to a ten-thousandth in the cosine only.
-    /// One thread; the planes may not overlap the pixels.
+    /// component of 0; the hue 0 for red and for greys, F / 3 for green, 2 * F / 3 for blue, and
+    /// then on towards F. Blue 3, green 3, red 20 is hue 0, saturation 167, intensity 9. Hues come
+    /// from `g_AcosLUTs` and so in steps, which are wide where the cosine is flat: beside red the
+    /// first hues are 0 and 0.0032 * F. One thread.
     static void ConvertRGB8toHSI8(uint8_t* pbyI, uint8_t* pbyS, uint8_t* pbyH,
                                   const uint8_t* pbyBGR, uint32_t uiCount);
     static void ConvertRGB16toHSI16(uint16_t* pwI, uint16_t* pwS, uint16_t* pwH,
