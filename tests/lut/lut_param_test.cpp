@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cfloat>
 #include <cmath>
 #include <cstddef>
@@ -1249,17 +1248,7 @@ TEST(LutParamMasks, OfRandomGroupsAreAsTold) {
 
 // ----- Threads -----------------------------------------------------------------------------------
 
-#if defined(__SANITIZE_THREAD__)
-constexpr uint32_t kRounds = 1000;
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-constexpr uint32_t kRounds = 1000;
-#else
 constexpr uint32_t kRounds = 5000;
-#endif
-#else
-constexpr uint32_t kRounds = 5000;
-#endif
 
 /// What one thread does to `mine` while another does it to `other`.
 void use_both(SQmLutParam& mine, SQmLutParam& other, uint32_t seed) {
