@@ -46,9 +46,10 @@ inline constexpr std::array kRainbow{Anchor{0, 120, 0, 220},   Anchor{40, 0, 0, 
                                      Anchor{176, 255, 255, 0}, Anchor{216, 255, 128, 0},
                                      Anchor{255, 255, 0, 0}};
 /// Metal that is heated: a dark glow, red, orange, yellow, white.
-inline constexpr std::array kIron{Anchor{0, 40, 0, 0},       Anchor{72, 148, 0, 0},
-                                  Anchor{120, 220, 40, 0},   Anchor{176, 255, 140, 0},
-                                  Anchor{224, 255, 225, 90}, Anchor{255, 255, 255, 255}};
+inline constexpr std::array kIron{Anchor{0, 40, 0, 0},       Anchor{1, 41, 0, 0},
+                                  Anchor{72, 148, 0, 0},     Anchor{120, 220, 40, 0},
+                                  Anchor{176, 255, 140, 0},  Anchor{224, 255, 225, 90},
+                                  Anchor{255, 255, 255, 255}};
 inline constexpr std::array kGreenFire{Anchor{0, 0, 0, 0}, Anchor{96, 0, 120, 0},
                                        Anchor{152, 30, 215, 0}, Anchor{208, 190, 255, 20},
                                        Anchor{255, 255, 255, 225}};
