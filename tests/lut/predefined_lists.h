@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "qmpic/Lut.h"
+#include "qmpic/system/Alloc.h"
 
 namespace qmpic::test {
 
@@ -14,14 +15,20 @@ class NoPredefLuts {
         : predefined_(std::exchange(SQmLut::vecPredefLuts, nullptr)),
           extended_(std::exchange(SQmLut::vecExtendedLuts, nullptr)) {}
     ~NoPredefLuts() {
-        // What was made meanwhile goes, but the predefined tables, which nothing releases: they
-        // are kept where a sanitizer finds them.
-        static std::vector<std::vector<SQmLut::SQmPredefLut*>*> kept;
-        if (SQmLut::vecPredefLuts != nullptr) kept.push_back(SQmLut::vecPredefLuts);
+        if (SQmLut::vecPredefLuts != nullptr) release(*SQmLut::vecPredefLuts);
+        delete SQmLut::vecPredefLuts;
         SQmLut::FreeExtenedLuts();
         delete SQmLut::vecExtendedLuts;
         SQmLut::vecPredefLuts = predefined_;
         SQmLut::vecExtendedLuts = extended_;
+    }
+    /// What the library never does: destroys predefined tables, and what was allocated for them.
+    static void release(const std::vector<SQmLut::SQmPredefLut*>& tables) {
+        for (SQmLut::SQmPredefLut* const table : tables) {
+            const bool constant = table->uiId != 0 && table->uiId != 12 && table->uiId < 19;
+            if (!constant) CQmAlloc::Free(table->pColors);
+            delete table;
+        }
     }
     NoPredefLuts(const NoPredefLuts&) = delete;
     NoPredefLuts& operator=(const NoPredefLuts&) = delete;
