@@ -109,7 +109,7 @@ TEST(Imports, AreMemoryThreadsAndMathematics) {
         "pthread_mutex_trylock", "sched_yield",  // two locks without an order
         "std::__throw_system_error",
         // mathematics
-        "logf", "pow", "powf", "sqrt", "sqrtf", "__popcountdi2",
+        "log10", "logf", "pow", "powf", "sqrt", "sqrtf", "__popcountdi2",
         // the processor, asked through the C library
         "__x86_get_cpuid_feature_leaf",
         // exceptions and type information
