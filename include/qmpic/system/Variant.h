@@ -93,7 +93,7 @@ class QM_API CQmVariant {
 
   private:
     struct [[gnu::visibility("hidden")]] Content;
-    Content& content();
+    [[gnu::visibility("hidden")]] Content& content();
     friend class CQmListVariant;
 
     std::unique_ptr<Content> m_pContent;  ///< none: null without a name
