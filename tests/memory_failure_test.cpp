@@ -10,10 +10,12 @@
 #include <ostream>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "qmpic/FloatPicBuf.h"
 #include "qmpic/FloatPicMemAPI_Base.h"
+#include "qmpic/Gradient.h"
 #include "qmpic/Histo.h"
 #include "qmpic/Lut.h"
 #include "qmpic/PicBuf.h"
@@ -763,6 +765,40 @@ void add_statistics() {
         [](Print& print, const Pairs& p) { print << p.bins; });
 }
 
+// ----- Gradients ---------------------------------------------------------------------------------
+
+/// A gradient whose name does not fit into the record, a place for a copy, and the list.
+struct Gradients {
+    SQmGradientConfig config, copy;
+    Gradients() {
+        config.m_sName = L"a name that does not fit into the record itself";
+        config.m_dCenter = 5;
+    }
+    ~Gradients() { SQmGradientConfigs::Free(); }
+};
+
+void add_gradients() {
+    add<Gradients>(
+        "SQmGradientConfigs::AddGradientConfig", {kThrows, kThrows},  // the entry, its name
+        [](Gradients& p) { return SQmGradientConfigs::AddGradientConfig(&p.config); },
+        [](Print& print, const Gradients&) { print << SQmGradientConfigs::GetCount(); });
+    const auto look = [](Print& print, const Gradients& p) {
+        print << p.copy.m_dCenter << p.copy.m_sName.GetLength();
+    };
+    // The name comes last.
+    add<Gradients>(
+        "SQmGradientConfig::operator=", {{QM_OK, true, Fate::kOther}},
+        [](Gradients& p) { return p.copy = p.config, 0; }, look);
+    add<Gradients>(
+        "SQmGradientConfig::SQmGradientConfig", {kThrows},
+        [](Gradients& p) {
+            SQmGradientConfig made(p.config);
+            std::swap(p.copy.m_sName, made.m_sName);
+            return 0;
+        },
+        look);
+}
+
 const std::vector<FailureCase>& all_cases() {
     add_picture_buffers();
     add_float_picture_buffers();
@@ -773,6 +809,7 @@ const std::vector<FailureCase>& all_cases() {
     add_rendering();
     add_histograms();
     add_counting();
+    add_gradients();
     add_statistics();
     return failure_cases();
 }
