@@ -26,16 +26,17 @@ class CQmLiteVariantW;
 /// - Channels, nodes and groups past the last: getters give what is neutral, setters do nothing.
 /// - Pointers that `GetComponentSizes` and `GetGroupSizes` hand out lead to the record's own array,
 ///   until it changes; null for the place gives QM_BAD_BUFFER.
-/// - When memory runs out, `std::bad_alloc` comes from copies, assignments, `Reinit`, `Save...` and
-///   `Load...`, and the record stays as it was.
+/// - When memory runs out, `std::bad_alloc` comes from constructors, assignments and `Reinit`, and
+///   the record stays as it was.
 ///
-/// `SaveToLiteVariant` writes a level named after the class: 0, or QM_BAD_BUFFER when the writer
-/// cannot open it. `LoadFromLiteVariant` looks for that level: QM_BAD_BUFFER when there is none,
-/// when a count in it or the sum of the sizes is above 192, and what `Reinit` refuses; the record
-/// then stays as it was. Otherwise `Reinit` and the lists follow: what a list does not hold is as
-/// `Reinit` left it. The stored form has flaws that stored documents rely on, see
-/// docs/stored-form.md: **the count of components is written under one name and read under another,
-/// and comes back as 0**, as do gains and offsets, which come back as 1.0 and 0.0.
+/// `SaveToLiteVariant` writes a level named after the class: 0, QM_BAD_BUFFER when the writer
+/// cannot open it, or QM_NO_MEMORY, and then not all of it. `LoadFromLiteVariant` looks for that
+/// level: QM_BAD_BUFFER when there is none, when a count in it or the sum of the sizes is above
+/// 192, and what `Reinit` refuses, or QM_NO_MEMORY; the record then stays as it was. Otherwise
+/// `Reinit` and the lists follow: what a list does not hold is as `Reinit` left it. The stored form
+/// has flaws that stored documents rely on, see docs/stored-form.md: **the count of components is
+/// written under one name and read under another, and comes back as 0**, as do gains and offsets,
+/// which come back as 1.0 and 0.0.
 
 /// Of a picture of several channels.
 ///

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdint>
+#include <tuple>
 
 #include "typed_params.h"
 
@@ -7,6 +8,16 @@ using namespace qmpic::typed;
 using qmpic::max_value;
 
 namespace {
+
+constexpr wchar_t kName[] = L"CQmLutParamMCH";
+
+void exchange(CQmLutParamMCH& p, CQmLutParamMCH& other) {
+    const auto fields = [](CQmLutParamMCH& of) {
+        return std::tie(of.m_uiBpc, of.m_uiChannelCount, of.m_uiCompCount, of.puiComp, of.puiMin,
+                        of.puiMax, of.pdGamma, of.iGradient);
+    };
+    swap_fields(fields(p), fields(other));
+}
 
 /// The levels of each channel.
 struct Levels {
@@ -135,6 +146,35 @@ bool CQmLutParamMCH::CompareWith(const CQmLutParamMCH& other) const {
            equal(puiMin, other.puiMin) && equal(puiMax, other.puiMax) &&
            equal(pdGamma, other.pdGamma) &&
            (puiComp == nullptr || other.puiComp == nullptr || equal(puiComp, other.puiComp));
+}
+
+int CQmLutParamMCH::SaveToLiteVariant(CQmLiteVariantW& w) const {
+    return save(w, kName, [&](Writing& writing) {
+        writing.set(L"m_uiChannelCount", m_uiChannelCount);
+        writing.set(L"m_uiCompCount", m_uiCompCount);
+        writing.numbers(L"puiComp", sizes_of(*this), m_uiChannelCount);
+        writing.set(L"m_uiBpc", m_uiBpc);
+        writing.list(m_uiChannelCount, [&](std::uint32_t c) {
+            write_levels(writing, puiMin[c], puiMax[c], pdGamma[c]);
+        });
+    });
+}
+
+int CQmLutParamMCH::LoadFromLiteVariant(CQmLiteVariantR& r) {
+    return load(*this, r, kName, exchange, [](CQmLutParamMCH& p, Reading& reading) {
+        const std::uint32_t channels = reading.number(L"m_uiChannelCount");
+        const std::uint32_t bpc = reading.number(L"m_uiBpc");
+        const std::uint32_t comps = reading.number(L"m_uiComponentCount");  // not what is written
+        if (channels > kMostComponents || comps > kMostComponents) return int{QM_BAD_BUFFER};
+        const Sizes sizes = reading.numbers(L"puiComp", channels);
+        if (!plausible(sizes)) return int{QM_BAD_BUFFER};
+        const int code = p.Reinit(channels, comps, sizes.data(), bpc);
+        if (code != QM_OK) return code;
+        reading.list(channels, [&](std::uint32_t c) {
+            read_levels(reading, p.puiMin[c], p.puiMax[c], p.pdGamma[c]);
+        });
+        return int{QM_OK};
+    });
 }
 
 unsigned int CQmLutParamMCH::GetBpc() const { return m_uiBpc; }

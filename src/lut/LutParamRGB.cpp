@@ -8,7 +8,10 @@ using qmpic::max_value;
 
 namespace {
 
+constexpr wchar_t kName[] = L"CQmLutParamRGB";
 constexpr std::uint32_t kColours = 3;
+
+void assign(CQmLutParamRGB& p, const CQmLutParamRGB& other) { p = other; }
 
 }  // namespace
 
@@ -68,6 +71,26 @@ bool CQmLutParamRGB::CompareWith(const CQmLutParamRGB& other) const {
     // The highest outputs are held against the other's white levels.
     return m_uiBpc == other.m_uiBpc && equal(uiMin, other.uiMin) && equal(uiMax, other.uiMax) &&
            equal(uiMaxDst, other.uiMax) && equal(dGamma, other.dGamma);
+}
+
+int CQmLutParamRGB::SaveToLiteVariant(CQmLiteVariantW& w) const {
+    return save(w, kName, [&](Writing& writing) {
+        writing.set(L"m_uiBpc", m_uiBpc);
+        writing.list(kColours, [&](std::uint32_t c) {
+            write_levels(writing, uiMin[c], uiMax[c], dGamma[c]);
+        });
+    });
+}
+
+int CQmLutParamRGB::LoadFromLiteVariant(CQmLiteVariantR& r) {
+    return load(*this, r, kName, assign, [](CQmLutParamRGB& p, Reading& reading) {
+        const int code = p.Reinit(reading.number(L"m_uiBpc"));
+        if (code != QM_OK) return code;
+        reading.list(kColours, [&](std::uint32_t c) {
+            read_levels(reading, p.uiMin[c], p.uiMax[c], p.dGamma[c]);
+        });
+        return int{QM_OK};
+    });
 }
 
 unsigned int CQmLutParamRGB::GetBpc() const { return m_uiBpc; }

@@ -29,6 +29,24 @@ concept Sized = requires(P p) {
 
 // ----- What they differ in -----------------------------------------------------------------------
 
+template <class P>
+constexpr auto kName = L"CQmLutParamSpectralTrueColor";
+template <>
+constexpr auto kName<CustomColor> = L"CQmLutParamSpectralCustomColor";
+template <>
+constexpr auto kName<Grouped> = L"CQmLutParamSpectralGrouped";
+
+// What is written as one class and read as another.
+template <class P>
+constexpr auto kWrittenName = kName<P>;
+template <>
+constexpr auto kWrittenName<Grouped> = kName<CustomColor>;
+
+template <class P>
+constexpr auto kNodeKey = L"m_uiNodeCount";
+template <>
+constexpr auto kNodeKey<Grouped> = L"m_uiGroupCount";
+
 /// The number that only this class has.
 template <class P>
 auto& own_number(P& p) {
@@ -230,6 +248,60 @@ void set_value_at(const P& p, double* array, std::uint32_t i, double value) {
     if (i < values(p)) array[i] = value;
 }
 
+// ----- Stored form -------------------------------------------------------------------------------
+
+template <class P>
+void write(const P& p, Writing& writing) {
+    writing.set(L"m_uiBpc", p.m_uiBpc);
+    writing.set(L"m_uiChannelCount", p.m_uiChannelCount);
+    if constexpr (Colored<P>) writing.set(kNodeKey<P>, nodes(p));
+    writing.set(L"m_uiCompCount", p.m_uiCompCount);
+    writing.numbers(L"puiComp", sizes_of(p), p.m_uiChannelCount);
+    // The sizes of channels once more, as many as there are groups.
+    if constexpr (Sized<P>) writing.numbers(L"puiComp", sizes_of(p), nodes(p));
+    writing.set(L"m_uiSpectralChannelCount", p.m_uiSpectralChannelCount);
+    writing.set(L"dGamma", p.dGamma);
+    if constexpr (Sized<P>)
+        writing.numbers(L"uiGroupSize", {p.puiGroupSize, colors(p)}, nodes(p));  // and no colours
+    else if constexpr (Colored<P>)
+        writing.numbers(L"uiColor", {p.puiColor, colors(p)}, nodes(p));
+    writing.list(static_cast<std::uint32_t>(values(p)), [&](std::uint32_t i) {
+        writing.set(L"dGain", p.pdGain[i]);
+        writing.set(L"dOffset", p.pdOffset[i]);
+    });
+}
+
+template <class P>
+int read(P& p, Reading& reading) {
+    Shape shape{};
+    if constexpr (Colored<P>) shape.nodes = reading.number(kNodeKey<P>);
+    shape.spectral = reading.number(L"m_uiSpectralChannelCount");
+    shape.channels = reading.number(L"m_uiChannelCount");
+    shape.comps = reading.number(L"m_uiComponentCount");  // not what is written
+    shape.bpc = reading.number(L"m_uiBpc");
+    if (std::max({shape.nodes, shape.spectral, shape.channels, shape.comps}) > kMostComponents)
+        return QM_BAD_BUFFER;
+    const Sizes sizes = reading.numbers(L"puiComp", shape.channels);
+    shape.sizes = sizes.data();
+    Sizes group_sizes{};
+    if constexpr (Sized<P>) group_sizes = reading.numbers(L"uiGroupSize", shape.nodes);
+    shape.group_sizes = group_sizes.data();
+    if (!plausible(sizes) || !plausible(group_sizes)) return QM_BAD_BUFFER;
+
+    const int code = reinit(p, shape);
+    if (code != QM_OK) return code;
+    p.dGamma = reading.get(L"dGamma", 1.0);
+    if constexpr (Colored<P>)
+        reading.list(nodes(p), [&](std::uint32_t i) {
+            p.puiColor[i] = reading.get(L"uiColor", p.puiColor[i]);
+        });
+    reading.list(static_cast<std::uint32_t>(values(p)), [&](std::uint32_t i) {
+        p.pdGain[i] = reading.get(L"Gain", 1.0);  // not what is written, either
+        p.pdOffset[i] = reading.get(L"Offset", 0.0);
+    });
+    return QM_OK;
+}
+
 }  // namespace
 
 // ----- What each of the three has ----------------------------------------------------------------
@@ -244,6 +316,12 @@ void set_value_at(const P& p, double* array, std::uint32_t i, double value) {
     void P::SetUnit() { set_unit(*this); }                                                         \
     bool P::IsUnit() const { return is_unit(*this); }                                              \
     bool P::CompareWith(const P& other) const { return compare(*this, other); }                    \
+    int P::SaveToLiteVariant(CQmLiteVariantW& w) const {                                           \
+        return save(w, kWrittenName<P>, [&](Writing& writing) { write(*this, writing); });         \
+    }                                                                                              \
+    int P::LoadFromLiteVariant(CQmLiteVariantR& r) {                                               \
+        return load(*this, r, kName<P>, exchange<P>, read<P>);                                     \
+    }                                                                                              \
     unsigned int P::GetBpc() const { return m_uiBpc; }                                             \
     unsigned int P::GetSpectralChannelCount() const { return m_uiSpectralChannelCount; }           \
     unsigned int P::GetChannelCount() const { return m_uiChannelCount; }                           \
