@@ -120,7 +120,7 @@ TEST(Imports, AreMemoryThreadsAndMathematics) {
         "std::__detail::_List_node_base::_M_hook", "std::__detail::_List_node_base::_M_unhook",
         "std::_Rb_tree_increment", "std::__throw_length_error", "std::length_error::length_error",
         "std::length_error::~length_error", "typeinfo for std::length_error", "wcslen", "wmemcmp",
-        "wmemcpy",
+        "wmemcpy", "wmemmove", "wmemset",
         // the processor, asked through the C library
         "__x86_get_cpuid_feature_leaf",
         // exceptions and type information
