@@ -18,6 +18,7 @@
 #include "qmpic/Lut.h"
 #include "qmpic/PicBuf.h"
 #include "qmpic/PicMemAPI_Base.h"
+#include "qmpic/TypedLutParams.h"
 #include "qmpic/status.h"
 #include "qmpic/system/Alloc.h"
 #include "support/cases.h"
@@ -492,6 +493,48 @@ void add_tables() {
         [](Print& print, const Parametric& p) { print_tables(print, p.to); });
 }
 
+// ----- Typed display parameters ------------------------------------------------------------------
+
+constexpr unsigned kSizes[] = {2, 1, 1};
+int reinit(CQmLutParamMCH& p) { return p.Reinit(3, 4, kSizes, 8); }
+int reinit(CQmLutParamSpectralTrueColor& p) { return p.Reinit(3, 2, 4, kSizes, 8); }
+int reinit(CQmLutParamSpectralCustomColor& p) { return p.Reinit(2, 2, 3, 4, kSizes, 8); }
+int reinit(CQmLutParamSpectralGrouped& p) { return p.Reinit(2, kSizes, 2, 3, 4, kSizes, 8); }
+
+template <class P>
+struct TypedPair {
+    P from, to;
+    TypedPair() {
+        reinit(from);
+        constexpr unsigned one = 1;
+        if constexpr (std::is_same_v<P, CQmLutParamMCH>) to.Reinit(1, 1, &one, 12);
+    }
+};
+
+template <class P>
+void add_typed_of(const std::string& name, size_t arrays) {
+    using Pair = TypedPair<P>;
+    const std::vector<Fate> fates(arrays, kThrows);
+    const auto look = [](Print& print, const Pair& p) {
+        print << p.to.GetBpc() << p.to.GetChannelCount() << p.to.GetComponentCount();
+        print.block(p.to.puiComp, p.to.GetChannelCount());
+    };
+    add<Pair>(
+        name + "::" + name, fates, [](Pair& p) { return static_cast<int>(P(p.from).GetBpc()) - 8; },
+        look);
+    add<Pair>(
+        name + "::operator=", fates, [](Pair& p) { return p.to = p.from, 0; }, look);
+    add<Pair>(
+        name + "::Reinit", fates, [](Pair& p) { return reinit(p.to); }, look);
+}
+
+void add_typed() {
+    add_typed_of<CQmLutParamMCH>("CQmLutParamMCH", 4);
+    add_typed_of<CQmLutParamSpectralTrueColor>("CQmLutParamSpectralTrueColor", 3);
+    add_typed_of<CQmLutParamSpectralCustomColor>("CQmLutParamSpectralCustomColor", 4);
+    add_typed_of<CQmLutParamSpectralGrouped>("CQmLutParamSpectralGrouped", 5);
+}
+
 // ----- Rendering ---------------------------------------------------------------------------------
 
 /// A set of colour tables for so many components and bits, with something in all cells.
@@ -770,6 +813,7 @@ const std::vector<FailureCase>& all_cases() {
     add_binary();
     add_raw_floats();
     add_tables();
+    add_typed();
     add_rendering();
     add_histograms();
     add_counting();
