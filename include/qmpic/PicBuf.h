@@ -224,7 +224,9 @@ class QM_API SQmPicBufAPI_Base {
     /// See SQmLutParam::ComponentMaskToSpectralGroupMask.
     static int ComponentMaskToSpectralGroupMask(CQmRangeMask& groups, const CQmRangeMask& comps,
                                                 const SQmLutParam& param, unsigned int compCount);
-    /// Its inverse.
+    /// Its inverse: `comps` is `compCount` bits, those of the spectral components whose group is
+    /// set, and behind them either all or none, as the bit behind all groups is.
+    /// @return 0; -9 in modes other than 1 and 2, `comps` untouched
     static int SpectralGroupMaskToComponentMask(CQmRangeMask& comps, const CQmRangeMask& groups,
                                                 const SQmLutParam& param, unsigned int compCount);
 };

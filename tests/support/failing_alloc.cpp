@@ -24,8 +24,9 @@ uint32_t WatchedThreads::allocations() const { return elsewhere; }
 FailingAlloc::FailingAlloc(uint32_t nth, Until until) : nth_(nth), until_(until) { armed = this; }
 FailingAlloc::~FailingAlloc() { armed = nullptr; }
 
-bool FailingAlloc::refuses() {
+bool FailingAlloc::refuses(size_t bytes) {
     ++seen_;
+    bytes_ += bytes;
     if (nth_ == 0 || seen_ < nth_ || (seen_ > nth_ && until_ == kOnce)) return false;
     ++failed_;
     return true;
@@ -54,10 +55,10 @@ void note_thread() {
 }
 
 template <class Real>
-void* allocate(Real real) {
+void* allocate(size_t size, Real real) {
     note_thread();
     if (armed == nullptr) return real();
-    void* const p = armed->refuses() ? nullptr : real();
+    void* const p = armed->refuses(size) ? nullptr : real();
     if (p == nullptr)
         errno = ENOMEM;
     else
@@ -70,19 +71,19 @@ void* allocate(Real real) {
 #define QM_HEAP extern "C" __attribute__((visibility("default")))
 
 QM_HEAP void* malloc(size_t size) noexcept {
-    return allocate([=] { return __libc_malloc(size); });
+    return allocate(size, [=] { return __libc_malloc(size); });
 }
 QM_HEAP void* calloc(size_t count, size_t size) noexcept {
-    return allocate([=] { return __libc_calloc(count, size); });
+    return allocate(count * size, [=] { return __libc_calloc(count, size); });
 }
 QM_HEAP void* memalign(size_t alignment, size_t size) noexcept {
-    return allocate([=] { return __libc_memalign(alignment, size); });
+    return allocate(size, [=] { return __libc_memalign(alignment, size); });
 }
 QM_HEAP void* aligned_alloc(size_t alignment, size_t size) noexcept {
-    return allocate([=] { return __libc_memalign(alignment, size); });
+    return allocate(size, [=] { return __libc_memalign(alignment, size); });
 }
 QM_HEAP int posix_memalign(void** block, size_t alignment, size_t size) noexcept {
-    void* const p = allocate([=] { return __libc_memalign(alignment, size); });
+    void* const p = allocate(size, [=] { return __libc_memalign(alignment, size); });
     if (p == nullptr) return ENOMEM;
     *block = p;
     return 0;
@@ -94,7 +95,7 @@ QM_HEAP void free(void* p) noexcept {
 QM_HEAP void* realloc(void* old, size_t size) noexcept {
     note_thread();
     if (armed == nullptr) return __libc_realloc(old, size);
-    if (armed->refuses()) {
+    if (armed->refuses(size)) {
         errno = ENOMEM;
         return nullptr;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <new>
@@ -37,16 +38,18 @@ class FailingAlloc {
 
     uint32_t seen() const { return seen_; }  ///< also those that failed
     uint32_t failed() const { return failed_; }
-    int64_t live() const { return live_; }  ///< allocated less released
+    int64_t live() const { return live_; }     ///< allocated less released
+    uint64_t bytes() const { return bytes_; }  ///< asked for in all, whatever was released
 
     // For the functions that stand before the heap.
-    bool refuses();
+    bool refuses(size_t bytes);
     void note_new() { ++live_; }
     void note_gone() { --live_; }
 
   private:
     uint32_t nth_, seen_ = 0, failed_ = 0;
     int64_t live_ = 0;
+    uint64_t bytes_ = 0;
     Until until_;
 };
 
