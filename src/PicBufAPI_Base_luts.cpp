@@ -54,8 +54,8 @@ int fill_without_parameters(const Channels& p) {
     if (lut.ucDstComponents != src.ucDstComponents || lut.ucComponents != src.ucComponents ||
         cell(lut) != cell(src)) {
         SQmLut::Free(lut);
-        const int made = SQmLut::Alloc(lut, src.ucSrcBpc, src.ucComponents, src.ucDstBpc,
-                                       src.ucDstComponents);
+        const int made =
+            SQmLut::Alloc(lut, src.ucSrcBpc, src.ucComponents, src.ucDstBpc, src.ucDstComponents);
         if (made < 0 || lut.pLuts == nullptr) return made < 0 ? made : QM_NO_MEMORY;
     }
     SQmLut::Copy(lut, src);
@@ -162,8 +162,9 @@ void fill_cells(SQmLut& lut, const SQmLutParam& param, uint32_t bpc, const CQmRa
             SQmLut::CreateLinearTable(lut, c, 0, 0, static_cast<int>(max_value(bpc)), 0);
             continue;
         }
-        const Curve to = curve(param.GetMinSrc(c, bpc), param.GetMinDst(c, 8),
-                               param.GetMaxSrc(c, bpc), param.GetMaxDst(c, 8), param.GetGammaSrc(c));
+        const Curve to =
+            curve(param.GetMinSrc(c, bpc), param.GetMinDst(c, 8), param.GetMaxSrc(c, bpc),
+                  param.GetMaxDst(c, 8), param.GetGammaSrc(c));
         SQmLut::CreateGammaTable(lut, c, to.src_lo, to.dst_lo, to.src_hi, to.dst_hi, to.gamma);
     }
 }
@@ -203,8 +204,7 @@ void share_among_groups(const SQmLut& lut, SQmLutParam::SQmLUTDataSpectral& data
 int SQmPicBufAPI_Base::CreateLutsMono(SQmLut* lut, SQmLutParam* param, unsigned int bpc,
                                       unsigned int* colors, SQmLut* src) {
     const CQmRangeMask mask = lut != nullptr ? lut->rmComponents : CQmRangeMask();
-    const int code =
-        CreateLutsMCH(lut, param, bpc, 1, colors, false, false, src, nullptr, nullptr);
+    const int code = CreateLutsMCH(lut, param, bpc, 1, colors, false, false, src, nullptr, nullptr);
     if (lut != nullptr) lut->rmComponents = mask;
     return code;
 }
@@ -238,8 +238,8 @@ int SQmPicBufAPI_Base::CreateLutsMCH(SQmLut* lut, SQmLutParam* param, unsigned i
                                      unsigned int comps, unsigned int* colors, bool bSpectral,
                                      bool bKeepMask, SQmLut* src, unsigned int* gradients,
                                      double* weights) {
-    return create({lut, 8, param, bpc, comps, colors, bSpectral, bKeepMask, src, gradients,
-                   weights});
+    return create(
+        {lut, 8, param, bpc, comps, colors, bSpectral, bKeepMask, src, gradients, weights});
 }
 
 int SQmPicBufAPI_Base::CreateLutsMCH_Dst16bit(SQmLut* lut, unsigned int dstBpc, SQmLutParam* param,
@@ -247,8 +247,8 @@ int SQmPicBufAPI_Base::CreateLutsMCH_Dst16bit(SQmLut* lut, unsigned int dstBpc, 
                                               unsigned int* colors, bool bSpectral, bool bKeepMask,
                                               SQmLut* src) {
     if (dstBpc < 8 || dstBpc > 16) return QM_BAD_BUFFER;
-    return create({lut, dstBpc, param, bpc, comps, colors, bSpectral, bKeepMask, src, nullptr,
-                   nullptr});
+    return create(
+        {lut, dstBpc, param, bpc, comps, colors, bSpectral, bKeepMask, src, nullptr, nullptr});
 }
 
 int SQmPicBufAPI_Base::CreateLutsSpectral(SQmLut* lut, SQmLutParam* param, unsigned int* colors,
@@ -278,8 +278,7 @@ int SQmPicBufAPI_Base::CreateLutsSpectral(SQmLut* lut, SQmLutParam* param, unsig
         const uint32_t other = spectralComps, bpc = lut->ucSrcBpc;
         state.offset[other] =
             double{1} * param->GetCompMinSrc(other, bpc) - param->GetCompMinDst(other, bpc);
-        state.gain[other] =
-            param->GetCompMaxDstDbl(other) / param->GetCompMaxSrcDbl(other) * kHalf;
+        state.gain[other] = param->GetCompMaxDstDbl(other) / param->GetCompMaxSrcDbl(other) * kHalf;
     }
     if (colors != nullptr) std::copy_n(colors, comps, state.color);
     write_state(*lut, state, param->GetGammaSrc(), comps);

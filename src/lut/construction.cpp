@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "core/arithmetic.h"
-#include "core/isa.h"
 #include "lut/cells.h"
+#include "lut/colour_rows.h"
 #include "lut/colour_table.h"
 #include "qmpic/status.h"
 
@@ -19,46 +19,6 @@ constexpr uint32_t kSome = 2048;    // values that are converted at a time, 4 Ki
 bool is_shared(const SQmLut& lut) {
     return lut.ucComponents > 1 && table_of(lut, 0) == table_of(lut, 1);
 }
-
-// ----- Cells -------------------------------------------------------------------------------------
-
-/// Products of a value and a colour, divided by the greatest value. The reciprocal is rounded up,
-/// which adds less than what lacks to the next integer while product * top is below 2^48: it is at
-/// most 65280 * 65535^2.
-class AnyQuotient {
-  public:
-    explicit AnyQuotient(uint32_t bpc) : factor_((uint64_t{1} << 48) / max_value(bpc) + 1) {}
-    uint32_t operator()(uint32_t product) const {
-        return static_cast<uint32_t>(product * factor_ >> 48);
-    }
-
-  private:
-    uint64_t factor_;
-};
-
-/// The same for values of at least 8 bits and colours of 8.
-struct ByteQuotient {
-    uint32_t bpc;
-    uint32_t operator()(uint32_t product) const { return div_max(product, bpc); }
-};
-
-/// Colours that grow with the value.
-template <class Cell, class Quotient>
-struct TowardColor {
-    Cell* cells;
-    const uint16_t* values;
-    uint32_t count;
-    uint32_t blue, green, red;
-    Quotient quotient;
-    void operator()() const {
-        for (uint32_t i = 0; i < count; ++i) {
-            const uint32_t value = values[i];
-            cells[kColourCells * i] = static_cast<Cell>(quotient(value * blue));
-            cells[kColourCells * i + 1] = static_cast<Cell>(quotient(value * green));
-            cells[kColourCells * i + 2] = static_cast<Cell>(quotient(value * red));
-        }
-    }
-};
 
 template <class Cell>
 using Palette = std::array<std::array<Cell, kColourCells>, kColours>;
@@ -86,8 +46,6 @@ Palette<uint16_t> palette_of(const Component& c, const SQmLut& lut, uint16_t) {
     return rows;
 }
 
-// ----- Values ------------------------------------------------------------------------------------
-
 /// The values of a curve are made where cells will be: at the end of a table that they are for.
 /// There they are ahead of the cells that they become, entry by entry, since a row of cells is
 /// wider than a value.
@@ -102,11 +60,18 @@ class Values {
             std::memset(first_, 0, bytes);
     }
 
-    uint32_t entries() const { return entries_; }
-    /// A copy, since the place of the values may be that of the cells.
-    void load(uint16_t* values, uint32_t first, uint32_t count) const {
+    /// `write(row, values, count)` for all of them, some at a time. These are copies, since the
+    /// place of the values may be that of the cells.
+    template <class Write>
+    void each(const Write& write) const {
         with_cells(bits_, [&]<class Value>(Value) {
-            std::copy_n(reinterpret_cast<const Value*>(first_) + first, count, values);
+            const auto* const all = reinterpret_cast<const Value*>(first_);
+            Value values[kSome];
+            for (uint32_t row = 0; row < entries_; row += kSome) {
+                const uint32_t count = std::min(kSome, entries_ - row);
+                std::copy_n(all + row, count, values);
+                write(row, values, count);
+            }
         });
     }
 
@@ -127,58 +92,35 @@ class Values {
     std::byte* first_;
 };
 
-/// Makes cells of values, `write(cells, values, count)` some of them.
-template <class Cell, class Write>
-void convert(Cell* cells, const Values& from, const Write& write) {
-    uint16_t values[kSome];
-    for (uint32_t first = 0; first < from.entries(); first += kSome) {
-        const uint32_t count = std::min(kSome, from.entries() - first);
-        from.load(values, first, count);
-        write(cells + kColourCells * first, values, count);
-    }
+/// Colours that grow with the value.
+template <class Cell>
+void write_toward(Cell* rows, uint32_t color, const SQmLut& lut, const Values& from) {
+    Colour colour = colour_of(color);
+    for (uint32_t& cell : colour) cell <<= lut.ucDstBpc - 8;
+    from.each([&](uint32_t row, const auto* values, uint32_t count) {
+        fill_colour_rows(rows + kColourCells * row, count, colour, OneEach{values},
+                         max_value(lut.ucSrcBpc));
+    });
 }
 
 template <class Cell>
-void convert_toward(uint32_t color, const SQmLut& lut, Cell* cells, const Values& from) {
-    const uint32_t bpc = lut.ucSrcBpc, more = lut.ucDstBpc - 8u;
-    const auto with = [&](auto quotient) {
-        const TowardColor<Cell, decltype(quotient)> body{nullptr,
-                                                         nullptr,
-                                                         0,
-                                                         (color >> 16 & 255) << more,
-                                                         (color >> 8 & 255) << more,
-                                                         (color & 255) << more,
-                                                         quotient};
-        convert(cells, from, [&](Cell* to, const uint16_t* values, uint32_t count) {
-            auto some = body;
-            some.cells = to, some.values = values, some.count = count;
-            on_best_isa(some);
-        });
-    };
-    if (sizeof(Cell) == 1 && bpc >= 8)
-        with(ByteQuotient{bpc});
-    else
-        with(AnyQuotient(bpc));
-}
-
-template <class Cell>
-void convert_looked_up(const Component& c, const SQmLut& lut, Cell* cells, const Values& from) {
-    const Palette<Cell> rows = palette_of(c, lut, Cell{});
-    convert(cells, from, [&](Cell* to, const uint16_t* values, uint32_t count) {
+void write_looked_up(Cell* rows, const Component& c, const SQmLut& lut, const Values& from) {
+    const Palette<Cell> palette = palette_of(c, lut, Cell{});
+    from.each([&](uint32_t row, const auto* values, uint32_t count) {
         for (uint32_t i = 0; i < count; ++i) {
-            const auto& row = rows[uint32_t{values[i]} << 8 >> lut.ucSrcBpc];
-            std::memcpy(to + kColourCells * i, row.data(), sizeof row);
+            const auto& cells = palette[colour_position(values[i], 1u << lut.ucSrcBpc)];
+            std::copy(cells.begin(), cells.end(), rows + kColourCells * (row + i));
         }
     });
 }
 
 void write_table(const SQmLut& lut, uint64_t component, const Component& c, const Values& from) {
     with_cells(lut.ucDstBpc, [&]<class Cell>(Cell) {
-        Cell* const cells = table_of<Cell>(lut, component);
+        auto* const rows = table_of<Cell>(lut, component);
         if (c.colours == Component::kTowardColor)
-            convert_toward(c.color, lut, cells, from);
+            write_toward(rows, c.color, lut, from);
         else
-            convert_looked_up(c, lut, cells, from);
+            write_looked_up(rows, c, lut, from);
     });
 }
 

@@ -20,15 +20,14 @@
 namespace qmpic::test {
 
 using Row3 = std::array<uint32_t, 3>;
-using Table = std::vector<Row3>;     ///< a row for every value
+using Table = std::vector<Row3>;       ///< a row for every value
 using Values = std::vector<uint32_t>;  ///< a table of one cell
 
 inline uint32_t entries_in(const SQmLut& lut) { return 1u << lut.ucSrcBpc; }
 
 inline Row3 row_of(const SQmLut& lut, uint32_t component, uint32_t value) {
-    const void* const row = lut.ucComponents > 1
-                                ? static_cast<void***>(lut.pLuts)[component][value]
-                                : static_cast<void**>(lut.pLuts)[value];
+    const void* const row = lut.ucComponents > 1 ? static_cast<void***>(lut.pLuts)[component][value]
+                                                 : static_cast<void**>(lut.pLuts)[value];
     const uint32_t bytes = (lut.ucDstBpc + 7u) / 8;
     Row3 cells{};
     for (uint32_t cell = 0; cell < 3; ++cell)

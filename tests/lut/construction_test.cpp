@@ -110,8 +110,8 @@ std::vector<Table> expected_tables(const SQmLutParam& p, const Call& call,
             if (gradient < 0 || call.dst_bpc > 8) return before;
             tables.push_back(looked_up(colours_of(gradient == 255 ? 0 : gradient), values[k]));
         } else if (!call.gradients.empty()) {
-            tables.push_back(looked_up(colours_of(static_cast<int32_t>(call.gradients[k])),
-                                       values[k], weight));
+            tables.push_back(
+                looked_up(colours_of(static_cast<int32_t>(call.gradients[k])), values[k], weight));
         } else if (is_table) {
             tables.push_back(looked_up(colours_of(gradient), values[k], 1.0, call.dst_bpc));
         } else {
@@ -151,8 +151,8 @@ void check_channels(Round round, bool wide) {
     param.sLutDataSpectral.uiSpectralColorMode = random(0, 1) ? kGreyScale : random(0, 3);
 
     const bool is_table = param.uiGradient >= 1 && param.uiGradient <= 255;
-    const bool shared = call.spectral && is_table &&
-                        param.sLutDataSpectral.uiSpectralColorMode == kGreyScale;
+    const bool shared =
+        call.spectral && is_table && param.sLutDataSpectral.uiSpectralColorMode == kGreyScale;
     SQmLut lut;
     const auto before = static_cast<Before>(random(0, kBefores - 1));
     bring_to(lut, before, call.bpc, call.count, call.dst_bpc, random_mask(random));
@@ -209,29 +209,27 @@ void check_rgb(Round round) {
         tables = {rows};
     } else {
         for (uint32_t c = 0; c < 3; ++c)
-            tables.push_back(toward(
-                mask.Get(c) ? 0xFFFFFF : 0,
-                gamma_values(bpc, bpc, param.GetMinSrc(c, bpc), param.GetMinDst(c, bpc),
-                             param.GetMaxSrc(c, bpc), param.GetMaxDst(c, bpc),
-                             param.GetGammaSrc(c))));
+            tables.push_back(toward(mask.Get(c) ? 0xFFFFFF : 0,
+                                    gamma_values(bpc, bpc, param.GetMinSrc(c, bpc),
+                                                 param.GetMinDst(c, bpc), param.GetMaxSrc(c, bpc),
+                                                 param.GetMaxDst(c, bpc), param.GetGammaSrc(c))));
     }
 
     ASSERT_EQ(Api::CreateLutsRGB(&lut, &param, bpc, nullptr, masked ? &mask : nullptr, single),
               QM_OK);
 
     expect_tables(lut, tables);
-    ASSERT_EQ(lut.rmComponents, masked ? mask
-                                : !stays ? all_of(192)
+    ASSERT_EQ(lut.rmComponents, masked               ? mask
+                                : !stays             ? all_of(192)
                                 : old.GetSize() == 0 ? all_of(3)
                                                      : old);
     add_to(round.digest, tables);
 }
 
 const bool registered = add_cases(
-    {{"SQmPicBufAPI_Base::CreateLutsMCH",
-      [](Round round) { check_channels(round, false); }, 96},
-     {"SQmPicBufAPI_Base::CreateLutsMCH_Dst16bit",
-      [](Round round) { check_channels(round, true); }, 48},
+    {{"SQmPicBufAPI_Base::CreateLutsMCH", [](Round round) { check_channels(round, false); }, 96},
+     {"SQmPicBufAPI_Base::CreateLutsMCH_Dst16bit", [](Round round) { check_channels(round, true); },
+      48},
      {"SQmPicBufAPI_Base::CreateLutsRGB", check_rgb, 72}},
     {}, {"SQmPicBufAPI_Base::CreateLutsMono", "SQmPicBufAPI_Base::CreateLutsSpectral"});
 
@@ -380,9 +378,9 @@ TEST(CreateLutsMCH, WeighsTheColoursOfTables) {
     unsigned colors[] = {0, 0, 0, 0, 0}, gradients[] = {0, 0, 0, 0, 0};  // greys
     double weights[] = {0.5, 1.0, 7.0, -1.0, nan};
     SQmLut lut;
-    ASSERT_EQ(Api::CreateLutsMCH(&lut, &param, 8, 5, colors, false, false, nullptr, gradients,
-                                 weights),
-              QM_OK);
+    ASSERT_EQ(
+        Api::CreateLutsMCH(&lut, &param, 8, 5, colors, false, false, nullptr, gradients, weights),
+        QM_OK);
     EXPECT_EQ(row_of(lut, 0, 201), (Row3{100, 100, 100}));
     EXPECT_EQ(row_of(lut, 1, 201), (Row3{201, 201, 201}));
     EXPECT_EQ(row_of(lut, 2, 201), (Row3{201, 201, 201}));
@@ -437,9 +435,9 @@ TEST(CreateLutsMCH, SetsBit0ForTheTableOfOneComponent) {
         unsigned gradient;
         unsigned comps;
         bool keep, param, set;
-    } const cases[] = {{1, 1, false, true, true},   {255, 1, false, true, true},
-                       {0, 1, false, true, false},  {256, 1, false, true, false},
-                       {1, 2, false, true, false},  {1, 1, true, true, false},
+    } const cases[] = {{1, 1, false, true, true},  {255, 1, false, true, true},
+                       {0, 1, false, true, false}, {256, 1, false, true, false},
+                       {1, 2, false, true, false}, {1, 1, true, true, false},
                        {1, 1, false, false, false}};
     for (const auto& one : cases) {
         SQmLutParam param;
@@ -899,8 +897,7 @@ TEST(CreateLutsSpectral, NamesTheTableOfGreyScale) {
             param.sLutDataSpectral.uiSpectralColorMode = mode;
             param.uiGradient = gradient;
             ASSERT_EQ(Api::CreateLutsSpectral(&lut, &param, nullptr, 1, 1, 1.0), QM_OK);
-            EXPECT_EQ(lut.iPredefLut,
-                      mode == 3 && gradient < 256 ? static_cast<int>(gradient) : -1)
+            EXPECT_EQ(lut.iPredefLut, mode == 3 && gradient < 256 ? static_cast<int>(gradient) : -1)
                 << mode << ' ' << gradient;
         }
 }

@@ -381,9 +381,9 @@ TEST(CreateLutsSpectralTrueColor, MatchesAReference) {
         std::vector<uint32_t> colors = random_colors(layout.all, random);
         if (!white) state.color = colors;
 
-        ASSERT_EQ(Api::CreateLutsSpectralTrueColor(&lut, &param, white ? nullptr : colors.data(),
-                                                   given),
-                  QM_OK);
+        ASSERT_EQ(
+            Api::CreateLutsSpectralTrueColor(&lut, &param, white ? nullptr : colors.data(), given),
+            QM_OK);
 
         expect_state(lut, state, param.dGamma);
         EXPECT_EQ(lut.iPredefLut, param.GetGradient() & 255);
@@ -502,9 +502,8 @@ TEST(CreateLutsSpectralGrouped, MatchesAReference) {
         const double given = random.one_of(kScales), scale = scale_of(given);
         State state(layout.all);
         for (uint32_t g = 0, c = 0; g < n; ++g) {
-            const double factor = lut.rmComponents.Get(c)
-                                      ? static_cast<double>(enabled) / (groups[g] * n)
-                                      : 1.0;
+            const double factor =
+                lut.rmComponents.Get(c) ? static_cast<double>(enabled) / (groups[g] * n) : 1.0;
             for (uint32_t i = 0; i < groups[g]; ++i, ++c) {
                 state.gain[c] = param.GetGain(g) * factor / scale;
                 state.offset[c] = param.GetOffset(g);
@@ -527,7 +526,7 @@ TEST(CreateLutsSpectralGrouped, WorkedNumbers) {
     param.SetOffset(1, 7.0);
     SQmLut lut;
     ASSERT_EQ(Api::CreateLutsSpectralGrouped(&lut, &param, 2.0), QM_OK);
-    EXPECT_EQ(lut.pParams[0].dGain, 3.0);             // 3 * 4 / (1 * 2) / 2
+    EXPECT_EQ(lut.pParams[0].dGain, 3.0);              // 3 * 4 / (1 * 2) / 2
     EXPECT_EQ(lut.pParams[1].dGain, 4.0 / 6.0 / 2.0);  // 1 * 4 / (3 * 2) / 2
     EXPECT_EQ(lut.pParams[3].dOffset, -7.0);
     // Components that belong to no group are not shown.
