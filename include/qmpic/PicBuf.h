@@ -234,8 +234,8 @@ class QM_API SQmPicBufAPI_Base {
     /// with levels and gamma of component c and output levels of 8 bits; 0 where the mask's bit is
     /// clear. A cell whose levels are equal keeps what it held. With `param` and a mask, without
     /// `bSingle`, there are three tables, one for each component: its curve in white, or black
-    /// where the bit is clear. Without mask and `bSingle` there is no such form: three tables, which
-    /// are not filled, and **-4**.
+    /// where the bit is clear. Without mask and `bSingle` there is no such form: three tables,
+    /// which are not filled, and **-4**.
     ///
     /// With `param`, a mask is taken over as the set's; without one a mask of the set that has no
     /// size gets three set bits, also with -4.
@@ -328,16 +328,17 @@ class QM_API SQmPicBufAPI_Base {
     /// GetGain / `scale` * 0.5 / f and the offset GetOffset / `scale` * 0.5 / f, f being the number
     /// of these components; components that no size covers belong to the last channel.
     ///
-    /// True colour: all spectral components have GetGain(0) / `scale`, halved when there are further
-    /// channels, and GetOffset(0) as it stands; channels behind them have values 1, 2 ... With
-    /// a gradient of 1 to 255 the tables are shared. `iPredefLut` becomes its low 8 bits: 255, which
-    /// is no table of the list, for -1.
+    /// True colour: all spectral components have GetGain(0) / `scale`, halved when there are
+    /// further channels, and GetOffset(0) as it stands; channels behind them have values 1, 2 ...
+    /// With a gradient of 1 to 255 the tables are shared. `iPredefLut` becomes its low 8 bits: 255,
+    /// which is no table of the list, for -1.
     static int CreateLutsSpectralTrueColor(SQmLut* lut, CQmLutParamSpectralTrueColor* param,
                                            unsigned int* colors, double scale);
     /// Gains and offsets of the nodes, which stand at i * (S - 1) / (n - 1) of S spectral
-    /// components, cut, and straight lines between them; with one node its values. Gains are divided
-    /// by `scale` and **not** halved. Values behind those of the nodes are the further channels'.
-    /// Colours are those of GetCompColors, and white behind the spectrum. `iPredefLut` stays.
+    /// components, cut, and straight lines between them; with one node its values. Gains are
+    /// divided by `scale` and **not** halved. Values behind those of the nodes are the further
+    /// channels'. Colours are those of GetCompColors, and white behind the spectrum. `iPredefLut`
+    /// stays.
     static int CreateLutsSpectralCustomColor(SQmLut* lut, CQmLutParamSpectralCustomColor* param,
                                              double scale);
     /// The same with groups of GetGroupSizes (none: -9): components of group g have GetOffset(g),
