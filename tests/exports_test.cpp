@@ -108,7 +108,7 @@ TEST(Imports, AreMemoryThreadsAndMathematics) {
         "omp_get_num_procs", "omp_get_max_threads", "pthread_mutex_lock", "pthread_mutex_unlock",
         "std::__throw_system_error",
         // mathematics
-        "logf", "pow", "powf", "sqrt", "sqrtf", "__popcountdi2",
+        "log10", "logf", "pow", "powf", "sqrt", "sqrtf", "__popcountdi2",
         // the processor, asked through the C library
         "__x86_get_cpuid_feature_leaf",
         // exceptions and type information

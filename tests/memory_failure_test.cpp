@@ -494,6 +494,61 @@ void add_tables() {
         [](Print& print, const Parametric& p) { print_tables(print, p.to); });
 }
 
+void add_generators() {
+    static unsigned colors[3] = {0x0000FF, 0x00FF00, 0xFF0000};
+    struct Mapped {
+        Colours lut;
+        SQmLut values;
+        Mapped() {
+            SQmLut::Alloc(values, 8, 1, 8, 3);
+            SQmLut::CreateLinearTable(values, 9, 0, 0, 255, 255);
+        }
+    };
+    const auto print_cells = [](Print& print, const Mapped& m) {
+        const auto* const tables = static_cast<const uint8_t* const* const*>(m.lut.pLuts);
+        print.block(tables[0][0], 3 * 256 * 3);
+    };
+    add<Mapped>(
+        "SQmLut::CreateMultiColorTable", {kThrows},
+        [](Mapped& m) { return SQmLut::CreateMultiColorTable(m.lut, colors, 3); }, print_cells);
+    add<Mapped>(
+        "SQmLut::CreateMultiColorTableEx", {kThrows},
+        [](Mapped& m) {
+            return SQmLut::CreateMultiColorTableEx(m.lut, colors, 3, &m.values, true, 1, true, 2);
+        },
+        print_cells);
+    struct Composed {
+        Colours lut, outer;
+        SQmLut inner;
+        Composed() {
+            static constexpr uint8_t kEntry[4] = {1, 2, 3, 4};
+            SQmLut::SetOverExpColorArr(outer, kEntry, 8);
+            SQmLut::SetUnderExpColorArr(outer, kEntry, 8);
+            SQmLut::AllocSingle(inner, 8, 8);
+        }
+    };
+    add<Composed>(
+        "SQmLut::CreateComposedTable", {kSilent, kSilent},  // without the colours
+        [](Composed& c) { return SQmLut::CreateComposedTable(c.lut, c.outer, c.inner); },
+        [](Print& print, const Composed& c) { print_tables(print, c.lut); });
+    struct Gradient {
+        void* table = nullptr;
+        Gradient() = default;
+        Gradient(const Gradient&) = delete;
+        Gradient& operator=(const Gradient&) = delete;
+        ~Gradient() { SQmLut::FreeGradientTable(table); }
+    };
+    add<Gradient>(
+        "SQmLut::CreateGradientTableC1ToC3", {refused(QM_NO_MEMORY)},
+        [](Gradient& g) {
+            SQmLut::FreeGradientTable(g.table);
+            return SQmLut::CreateGradientTableC1ToC3(g.table, 8, 1, 0.0, 0.0, 0.0, 1.0);
+        },
+        [](Print& print, const Gradient& g) {
+            print.block(static_cast<const uint8_t*>(g.table), 3 * 256);
+        });
+}
+
 // ----- Tables from display parameters ------------------------------------------------------------
 
 void add_constructions() {
@@ -860,6 +915,7 @@ const std::vector<FailureCase>& all_cases() {
     add_binary();
     add_raw_floats();
     add_tables();
+    add_generators();
     add_constructions();
     add_rendering();
     add_histograms();

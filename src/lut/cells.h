@@ -35,6 +35,11 @@ Cell* table_of(const SQmLut& lut, std::uint64_t component) {
     return reinterpret_cast<Cell*>(table_of(lut, component));
 }
 
+/// Two points of a line or a curve, in entries and in what they lead to.
+struct Points {
+    int src_lo, dst_lo, src_hi, dst_hi;
+};
+
 /// Calls `body(Cell{})` with what holds so many bits, which are at most 16.
 template <class Body>
 auto with_cells(std::uint32_t bits, const Body& body) {

@@ -5,6 +5,7 @@
 
 #include "core/arithmetic.h"
 #include "lut/colour_table.h"
+#include "lut/flat_values.h"
 #include "qmpic/Lut.h"
 #include "qmpic/LutParam.h"
 #include "qmpic/PredefLuts.h"
@@ -117,29 +118,6 @@ int fill_around_centre(SQmLut& lut, SQmLut::SQmPredefLut& colours, const Levels&
 }
 
 // ----- Sets behind a flat one --------------------------------------------------------------------
-
-/// The values of a flat set, read in bytes or in words.
-class FlatValues {
-  public:
-    /// `bits` decide how they are read. Nothing can be read when they are more than 16, or when
-    /// so many entries would reach beyond the block.
-    FlatValues(const SQmLut& src, std::uint32_t bits, std::uint32_t count)
-        : cells_(src.pLuts), wide_(bits > 8) {
-        const bool flat = src.ucComponents <= 1 && src.ucDstComponents == 1 && src.ucSrcBpc <= 16;
-        const std::uint64_t bytes = std::uint64_t{(src.ucDstBpc + 7u) / 8} << (src.ucSrcBpc & 31);
-        readable_ = flat && cells_ != nullptr && bits <= 16 &&
-                    (std::uint64_t{count} << (wide_ ? 1 : 0)) <= bytes;
-    }
-    explicit operator bool() const { return readable_; }
-    std::uint32_t operator[](std::uint32_t i) const {
-        return wide_ ? static_cast<const Sample<std::uint16_t>*>(cells_)[i].value
-                     : static_cast<const Sample<std::uint8_t>*>(cells_)[i].value;
-    }
-
-  private:
-    const void* cells_;
-    bool wide_, readable_ = false;
-};
 
 bool is_colour_set(const SQmLut& lut) {
     return lut.ucComponents == 1 && lut.ucDstComponents == 3 && lut.ucSrcBpc <= 16 &&

@@ -18,11 +18,6 @@ using namespace qmpic;
 
 constexpr uint64_t kRun = 1024;  // entries that are made at once, beside the table
 
-/// Two points of a line, in entries and in what they lead to.
-struct Points {
-    int src_lo, dst_lo, src_hi, dst_hi;
-};
-
 /// The cells that are filled: in each row `copies` of them, side by side.
 template <class Cell>
 struct Column {
