@@ -100,25 +100,32 @@ class QM_API SQmLut {
         PredefLutUnionJack,
     };
 
-    /// A colour table of 256 entries, red, green, blue.
+    /// A colour table of 256 entries, red, green, blue. The four slots of its virtual table are the
+    /// destructor, getLuts, isAlreadyScaled and isSymmetric, in this order. Copies share `pColors`;
+    /// to copy throws std::bad_alloc when there is no memory for the name.
     class QM_API SQmPredefLut {
       public:
         CQmStringW sName;        ///< as it is shown
         std::uint32_t uiId;      ///< EQmPredefLut, which is the index
-        unsigned char* pColors;  ///< 768 bytes; not released with the object
+        unsigned char* pColors;  ///< 768 bytes or null; not released with the object. Most of the
+                                 ///< predefined tables lie in read-only memory: never write there
         bool bSymmetric;         ///< false in all predefined tables
 
-        SQmPredefLut();  ///< no name, no table
+        SQmPredefLut();  ///< no name, index 0, no table
         SQmPredefLut(const SQmPredefLut& other);
         SQmPredefLut& operator=(const SQmPredefLut& other);
         virtual ~SQmPredefLut();
+        /// The 768 bytes for values from `lo` to `hi`: here `pColors`, whatever the range.
         virtual unsigned char* getLuts(double lo, double hi);
+        /// Do the colours belong to values and not to parts of a range? Here never.
         virtual bool isAlreadyScaled();
+        /// `bSymmetric`. Writes 0.0 to `center` in any case, unless that is null.
         virtual bool isSymmetric(double* center);
     };
 
-    /// A table of an application, made from a gradient. Copies share its two blocks, and the
-    /// destructor releases both: of an object and its copy only one may be destroyed.
+    /// A table of an application, made from a gradient. **Copies share its two blocks, and the
+    /// destructor releases both: of an object and its copies only one may be destroyed** with its
+    /// blocks; set the pointers of the others to null before. The library keeps no copies.
     class QM_API SQmExtendedLut : public SQmPredefLut {
       public:
         SQmGradientConfig sConfig;
@@ -126,12 +133,20 @@ class QM_API SQmLut {
         double dScaledLo;        ///< the range of pScaled
         double dScaledHi;
 
-        SQmExtendedLut();
+        SQmExtendedLut();  ///< no name, no tables, range 0.0 to 0.0
         SQmExtendedLut(const SQmExtendedLut& other);
         SQmExtendedLut& operator=(const SQmExtendedLut& other);
+        /// Releases `pColors` and `pScaled` through CQmAlloc::Free.
         ~SQmExtendedLut() override;
+        /// `pColors`, unless isAlreadyScaled() and the range is another than 0.0 to 0.0: then
+        /// `pScaled`, made anew for the range when one of its ends is off by more than
+        /// (`hi` - `lo`) / 1000: made for 100 to 200 it serves 100.05 to 199.95, too. What is made
+        /// stays until then; so a range that is not finite gives what is there, and that may be
+        /// null. Null also when there is no memory. Writes to the object: one thread at a time.
         unsigned char* getLuts(double lo, double hi) override;
+        /// Is the configuration one of values, or symmetric?
         bool isAlreadyScaled() override;
+        /// The configuration's flag; unlike above `center` is written only when it is set.
         bool isSymmetric(double* center) override;
     };
 
@@ -258,18 +273,64 @@ class QM_API SQmLut {
 
     // ----- Predefined and extended tables --------------------------------------------------------
 
+    // Colour tables are known by their index: 0 to 45 are predefined, behind them come the extended
+    // tables. `docs/gallery.md` shows them. Nothing here is locked: InitPredefLuts,
+    // InsertExtenedLut, FreeExtenedLuts and SetCustomLut must not run beside readers.
+
+    /// Makes the lists, once: a second call does nothing. Always 0. The predefined tables live to
+    /// the end of the process. When memory fails none of them is in the list, and the next call
+    /// tries again.
+    ///
+    /// Tables 19 to 45 are gradients with nodes at 10, 20 ... 100 percent. The blend between nodes
+    /// brings every colour to full brightness, so a scale like "Invert-Mono" stays near white up to
+    /// entry 254 (red 255, green 177, blue 162); its entry 255 is the last node, (32, 22, 20).
+    /// "Rainbow Dark" is "Rainbow" whose entry k below 20 is entry 20 times k / 20, cut.
     static int InitPredefLuts();
+    /// The table of an index, also an extended one. An index at or beyond the count gives table 0
+    /// with `bFallback`: 46 without extended tables. Else, and for an index below 0 or before
+    /// InitPredefLuts, an empty object without name and table. Never null.
     static SQmPredefLut* GetPredefLut(int index, bool bFallback);
+    /// Predefined tables, and extended ones unless `bOnlyPredefined`. 0 before InitPredefLuts.
     static unsigned int GetPredefLutsCount(bool bOnlyPredefined);
+    /// The name of GetPredefLut(index, true). 0; -3: no memory, `name` as it was.
     static int GetPredefLutDescr(CQmStringW& name, unsigned int index);
     static unsigned int GetExtenedLutsCount();
+    /// Sets the name and the gradient of extended table `index`, from 0, and makes its colours for
+    /// the range 0 to 100, those that the gradient leaves open black. An index at or beyond the
+    /// count appends a table; **the index does not say where**: 7 in an empty list makes table 0,
+    /// which is 46 for GetPredefLut. Calls InitPredefLuts. A table that is replaced keeps its
+    /// `pScaled`, for the range 0.0 to 0.0. Always 0: also for null, which does nothing, and when
+    /// memory fails, which leaves all as it was.
     static int InsertExtenedLut(unsigned int index, const wchar_t* name, SQmGradientConfig* config);
+    /// Destroys the extended tables. 0.
     static int FreeExtenedLuts();
+    /// Copies 768 bytes, 256 times red, green, blue, into the custom table, which CQmPredefLUTs
+    /// reads by index 255 and which is a grey ramp before. Null does nothing.
     static void SetCustomLut(unsigned char* colors);
+
+    // The sets of the four calls below have one component and three cells of exactly 8 bits, of
+    // any number N of entries; others give -4 and stay as they are, as do sets without tables. -9:
+    // there is no such colour table (before InitPredefLuts; an index of 2^31 or more), or `param`
+    // is null. Index 255 is no custom table here. Of entry k of the colours cell 0 gets blue, cell
+    // 1 green, cell 2 red.
+
+    /// Entry i gets colour i x 256 / N of getLuts(lo, hi): of 1024 entries, 4 have the same colour.
     static int CreatePredefLut(SQmLut& lut, unsigned int index, double lo, double hi);
+    /// The same for the predefined table whose `uiId` is `id`. -9: there is none, or it has no
+    /// colours. The third number is not read.
     static int CreatePredefLutEx(SQmLut& lut, EQmPredefLut id, double lo, double hi,
                                  double dReserved);
+    /// The colours of `uiGradient` between the levels of component 0 (GetMinSrcDbl(0) x N to
+    /// GetMaxSrcDbl(0) x N), with its gamma: k = (((i - low) / (high - low))^gamma) x 256, cut and
+    /// kept within 0 to 255; with a gamma of exactly 1.0 without a power. What is no number is 0.
+    /// getLuts is asked for the levels within the global range. 256 entries, levels 0.25 to 0.75
+    /// and gamma 1.0: entry 96 gets colour 64. A symmetric table continues as the next call.
     static int CreatePredefLutFromLutParam(SQmLut& lut, SQmLutParam* param);
+    /// The colours, of getLuts(0.0, 100.0), on both sides of the table's centre c, or 0.0. As far
+    /// as (high - low) / 2 below it they come from the lower half of the table, with an exponent of
+    /// **1 / gamma**, as far above it from the upper half, with gamma; beyond them the first and
+    /// the last colour. The lower stretch ends in front of entry trunc(N x c). Where 1 / gamma is
+    /// even the entries below that stretch are not the first colour but mirrored ones.
     static int CreatePredefSymmetricLutFromLutParam(SQmLut& lut, SQmLutParam* param);
 };
 
