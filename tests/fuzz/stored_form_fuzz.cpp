@@ -85,20 +85,23 @@ class Builder {
 
 // ----- Reading -----------------------------------------------------------------------------------
 
+/// Without a copy of what it holds.
+bool is_list(const CQmVariant& v) {
+    bool is = v.GetCount() > 0;
+    if (!is) v.GetCQmListVariant(&is);
+    return is;
+}
+
 /// Everything that can be asked of a tree, and of levels of the same bytes.
 void walk(const CQmVariant& v, CQmLiteVariantR* levels) {
-    bool is_list = false;
-    expect(v.GetCQmListVariant(&is_list).GetCount() == v.GetCount());
-    expect(is_list || v.GetCount() == 0);
-    v.GetCQmStringW();
     v.GetBool();
+    v.GetCQmStringW();
     for (uint32_t i = 0; i < v.GetCount(); ++i) {
         const CQmVariant& child = v[i];
         const CQmStringW& name = child.GetName();
         const CQmVariant* const first = v.SearchFixedOneLevel(name);
         expect(first != nullptr && first->GetName() == name);
-        bool child_is_list = false, is_uint = false, is_double = false;
-        child.GetCQmListVariant(&child_is_list);
+        const bool child_is_list = is_list(child);
         if (child_is_list && name.IsEmpty()) {
             expect(levels->IsNextValue() && levels->CurrentLevelBegin() == QM_OK);
             walk(child, levels);
@@ -111,6 +114,7 @@ void walk(const CQmVariant& v, CQmLiteVariantR* levels) {
             walk(child, levels);
             expect(levels->LevelEnd() == QM_OK);
         } else {
+            bool is_uint = false, is_double = false;
             const unsigned int number = child.GetQm_uint32(&is_uint);
             const double value = child.GetDouble(&is_double);
             expect(levels->Get(name, 12345u) == (is_uint ? number : 12345u));
@@ -126,7 +130,6 @@ void load_trees(const CQmVariant& v) {
     SQmLutParam param;
     expect(SQmLutParam::LoadFromVariant(param, v) == QM_OK);
     auto& s = param.sLutDataSpectral;
-    s.uiSpectralCompCount = 2;  // saving all 192 components would take most of the time
     expect(s.uiAllocated <= 192 && s.uiGroupCount <= 192);
     // Modes, groups and colours are whatever was stored.
     for (const unsigned int index : {0u, 2u, 191u, 0xFFFFFFFFu}) {
@@ -135,18 +138,23 @@ void load_trees(const CQmVariant& v) {
         s.GetGroupColor(index);
         s.GetCompColor(index, false);
     }
-    // Groups that are counted are made; from then on nothing changes.
     CQmVariant saved, again;
-    s.uiGroupCount = s.uiGroupCount % 4;
-    s.Realloc(s.uiGroupCount);
-    expect(SQmLutParam::SaveToVariant(saved, param) == QM_OK);
-    expect(SQmLutParam::LoadFromVariant(param, saved) == QM_OK);
-    expect(SQmLutParam::SaveToVariant(again, param) == QM_OK);
-    expect(written(saved) == written(again));
+    if (v.GetCount() % 4 == 1) {  // as for 13 keys; saving takes longer than all the rest
+        s.uiSpectralCompCount = 2;
+        s.uiGroupCount %= 4;
+        s.Realloc(s.uiGroupCount);
+        expect(SQmLutParam::SaveToVariant(saved, param) == QM_OK);
+        expect(SQmLutParam::LoadFromVariant(param, saved) == QM_OK);
+        expect(SQmLutParam::SaveToVariant(again, param) == QM_OK);
+        expect(written(saved) == written(again));
+    }
 
     SQmGradientConfig config;
     if (config.LoadFromVariant(&v) == QM_OK) {
-        expect(config.SaveToVariant(&saved) == QM_OK && config.LoadFromVariant(&saved) == QM_OK);
+        // Nodes that are not in use become one kind of NaN when they are loaded.
+        for (int i = 0; i < 2; ++i)
+            expect(config.SaveToVariant(&saved) == QM_OK &&
+                   config.LoadFromVariant(&saved) == QM_OK);
         expect(config.SaveToVariant(&again) == QM_OK && written(saved) == written(again));
     }
     if (SQmGradientConfigs::LoadFromVariant(&v) == QM_OK)
@@ -177,10 +185,9 @@ void read(const Bytes& bytes) {
         return;
     }
     expect(written(v) == bytes);
-    bool is_list = false;
-    v.GetCQmListVariant(&is_list);
-    expect(levels.IsValid() == is_list);
-    if (is_list) walk(v, &levels);
+    expect(levels.IsValid() == is_list(v));
+    if (is_list(v)) walk(v, &levels);
+    expect(v.GetCQmListVariant().GetCount() == v.GetCount());
     load_trees(v);
     load_levels<CQmLutParamMCH>(bytes);
     load_levels<CQmLutParamRGB>(bytes);
