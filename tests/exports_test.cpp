@@ -115,7 +115,7 @@ TEST(Imports, AreMemoryThreadsAndMathematics) {
         "pthread_mutex_trylock", "sched_yield",  // two locks without an order
         "std::__throw_system_error",
         // mathematics
-        "acos", "cos", "logf", "pow", "powf", "round", "sqrt", "sqrtf", "__popcountdi2",
+        "acos", "cos", "log10", "logf", "pow", "powf", "round", "sqrt", "sqrtf", "__popcountdi2",
         // lists, maps and wide text
         "std::__detail::_List_node_base::_M_hook", "std::__detail::_List_node_base::_M_unhook",
         "std::_Rb_tree_increment", "std::__throw_length_error", "std::length_error::length_error",

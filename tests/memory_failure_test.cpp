@@ -22,6 +22,7 @@
 #include "qmpic/LutParam.h"
 #include "qmpic/PicBuf.h"
 #include "qmpic/PicMemAPI_Base.h"
+#include "qmpic/TypedLutParams.h"
 #include "qmpic/status.h"
 #include "qmpic/system/Alloc.h"
 #include "support/cases.h"
@@ -496,6 +497,48 @@ void add_tables() {
         [](Print& print, const Parametric& p) { print_tables(print, p.to); });
 }
 
+// ----- Typed display parameters ------------------------------------------------------------------
+
+constexpr unsigned kSizes[] = {2, 1, 1};
+int reinit(CQmLutParamMCH& p) { return p.Reinit(3, 4, kSizes, 8); }
+int reinit(CQmLutParamSpectralTrueColor& p) { return p.Reinit(3, 2, 4, kSizes, 8); }
+int reinit(CQmLutParamSpectralCustomColor& p) { return p.Reinit(2, 2, 3, 4, kSizes, 8); }
+int reinit(CQmLutParamSpectralGrouped& p) { return p.Reinit(2, kSizes, 2, 3, 4, kSizes, 8); }
+
+template <class P>
+struct TypedPair {
+    P from, to;
+    TypedPair() {
+        reinit(from);
+        constexpr unsigned one = 1;
+        if constexpr (std::is_same_v<P, CQmLutParamMCH>) to.Reinit(1, 1, &one, 12);
+    }
+};
+
+template <class P>
+void add_typed_of(const std::string& name, size_t arrays) {
+    using Pair = TypedPair<P>;
+    const std::vector<Fate> fates(arrays, kThrows);
+    const auto look = [](Print& print, const Pair& p) {
+        print << p.to.GetBpc() << p.to.GetChannelCount() << p.to.GetComponentCount();
+        print.block(p.to.puiComp, p.to.GetChannelCount());
+    };
+    add<Pair>(
+        name + "::" + name, fates, [](Pair& p) { return static_cast<int>(P(p.from).GetBpc()) - 8; },
+        look);
+    add<Pair>(
+        name + "::operator=", fates, [](Pair& p) { return p.to = p.from, 0; }, look);
+    add<Pair>(
+        name + "::Reinit", fates, [](Pair& p) { return reinit(p.to); }, look);
+}
+
+void add_typed() {
+    add_typed_of<CQmLutParamMCH>("CQmLutParamMCH", 4);
+    add_typed_of<CQmLutParamSpectralTrueColor>("CQmLutParamSpectralTrueColor", 3);
+    add_typed_of<CQmLutParamSpectralCustomColor>("CQmLutParamSpectralCustomColor", 4);
+    add_typed_of<CQmLutParamSpectralGrouped>("CQmLutParamSpectralGrouped", 5);
+}
+
 // ----- Display parameters ------------------------------------------------------------------------
 
 void print_parameters(Print& print, const SQmLutParam& p) {
@@ -592,6 +635,149 @@ void add_display_parameters() {
             return p.sLutDataSpectral.GetAllGroupCount(nullptr, true) == 3 ? QM_OK : QM_REJECTED;
         },
         print_parameters);
+}
+
+void add_generators() {
+    static unsigned colors[3] = {0x0000FF, 0x00FF00, 0xFF0000};
+    struct Mapped {
+        Colours lut;
+        SQmLut values;
+        Mapped() {
+            SQmLut::Alloc(values, 8, 1, 8, 3);
+            SQmLut::CreateLinearTable(values, 9, 0, 0, 255, 255);
+        }
+    };
+    const auto print_cells = [](Print& print, const Mapped& m) {
+        const auto* const tables = static_cast<const uint8_t* const* const*>(m.lut.pLuts);
+        print.block(tables[0][0], 3 * 256 * 3);
+    };
+    add<Mapped>(
+        "SQmLut::CreateMultiColorTable", {kThrows},
+        [](Mapped& m) { return SQmLut::CreateMultiColorTable(m.lut, colors, 3); }, print_cells);
+    add<Mapped>(
+        "SQmLut::CreateMultiColorTableEx", {kThrows},
+        [](Mapped& m) {
+            return SQmLut::CreateMultiColorTableEx(m.lut, colors, 3, &m.values, true, 1, true, 2);
+        },
+        print_cells);
+    struct Composed {
+        Colours lut, outer;
+        SQmLut inner;
+        Composed() {
+            static constexpr uint8_t kEntry[4] = {1, 2, 3, 4};
+            SQmLut::SetOverExpColorArr(outer, kEntry, 8);
+            SQmLut::SetUnderExpColorArr(outer, kEntry, 8);
+            SQmLut::AllocSingle(inner, 8, 8);
+        }
+    };
+    add<Composed>(
+        "SQmLut::CreateComposedTable", {kSilent, kSilent},  // without the colours
+        [](Composed& c) { return SQmLut::CreateComposedTable(c.lut, c.outer, c.inner); },
+        [](Print& print, const Composed& c) { print_tables(print, c.lut); });
+    struct Gradient {
+        void* table = nullptr;
+        Gradient() = default;
+        Gradient(const Gradient&) = delete;
+        Gradient& operator=(const Gradient&) = delete;
+        ~Gradient() { SQmLut::FreeGradientTable(table); }
+    };
+    add<Gradient>(
+        "SQmLut::CreateGradientTableC1ToC3", {refused(QM_NO_MEMORY)},
+        [](Gradient& g) {
+            SQmLut::FreeGradientTable(g.table);
+            return SQmLut::CreateGradientTableC1ToC3(g.table, 8, 1, 0.0, 0.0, 0.0, 1.0);
+        },
+        [](Print& print, const Gradient& g) {
+            print.block(static_cast<const uint8_t*>(g.table), 3 * 256);
+        });
+}
+
+// ----- Tables from display parameters ------------------------------------------------------------
+
+void add_constructions() {
+    using Api = SQmPicBufAPI_Base;
+    constexpr Fate no_tables = lost(QM_NO_MEMORY);  // the shape is there
+    // A spectral set has its shape and its tables when there is no memory for its records.
+    constexpr Fate no_records{QM_OK, true, Fate::kOther};
+    struct Old {
+        SQmLut lut;
+        SQmLutParam param;
+        unsigned colors[3] = {0x0000FF, 0x00FF00, 0xFF0000};
+    };
+    const auto old = [](std::string name, std::vector<Fate> once, std::vector<Fate> from_then_on,
+                        auto create) {
+        add<Old>(
+            std::move(name), std::move(once), std::move(from_then_on),
+            [=](Old& p) {
+                SQmLut::Free(p.lut);
+                return create(p);
+            },
+            [](Print& print, const Old& p) { print_tables(print, p.lut); });
+    };
+    const std::vector<Fate> one{no_tables, no_tables}, several{no_tables, no_tables, no_tables};
+    old("SQmPicBufAPI_Base::CreateLutsMono", one, one,
+        [](Old& p) { return Api::CreateLutsMono(&p.lut, &p.param, 8, p.colors, nullptr); });
+    old("SQmPicBufAPI_Base::CreateLutsMCH", several, several, [](Old& p) {
+        return Api::CreateLutsMCH(&p.lut, &p.param, 8, 3, p.colors, false, false, nullptr, nullptr,
+                                  nullptr);
+    });
+    old("SQmPicBufAPI_Base::CreateLutsMCH_Dst16bit", several, several, [](Old& p) {
+        return Api::CreateLutsMCH_Dst16bit(&p.lut, 12, &p.param, 8, 3, p.colors, false, false,
+                                           nullptr);
+    });
+    const std::vector<Fate> shared{lost(QM_BAD_BUFFER), no_tables, no_tables};
+    old("SQmPicBufAPI_Base::CreateLutsMCH of one table for all", shared, shared, [](Old& p) {
+        p.param.uiGradient = 1;
+        p.param.sLutDataSpectral.uiSpectralColorMode = 3;
+        return Api::CreateLutsMCH(&p.lut, &p.param, 8, 3, p.colors, true, false, nullptr, nullptr,
+                                  nullptr);
+    });
+    // Colours are split in memory of their own; the set has its tables then.
+    const std::vector<Fate> ramps{no_tables, no_tables, no_tables, {QM_OK, true, Fate::kRight}};
+    old("SQmPicBufAPI_Base::CreateLutsMCH without parameters", ramps, ramps, [](Old& p) {
+        return Api::CreateLutsMCH(&p.lut, nullptr, 8, 3, p.colors, false, false, nullptr, nullptr,
+                                  nullptr);
+    });
+    old("SQmPicBufAPI_Base::CreateLutsRGB without parameters", ramps, ramps,
+        [](Old& p) { return Api::CreateLutsRGB(&p.lut, nullptr, 8, nullptr, nullptr, false); });
+    old("SQmPicBufAPI_Base::CreateLutsRGB", one, one,
+        [](Old& p) { return Api::CreateLutsRGB(&p.lut, &p.param, 8, nullptr, nullptr, true); });
+    old("SQmPicBufAPI_Base::CreateLutsSpectral", {no_records}, {no_records}, [](Old& p) {
+        p.lut.ucComponents = 0;
+        return Api::CreateLutsSpectral(&p.lut, &p.param, p.colors, 3, 3, 1.0);
+    });
+
+    static constexpr unsigned kSizes[] = {2, 1}, kGroups[] = {2};
+    struct Typed {
+        SQmLut lut;
+        CQmLutParamMCH channels{2, 3, kSizes, 8};
+        CQmLutParamRGB rgb{8};
+        CQmLutParamSpectralTrueColor true_color{2, 1, 3, kSizes, 8};
+        CQmLutParamSpectralCustomColor custom{1, 1, 2, 3, kSizes, 8};
+        CQmLutParamSpectralGrouped grouped{1, kGroups, 1, 2, 3, kSizes, 8};
+        unsigned colors[3] = {0x0000FF, 0x00FF00, 0xFF0000};
+    };
+    const auto typed = [](std::string name, const std::vector<Fate>& fates, auto create) {
+        add<Typed>(
+            std::move(name), fates,
+            [=](Typed& p) {
+                SQmLut::Free(p.lut);
+                return create(p);
+            },
+            [](Print& print, const Typed& p) { print_tables(print, p.lut); });
+    };
+    typed("SQmPicBufAPI_Base::CreateLutsMCH of channels", several,
+          [](Typed& p) { return Api::CreateLutsMCH(&p.lut, &p.channels, p.colors); });
+    typed("SQmPicBufAPI_Base::CreateLutsRGB of its own parameters", one,
+          [](Typed& p) { return Api::CreateLutsRGB(&p.lut, &p.rgb, 7, true); });
+    const std::vector<Fate> spectral{no_tables, no_tables, no_tables, no_records};
+    typed("SQmPicBufAPI_Base::CreateLutsSpectralTrueColor", spectral, [](Typed& p) {
+        return Api::CreateLutsSpectralTrueColor(&p.lut, &p.true_color, p.colors, 1.0);
+    });
+    typed("SQmPicBufAPI_Base::CreateLutsSpectralCustomColor", spectral,
+          [](Typed& p) { return Api::CreateLutsSpectralCustomColor(&p.lut, &p.custom, 1.0); });
+    typed("SQmPicBufAPI_Base::CreateLutsSpectralGrouped", spectral,
+          [](Typed& p) { return Api::CreateLutsSpectralGrouped(&p.lut, &p.grouped, 1.0); });
 }
 
 // ----- Rendering ---------------------------------------------------------------------------------
@@ -906,7 +1092,10 @@ const std::vector<FailureCase>& all_cases() {
     add_binary();
     add_raw_floats();
     add_tables();
+    add_typed();
     add_display_parameters();
+    add_generators();
+    add_constructions();
     add_rendering();
     add_histograms();
     add_counting();

@@ -199,25 +199,152 @@ class QM_API SQmPicBufAPI_Base {
 
     // ----- Table sets from display parameters ----------------------------------------------------
 
+    // How a picture is shown, as tables that the renderers apply. Each operation brings the set to
+    // the shape that it needs with SQmLut::check_luts: 3 cells of 8 bits (blue, green, red), where
+    // nothing else is said, and 2^bpc entries. Tables that have it stay where they are, so that a
+    // set which is kept is filled again without an allocation; others are made anew, with a mask of
+    // 192 set bits. All run in the calling thread. In what follows top is 2^bpc - 1.
+    //
+    // The **curve** of a component is a table of `bpc` bits made by SQmLut::CreateGammaTable of its
+    // levels and gamma; where the white level is not above the black level, it is 0 everywhere. A
+    // component shows in a **colour** when its cells are the colour's bytes times the curve, by
+    // top, cut: red (0x0000FF) of a curve of 12 bits that has come to 2048 is (0, 0, 127).
+    //
+    // Colours are colour references, red in the low byte. No array, or no components, stands for
+    // one component in white (0xFFFFFF); in the spectral forms no array is white for all.
+    //
+    // Results: 0 when the set was filled, also with zeros; -9 for null and a depth out of range; -8
+    // for more than 192 components; -3 without memory for the tables; other codes where they are
+    // named. A failure other than -4 leaves the mask as it is.
+
+    /// CreateLutsMCH of one component, `colors[0]` or white, but the mask of the set stays as it
+    /// was, whatever becomes of the tables: empty when it was empty.
     static int CreateLutsMono(SQmLut* lut, SQmLutParam* param, unsigned int bpc,
                               unsigned int* colors, SQmLut* src);
+    /// A picture of red, green, blue, whose components 0, 1, 2 show in 0xFF0000, 0x00FF00 and
+    /// 0x0000FF: as colour references blue, green, red. 0 to 16 bits.
+    ///
+    /// Without `param` there are three tables, each a ramp to its colour, or through `src` (one
+    /// table of `bpc` bits with a cell for each component) if it has tables. A mask makes the
+    /// components whose bit is clear black and the others white, or in their colour with `bSingle`.
+    /// The result is that of SQmLut::CreateMultiColorTable or CreateMultiColorTableEx, and the mask
+    /// of the set is left alone.
+    ///
+    /// With `param` and `bSingle` there is one table, in whose cell c is what component c leads to,
+    /// with levels and gamma of component c and output levels of 8 bits; 0 where the mask's bit is
+    /// clear. A cell whose levels are equal keeps what it held. With `param` and a mask, without
+    /// `bSingle`, there are three tables, one for each component: its curve in white, or black
+    /// where the bit is clear. Without mask and `bSingle` there is no such form: three tables,
+    /// which are not filled, and **-4**.
+    ///
+    /// With `param`, a mask is taken over as the set's; without one a mask of the set that has no
+    /// size gets three set bits, also with -4.
     static int CreateLutsRGB(SQmLut* lut, SQmLutParam* param, unsigned int bpc, SQmLut* src,
                              CQmRangeMask* mask, bool bSingle);
+    /// The same from parameters of red, green, blue; 8 to 16 bits, else -9.
+    ///
+    /// `maskBits` is not tested as it stands: bits are shifted out at its low end until the third
+    /// set one is gone, and **what remains** becomes the mask of the set (CQmRangeMask::SetMask):
+    /// of 7 nothing, of 0x1D (11101) bit 0. What works is 7, or any three bits, with `bSeparate`:
+    /// one table with the three components in its three cells, all of them shown, outputs from 0 to
+    /// GetMaxDst of 8 bits. A cell whose levels are equal keeps what it held. With fewer than three
+    /// set bits nothing remains that could ask for a component: all cells are 0, in one table with
+    /// `bSeparate`, else in three, and the result is 0. With three and without `bSeparate` there
+    /// is one table, which is not filled, and **-4**.
     static int CreateLutsRGB(SQmLut* lut, CQmLutParamRGB* param, unsigned int maskBits,
                              bool bSeparate);
+    /// A picture of `comps` channels, each a table.
+    ///
+    /// With `param` and one component, the curve has the global levels and gamma alone. If
+    /// `uiGradient` is 1 to 255 it leads to the colours of that predefined table (255: the custom
+    /// one), scaled to the levels of component 0; 0 and everything above 255, such as 300, stand
+    /// for `colors[0]`.
+    ///
+    /// With several components, each has its own levels and gamma. Components that agree in both
+    /// source levels, highest output and gamma share one curve, that of the first: **the lowest
+    /// output is not compared**. What curves lead to, the first of these that holds:
+    /// - `bSpectral`, spectral colour mode 3 and a `uiGradient` other than 0: the stored colours of
+    ///   that table for all. With 1 to 255 the set has the shared shape
+    ///   (SQmLut::check_luts_spectral_ex, which leaves the mask), so that the last component's
+    ///   curve is what all get. 255 is the first table here; a negative index has no colours, and
+    ///   nothing is filled.
+    /// - `gradients`: component k shows in table `gradients[k]`, scaled to its levels. If
+    ///   `weights[k]` is below 1.0, each colour byte is multiplied by it and cut; of a negative
+    ///   product the low byte is taken: 201 * -1.0 gives 55.
+    /// - `uiGradient` of 1 to 255: the same with this table for all, without weights.
+    /// - else component k shows in `colors[k]`.
+    ///
+    /// Without `param` tables are ramps to the colours, or go through `src` if it has tables
+    /// (SQmLut::CreateMultiColorTable, CreateMultiColorTableEx: -4, or std::bad_alloc). A source of
+    /// the same depth that does not fit because its number of cells is not `comps` is copied as it
+    /// is instead, and the set takes its shape.
+    ///
+    /// In the end a mask that has no size gets `comps` set bits, also after -4; with one component,
+    /// `param` and a `uiGradient` of 1 to 255 bit 0 is set unless `bKeepMask`. A depth above 16
+    /// bits gives -9 when the set has already lost its tables.
     static int CreateLutsMCH(SQmLut* lut, SQmLutParam* param, unsigned int bpc, unsigned int comps,
                              unsigned int* colors, bool bSpectral, bool bKeepMask, SQmLut* src,
                              unsigned int* gradients, double* weights);
+    /// The same from parameters of channels: 8 to 16 bits (-9), and as many components as `param`
+    /// says; several need GetComponentSizes (-9), which tells whose levels and gamma a component
+    /// has; beyond all sizes the last channel's. Outputs are 0 to top. One component shows in table
+    /// GetGradient if that is 1 to 255, without scaling, and bit 0 of the mask is set; otherwise
+    /// components show in `colors`. A mask that has no size gets a set bit for each component.
     static int CreateLutsMCH(SQmLut* lut, CQmLutParamMCH* param, unsigned int* colors);
+    /// CreateLutsMCH with cells of `dstBpc` bits, 8 (the same) to 16, else -9. With `param` the
+    /// bytes of a colour are shifted left by dstBpc - 8: the most is 4080 of 12 bits and 65280 of
+    /// 16. Colours of tables are multiplied by 2^dstBpc / 256. The grey scale of spectral pictures
+    /// has no such form: of several components nothing is filled. Without `param` ramps go up to
+    /// 2^dstBpc - 1.
     static int CreateLutsMCH_Dst16bit(SQmLut* lut, unsigned int dstBpc, SQmLutParam* param,
                                       unsigned int bpc, unsigned int comps, unsigned int* colors,
                                       bool bSpectral, bool bKeepMask, SQmLut* src);
+
+    // The spectral forms make parametric state (SQmLut::SQmParam), which the spectral renderers
+    // compute with; no cell is filled. Records are allocated when the set has none, which may throw
+    // std::bad_alloc, and stay otherwise. `dOffset` is the offset of the parameters negated,
+    // `dGamma` their gamma. A `scale` that is not above 0 is 1.
+
+    /// Of `comps` components the first `spectralComps` are spectral, which `param` is told. Tables
+    /// are not needed and not made; those of a set without records that has another number of
+    /// components are released. A set with records keeps their number, and only these are written.
+    ///
+    /// - `iPredefLut` becomes `uiGradient` in spectral mode 3 if that is below 256, else -1.
+    /// - Spectral components: gain and offset of GetCompOffsetAndGains, the gain divided by `scale`
+    ///   and halved when there are further components.
+    /// - In mode 2 gains are first multiplied by e / (s * n): e components that the set's mask has
+    ///   among the spectral ones, s components of the group, n groups. The mask's bit of the
+    ///   group's **first component** alone decides whether, not the group's own flag. One group of
+    ///   all components has 1; groups of 2 and 4 with all bits set have 6 / 4 and 6 / 8.
+    /// - Component `spectralComps` stands for what is not spectral: GetCompMinSrc - GetCompMinDst
+    ///   of the set's `ucSrcBpc` bits is its offset, GetCompMaxDstDbl / GetCompMaxSrcDbl * 0.5 its
+    ///   gain, without the scale. Further ones have gain and offset 0.
+    ///
+    /// The mask of the set stays.
     static int CreateLutsSpectral(SQmLut* lut, SQmLutParam* param, unsigned int* colors,
                                   unsigned int spectralComps, unsigned int comps, double scale);
+    /// The typed forms make tables for all components of `param`, too, of at most 16 bits (-9), and
+    /// a mask of as many set bits. Components of channel i behind the spectral ones have the gain
+    /// GetGain / `scale` * 0.5 / f and the offset GetOffset / `scale` * 0.5 / f, f being the number
+    /// of these components; components that no size covers belong to the last channel.
+    ///
+    /// True colour: all spectral components have GetGain(0) / `scale`, halved when there are
+    /// further channels, and GetOffset(0) as it stands; channels behind them have values 1, 2 ...
+    /// With a gradient of 1 to 255 the tables are shared. `iPredefLut` becomes its low 8 bits: 255,
+    /// which is no table of the list, for -1.
     static int CreateLutsSpectralTrueColor(SQmLut* lut, CQmLutParamSpectralTrueColor* param,
                                            unsigned int* colors, double scale);
+    /// Gains and offsets of the nodes, which stand at i * (S - 1) / (n - 1) of S spectral
+    /// components, cut, and straight lines between them; with one node its values. Gains are
+    /// divided by `scale` and **not** halved. Values behind those of the nodes are the further
+    /// channels'. Colours are those of GetCompColors, and white behind the spectrum. `iPredefLut`
+    /// stays.
     static int CreateLutsSpectralCustomColor(SQmLut* lut, CQmLutParamSpectralCustomColor* param,
                                              double scale);
+    /// The same with groups of GetGroupSizes (none: -9): components of group g have GetOffset(g),
+    /// GetGain(g) times the factor of CreateLutsSpectral / `scale`, and GetColor(g). The mask that
+    /// decides is the one before the call; tables that are made anew have all bits. Spectral
+    /// components behind all groups have gain and offset 0.
     static int CreateLutsSpectralGrouped(SQmLut* lut, CQmLutParamSpectralGrouped* param,
                                          double scale);
 

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <new>
 
+#include "lut/cells.h"
 #include "qmpic/status.h"
 
 // Table sets. The arrays of pointers and the block of cells come from the plain C heap; the first
@@ -15,12 +16,12 @@
 
 namespace {
 
-using Row = std::byte*;  // where the cells of an entry lie
+using namespace qmpic;
 
 // The test for the shared shape reads two words of whatever `pLuts` points to.
 constexpr std::size_t kTwoWords = 2 * sizeof(void*);
 
-constexpr std::size_t kCells = 3;  // blue, green and red: what exposure colours are for
+constexpr std::size_t kCells = kColourCells;  // what exposure colours are for
 
 void* zeroed(std::uint64_t bytes) {
     return std::calloc(1, std::max<std::size_t>(bytes, kTwoWords));
@@ -46,13 +47,6 @@ class Block {
     T* data_;
 };
 
-std::uint64_t entries_of(const SQmLut& lut) { return std::uint64_t{1} << lut.ucSrcBpc; }
-std::uint64_t cell_bytes(const SQmLut& lut) { return (lut.ucDstBpc + 7u) / 8; }
-std::uint64_t row_bytes(const SQmLut& lut) { return cell_bytes(lut) * lut.ucDstComponents; }
-std::uint64_t table_bytes(const SQmLut& lut) { return row_bytes(lut) << lut.ucSrcBpc; }
-
-bool is_flat(const SQmLut& lut) { return lut.ucComponents <= 1 && lut.ucDstComponents == 1; }
-
 bool first_words_differ(const SQmLut& lut) {
     const void* words[2];
     std::memcpy(words, lut.pLuts, sizeof words);
@@ -60,12 +54,6 @@ bool first_words_differ(const SQmLut& lut) {
 }
 
 bool is_shared(const SQmLut& lut) { return lut.ucComponents > 1 && !first_words_differ(lut); }
-
-/// The cells of a set, one block whatever the shape.
-std::byte* cells_of(const SQmLut& lut) {
-    if (is_flat(lut)) return static_cast<std::byte*>(lut.pLuts);
-    return lut.ucComponents <= 1 ? *static_cast<Row*>(lut.pLuts) : **static_cast<Row**>(lut.pLuts);
-}
 
 void link(Row* rows, std::byte* cells, std::uint64_t count, std::uint64_t bytes) {
     for (std::uint64_t i = 0; i < count; ++i) rows[i] = cells + i * bytes;

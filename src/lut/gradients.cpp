@@ -86,7 +86,7 @@ void put_apart(Nodes& nodes, double position, uint32_t colour, double hi) {
 
 /// Toward zero and so far from the least and the greatest number that differences fit; NaN is 0.
 int32_t whole_number(double value) {
-    constexpr double kFar = 1 << 30;
+    constexpr double kFar = 1 << 29;
     return std::isnan(value) ? 0 : trunc_i32(std::clamp(value, -kFar, kFar));
 }
 

@@ -84,7 +84,7 @@ void fill(Table& table, int first, int last, uint32_t colour) {
 
 int64_t limited(double value) {
     if (std::isnan(value)) return 0;
-    return static_cast<int64_t>(std::max(-1073741824.0, std::min(1073741824.0, value)));
+    return static_cast<int64_t>(std::max(-536870912.0, std::min(536870912.0, value)));
 }
 int64_t index_of(double position, double lo, double hi) {
     return limited((position - lo) / (hi - lo) * 255.0);

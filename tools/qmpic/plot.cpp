@@ -1,14 +1,12 @@
 #include "plot.h"
 
-#include <cairo.h>
-
 #include <algorithm>
 #include <cmath>
 #include <functional>
 #include <numbers>
 
+#include "canvas.h"
 #include "colours.h"
-#include "failure.h"
 
 namespace tool {
 
@@ -26,49 +24,7 @@ constexpr double kTallest = 4;
 constexpr std::size_t kHigherOf = 20;
 constexpr double kNothing = 0.5;  ///< samples at the bottom of a logarithmic axis
 
-constexpr Colour kPaper = 0xFFFFFF, kText = 0x333333, kFaint = 0x707070, kGrid = 0xE4E4E4;
-
-struct Canvas {
-    cairo_surface_t* surface;
-    cairo_t* cairo;
-
-    explicit Canvas(double height)
-        : surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, static_cast<int>(kWidth),
-                                             static_cast<int>(height))),
-          cairo(cairo_create(surface)) {}
-    ~Canvas() {
-        cairo_destroy(cairo);
-        cairo_surface_destroy(surface);
-    }
-    Canvas(const Canvas&) = delete;
-    Canvas& operator=(const Canvas&) = delete;
-
-    void colour(Colour c, double alpha = 1) const {
-        cairo_set_source_rgba(cairo, (c & 0xFF) / 255.0, (c >> 8 & 0xFF) / 255.0,
-                              (c >> 16 & 0xFF) / 255.0, alpha);
-    }
-    void line(double x0, double y0, double x1, double y1) const {
-        cairo_move_to(cairo, x0, y0);
-        cairo_line_to(cairo, x1, y1);
-        cairo_stroke(cairo);
-    }
-    /// `side`: 0 starts at x, 0.5 is centred, 1 ends there. Returns where the text ends.
-    double text(double x, double y, double side, const std::string& words) const {
-        cairo_move_to(cairo, x - side * width(words), y);
-        cairo_show_text(cairo, words.c_str());
-        return x + (1 - side) * width(words);
-    }
-    double width(const std::string& words) const {
-        cairo_text_extents_t size;
-        cairo_text_extents(cairo, words.c_str(), &size);
-        return size.x_advance;
-    }
-    void font(double size, bool bold = false) const {
-        cairo_select_font_face(cairo, "sans-serif", CAIRO_FONT_SLANT_NORMAL,
-                               bold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
-        cairo_set_font_size(cairo, size);
-    }
-};
+constexpr Colour kGrid = 0xE4E4E4;
 
 /// 12345 as "12 345", with narrow spaces.
 std::string grouped(std::uint64_t value) {
@@ -291,9 +247,7 @@ void draw_legend(const Canvas& canvas, const std::vector<Curve>& curves) {
 Axes draw_plot(Pixels& screen, const std::string& title, const std::string& subtitle,
                const std::vector<Curve>& curves, bool logarithmic) {
     const Axes axes = choose_axes(curves, logarithmic);
-    const Canvas canvas(axes.height);
-    canvas.colour(kPaper);
-    cairo_paint(canvas.cairo);
+    const Canvas canvas(kWidth, axes.height);
     canvas.font(20, true);
     canvas.font(20 * std::min(1.0, (kRight - kLeft) / canvas.width(title)), true);
     canvas.colour(kText);
@@ -307,23 +261,7 @@ Axes draw_plot(Pixels& screen, const std::string& title, const std::string& subt
     for (const Curve& curve : curves) draw_limits(canvas, axes, curve);
     mark_peaks(canvas, axes, curves);
 
-    cairo_surface_flush(canvas.surface);
-    if (cairo_status(canvas.cairo) != CAIRO_STATUS_SUCCESS)
-        throw Failure(std::string("the plot cannot be drawn: ") +
-                      cairo_status_to_string(cairo_status(canvas.cairo)));
-    screen.allocate(static_cast<std::uint32_t>(axes.width), static_cast<std::uint32_t>(axes.height),
-                    8, 3);
-    const unsigned char* data = cairo_image_surface_get_data(canvas.surface);
-    const int stride = cairo_image_surface_get_stride(canvas.surface);
-    for (std::uint32_t y = 0; y < screen.record().uiHeight; ++y) {
-        const auto* from = reinterpret_cast<const std::uint32_t*>(data + std::size_t{y} * stride);
-        std::uint8_t* to = screen.row(y);
-        for (std::uint32_t x = 0; x < screen.record().uiWidth; ++x, to += 3) {
-            to[0] = static_cast<std::uint8_t>(from[x]);
-            to[1] = static_cast<std::uint8_t>(from[x] >> 8);
-            to[2] = static_cast<std::uint8_t>(from[x] >> 16);
-        }
-    }
+    canvas.copy_to(screen);
     return axes;
 }
 
