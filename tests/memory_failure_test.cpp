@@ -7,13 +7,16 @@
 #include <functional>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "qmpic/FloatPicBuf.h"
 #include "qmpic/FloatPicMemAPI_Base.h"
+#include "qmpic/Gradient.h"
 #include "qmpic/Histo.h"
 #include "qmpic/Lut.h"
 #include "qmpic/LutParam.h"
@@ -494,6 +497,146 @@ void add_tables() {
         [](Print& print, const Parametric& p) { print_tables(print, p.to); });
 }
 
+// ----- Typed display parameters ------------------------------------------------------------------
+
+constexpr unsigned kSizes[] = {2, 1, 1};
+int reinit(CQmLutParamMCH& p) { return p.Reinit(3, 4, kSizes, 8); }
+int reinit(CQmLutParamSpectralTrueColor& p) { return p.Reinit(3, 2, 4, kSizes, 8); }
+int reinit(CQmLutParamSpectralCustomColor& p) { return p.Reinit(2, 2, 3, 4, kSizes, 8); }
+int reinit(CQmLutParamSpectralGrouped& p) { return p.Reinit(2, kSizes, 2, 3, 4, kSizes, 8); }
+
+template <class P>
+struct TypedPair {
+    P from, to;
+    TypedPair() {
+        reinit(from);
+        constexpr unsigned one = 1;
+        if constexpr (std::is_same_v<P, CQmLutParamMCH>) to.Reinit(1, 1, &one, 12);
+    }
+};
+
+template <class P>
+void add_typed_of(const std::string& name, size_t arrays) {
+    using Pair = TypedPair<P>;
+    const std::vector<Fate> fates(arrays, kThrows);
+    const auto look = [](Print& print, const Pair& p) {
+        print << p.to.GetBpc() << p.to.GetChannelCount() << p.to.GetComponentCount();
+        print.block(p.to.puiComp, p.to.GetChannelCount());
+    };
+    add<Pair>(
+        name + "::" + name, fates, [](Pair& p) { return static_cast<int>(P(p.from).GetBpc()) - 8; },
+        look);
+    add<Pair>(
+        name + "::operator=", fates, [](Pair& p) { return p.to = p.from, 0; }, look);
+    add<Pair>(
+        name + "::Reinit", fates, [](Pair& p) { return reinit(p.to); }, look);
+}
+
+void add_typed() {
+    add_typed_of<CQmLutParamMCH>("CQmLutParamMCH", 4);
+    add_typed_of<CQmLutParamSpectralTrueColor>("CQmLutParamSpectralTrueColor", 3);
+    add_typed_of<CQmLutParamSpectralCustomColor>("CQmLutParamSpectralCustomColor", 4);
+    add_typed_of<CQmLutParamSpectralGrouped>("CQmLutParamSpectralGrouped", 5);
+}
+
+// ----- Display parameters ------------------------------------------------------------------------
+
+void print_parameters(Print& print, const SQmLutParam& p) {
+    const auto& d = p.sLutDataSpectral;
+    print << p.uiGradient << d.uiGroupCount << d.uiSpectralCompCount << d.uiAllocated;
+    print.block(d.pdGainTrueColor, 1).block(d.pdOffsetGrayScale, 1);
+    for (const double* values :
+         {d.pdOffsetCustom, d.pdOffsetGrouped, d.pdGainCustom, d.pdGainGrouped})
+        print.block(values, d.uiAllocated);
+    print.block(d.puiColorCustom, d.uiAllocated).block(d.puiColorGroup, d.uiAllocated);
+    for (const SQmCompLutParam& c : p.sCompLutParam) print << c.uiGroup << c.uiMinSrc;
+}
+
+/// Twelve components in so many groups, with something in the arrays; of none there are no arrays.
+template <uint32_t groups>
+struct Spectral : SQmLutParam {
+    Spectral() {
+        Init(0, false, 0, 12, 12);
+        auto& d = sLutDataSpectral;
+        d.Realloc(groups);
+        if (groups != 0) d.uiGroupCount = groups;
+        for (uint32_t i = 0; i < groups; ++i) d.pdGainGrouped[i] = d.puiColorCustom[i] = i + 2;
+    }
+};
+
+void add_display_parameters() {
+    using Data = SQmLutParam::SQmLUTDataSpectral;
+    const std::vector<Fate> four(4, kThrows), six(6, kThrows);  // single values; arrays
+    auto ten = six;
+    ten.insert(ten.end(), four.begin(), four.end());
+
+    struct Room {
+        Spectral<4> source;
+        std::optional<SQmLutParam> made;
+    };
+    const auto print_made = [](Print& print, const Room& r) {
+        if (r.made) print_parameters(print, *r.made);
+    };
+    add<Room>(
+        "SQmLutParam::SQmLutParam", four, [](Room& r) { return r.made.emplace(), 0; }, print_made);
+    add<Room>(
+        "SQmLutParam::SQmLutParam of another", ten,
+        [](Room& r) { return r.made.emplace(r.source), 0; }, print_made);
+
+    // A copy, and what CompatibleCopy does behind it: all 12 components are in one group.
+    struct Two {
+        Spectral<4> source;
+        Spectral<2> target;
+        Two() { source.uiGradient = 7, source.sCompLutParam[3].uiMinSrc = 5; }
+    };
+    const auto print_target = [](Print& print, const Two& p) { print_parameters(print, p.target); };
+    add<Two>(
+        "SQmLutParam::operator=", six,
+        [](Two& p) { return p.target.SQmLutParam::operator=(p.source), 0; }, print_target);
+    auto copied_first = six;
+    copied_first.insert(copied_first.end(), 6, Fate{QM_OK, true, Fate::kOther});
+    add<Two>(
+        "SQmLutParam::CompatibleCopy", copied_first,
+        [](Two& p) { return p.target.CompatibleCopy(p.source); }, print_target);
+    add<Two>(
+        "SQmLUTDataSpectral::ExtractGroups", six,
+        [](Two& p) {
+            p.source.sCompLutParam[2].uiGroup = 2;
+            p.source.sCompLutParam[3].uiGroup = 3;
+            const CQmRangeMask comps(12, 1, 3, 1);
+            Data::ExtractGroups(p.target.sLutDataSpectral, p.source.sLutDataSpectral, comps);
+            return 0;
+        },
+        print_target);
+
+    const auto change = [&](const char* name, std::vector<Fate> fates, auto call) {
+        add<Spectral<3>>(
+            name, std::move(fates), [=](Spectral<3>& p) { return call(p.sLutDataSpectral); },
+            print_parameters);
+    };
+    change("SQmLUTDataSpectral::Realloc", six, [](Data& d) { return d.Realloc(5), 0; });
+    change("SQmLUTDataSpectral::Realloc to less", six, [](Data& d) { return d.Realloc(1), 0; });
+    change("SQmLUTDataSpectral::Realloc to none", {}, [](Data& d) { return d.Realloc(0), 0; });
+    // Once: what fails behind the first insertion leaves four groups.
+    auto inserted_first = six;
+    inserted_first.insert(inserted_first.end(), 6, Fate{QM_OK, true, Fate::kOther});
+    change("SQmLUTDataSpectral::SetGroupCount", inserted_first,
+           [](Data& d) { return d.SetGroupCount(5) == 5 ? QM_OK : QM_REJECTED; });
+    const auto change_once = [&](const char* name, uint32_t before, auto call) {
+        change(name, six, [=](Data& d) { return d.uiGroupCount == before ? call(d) : QM_OK; });
+    };
+    change_once("SQmLUTDataSpectral::InsertGroup", 3,
+                [](Data& d) { return d.InsertGroup(1, nullptr); });
+    change_once("SQmLUTDataSpectral::RemoveGroup", 3,
+                [](Data& d) { return d.RemoveGroup(1, nullptr); });
+    add<Spectral<0>>(
+        "SQmLUTDataSpectral::GetAllGroupCount", six,
+        [](Spectral<0>& p) {
+            return p.sLutDataSpectral.GetAllGroupCount(nullptr, true) == 3 ? QM_OK : QM_REJECTED;
+        },
+        print_parameters);
+}
+
 void add_generators() {
     static unsigned colors[3] = {0x0000FF, 0x00FF00, 0xFF0000};
     struct Mapped {
@@ -908,6 +1051,40 @@ void add_statistics() {
         [](Print& print, const Pairs& p) { print << p.bins; });
 }
 
+// ----- Gradients ---------------------------------------------------------------------------------
+
+/// A gradient whose name does not fit into the record, a place for a copy, and the list.
+struct Gradients {
+    SQmGradientConfig config, copy;
+    Gradients() {
+        config.m_sName = L"a name that does not fit into the record itself";
+        config.m_dCenter = 5;
+    }
+    ~Gradients() { SQmGradientConfigs::Free(); }
+};
+
+void add_gradients() {
+    add<Gradients>(
+        "SQmGradientConfigs::AddGradientConfig", {kThrows, kThrows},  // the entry, its name
+        [](Gradients& p) { return SQmGradientConfigs::AddGradientConfig(&p.config); },
+        [](Print& print, const Gradients&) { print << SQmGradientConfigs::GetCount(); });
+    const auto look = [](Print& print, const Gradients& p) {
+        print << p.copy.m_dCenter << p.copy.m_sName.GetLength();
+    };
+    // The name comes last.
+    add<Gradients>(
+        "SQmGradientConfig::operator=", {{QM_OK, true, Fate::kOther}},
+        [](Gradients& p) { return p.copy = p.config, 0; }, look);
+    add<Gradients>(
+        "SQmGradientConfig::SQmGradientConfig", {kThrows},
+        [](Gradients& p) {
+            SQmGradientConfig made(p.config);
+            std::swap(p.copy.m_sName, made.m_sName);
+            return 0;
+        },
+        look);
+}
+
 const std::vector<FailureCase>& all_cases() {
     add_picture_buffers();
     add_float_picture_buffers();
@@ -915,11 +1092,14 @@ const std::vector<FailureCase>& all_cases() {
     add_binary();
     add_raw_floats();
     add_tables();
+    add_typed();
+    add_display_parameters();
     add_generators();
     add_constructions();
     add_rendering();
     add_histograms();
     add_counting();
+    add_gradients();
     add_statistics();
     return failure_cases();
 }

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <tuple>
+#include <utility>
 
 #include "typed_params.h"
 
@@ -29,9 +30,9 @@ struct Levels {
           max(filled(channels, max_value(bpc))),
           gamma(filled(channels, 1.0)) {}
     void hand_over(CQmLutParamMCH& to) {
-        put(to.puiMin, min);
-        put(to.puiMax, max);
-        put(to.pdGamma, gamma);
+        put(to.puiMin, std::move(min));
+        put(to.puiMax, std::move(max));
+        put(to.pdGamma, std::move(gamma));
     }
 };
 
@@ -46,23 +47,15 @@ void copy_levels(CQmLutParamMCH& to, const CQmLutParamMCH& from) {
 
 CQmLutParamMCH::CQmLutParamMCH() { Init(); }
 
-CQmLutParamMCH::CQmLutParamMCH(const CQmLutParamMCH& other) {
-    Init();
-    Owned<std::uint32_t> sizes = copied(other.puiComp, other.m_uiChannelCount);
-    if (other.puiMin != nullptr) {
-        Levels(other.m_uiChannelCount, other.m_uiBpc).hand_over(*this);
-        copy_levels(*this, other);
-    }
-    put(puiComp, sizes);
-    m_uiBpc = other.m_uiBpc;
-    m_uiChannelCount = other.m_uiChannelCount;
+CQmLutParamMCH::CQmLutParamMCH(const CQmLutParamMCH& other) : CQmLutParamMCH() {
+    *this = other;
+    puiComp = copied(other.puiComp, other.m_uiChannelCount).release();
     m_uiCompCount = other.m_uiCompCount;
-    iGradient = other.iGradient;
 }
 
 CQmLutParamMCH::CQmLutParamMCH(unsigned int channels, unsigned int comps, const unsigned int* sizes,
-                               unsigned int bpc) {
-    Init();
+                               unsigned int bpc)
+    : CQmLutParamMCH() {
     Reinit(channels, comps, sizes, bpc);
 }
 
@@ -76,7 +69,7 @@ CQmLutParamMCH& CQmLutParamMCH::operator=(const CQmLutParamMCH& other) {
             std::copy_n(puiComp, m_uiChannelCount, sizes.get());
         }
         Levels(other.m_uiChannelCount, other.m_uiBpc).hand_over(*this);
-        if (longer) put(puiComp, sizes);
+        if (longer) put(puiComp, std::move(sizes));
         m_uiChannelCount = other.m_uiChannelCount;
     }
     copy_levels(*this, other);
@@ -112,8 +105,7 @@ int CQmLutParamMCH::Reinit(unsigned int channels, unsigned int comps, const unsi
         levels.gamma[c] = pdGamma[c];
     }
     if (puiComp == nullptr || comps != m_uiCompCount || channels != m_uiChannelCount) {
-        Owned<std::uint32_t> made = copied(sizes, channels, 0u);
-        put(puiComp, made);
+        put(puiComp, copied(sizes, channels, 0u));
     } else if (sizes != nullptr && sizes != puiComp) {
         std::copy_n(sizes, channels, puiComp);
     }

@@ -2,6 +2,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <tuple>
+#include <utility>
 
 #include "typed_params.h"
 
@@ -136,13 +137,13 @@ struct Arrays {
 
     template <class P>
     void hand_over(P& p) {
-        if (comp) put(p.puiComp, comp);
-        if (offset) put(p.pdOffset, offset);
-        if (gain) put(p.pdGain, gain);
+        if (comp) put(p.puiComp, std::move(comp));
+        if (offset) put(p.pdOffset, std::move(offset));
+        if (gain) put(p.pdGain, std::move(gain));
         if constexpr (Colored<P>)
-            if (color) put(p.puiColor, color);
+            if (color) put(p.puiColor, std::move(color));
         if constexpr (Sized<P>)
-            if (group_size) put(p.puiGroupSize, group_size);
+            if (group_size) put(p.puiGroupSize, std::move(group_size));
     }
 };
 
@@ -167,12 +168,9 @@ void exchange(P& p, P& other) {
 }
 
 template <class P>
-P& assign(P& p, const P& other) {
-    if (&p != &other) {
-        P copy(other);
-        exchange(p, copy);
-    }
-    return p;
+void assign(P& p, const P& other) {
+    P copy(other);
+    exchange(p, copy);
 }
 
 struct Shape {
@@ -309,7 +307,10 @@ int read(P& p, Reading& reading) {
 #define MEMBERS(P)                                                                                 \
     P::P() { Init(); }                                                                             \
     P::P(const P& other) { copy(*this, other); }                                                   \
-    P& P::operator=(const P& other) { return assign(*this, other); }                               \
+    P& P::operator=(const P& other) {                                                              \
+        if (this != &other) assign(*this, other);                                                  \
+        return *this;                                                                              \
+    }                                                                                              \
     P::~P() { Free(); }                                                                            \
     void P::Init() { init(*this); }                                                                \
     void P::Free() { release(*this); }                                                             \
@@ -399,7 +400,7 @@ int CQmLutParamSpectralCustomColor::GetCompColors(unsigned int* colors) const {
         const std::uint32_t begin = place_of(node), end = place_of(node + 1);
         for (std::uint32_t x = begin; x < end; ++x) {
             colors[x] = 0;
-            for (const std::uint32_t shift : {0, 8, 16}) {
+            for (const std::uint32_t shift : {0u, 8u, 16u}) {
                 const double from = byte_of(node, shift), to = byte_of(node + 1, shift);
                 colors[x] |= trunc_u32((x - begin) * (1.0 / (end - begin)) * (to - from) + from)
                              << shift;

@@ -54,7 +54,7 @@ Owned<T> copied(const T* from, std::uint64_t count) {
 }
 
 template <class T>
-void put(T*& field, Owned<T>& made) {
+void put(T*& field, Owned<T> made) {
     delete[] field;
     field = made.release();
 }

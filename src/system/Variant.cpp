@@ -125,8 +125,6 @@ CQmVariant::CQmVariant(const CQmStringW& sValue, const CQmStringW& sName)
     : m_pContent(Content::make({Kind::kText}, sName)) {
     m_pContent->text = sValue;
 }
-CQmVariant::CQmVariant(const wchar_t* pszValue, const wchar_t* pszName)
-    : CQmVariant(CQmStringW(pszValue), CQmStringW(pszName)) {}
 CQmVariant::CQmVariant(const CQmListVariant& list, const CQmStringW& sName)
     : m_pContent(Content::make({Kind::kList}, sName)) {
     m_pContent->list = list;

@@ -27,7 +27,12 @@ inline const char* const kGolden[] = {"kinds",
                                       "SQmGradientConfigs",
                                       "SQmGradientConfigs_none",
                                       "SQmRatioDesc",
-                                      "SQmRatioDesc_light"};
+                                      "SQmRatioDesc_light",
+                                      "CQmLutParamMCH",
+                                      "CQmLutParamRGB",
+                                      "CQmLutParamSpectralTrueColor",
+                                      "CQmLutParamSpectralCustomColor",
+                                      "CQmLutParamSpectralGrouped"};
 
 template <class Integer>
 Bytes little(Integer value) {

@@ -145,11 +145,12 @@ TEST(Variant, HoldsAValueAndAName) {
     EXPECT_EQ(Seen(l).children, 1u);
     EXPECT_EQ(name_of(u) + name_of(d) + name_of(b) + name_of(s) + name_of(w) + name_of(l),
               L"udbswl");
+    EXPECT_EQ(Seen(CQmVariant(0u, L"")).kinds(), "ud") << "no null pointer to a text";
+    EXPECT_EQ(Seen(CQmVariant(L"wide", CQmStringW(L"w"))).kinds(), "t");
     EXPECT_EQ(u.GetQm_uint32(), 4000000000u);  // nobody need ask whether it is one
 }
 
 static_assert(!std::is_constructible_v<CQmVariant, const int*, CQmStringW>);
-static_assert(!std::is_constructible_v<CQmVariant, const wchar_t*, CQmStringW>);
 static_assert(std::is_nothrow_move_constructible_v<CQmVariant> &&
               std::is_nothrow_move_assignable_v<CQmVariant> &&
               std::is_nothrow_move_constructible_v<CQmListVariant> &&

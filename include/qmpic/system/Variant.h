@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <type_traits>
 #include <vector>
 
 #include "qmpic/export.h"
@@ -41,10 +42,13 @@ class QM_API CQmVariant {
     CQmVariant(const double& dValue, const CQmStringW& sName);
     CQmVariant(const bool& bValue, const CQmStringW& sName);
     CQmVariant(const CQmStringW& sValue, const CQmStringW& sName);
-    CQmVariant(const wchar_t* pszValue, const wchar_t* pszName);
     CQmVariant(const CQmListVariant& list, const CQmStringW& sName);
+    // A pointer must never become a bool, nor 0u a pointer.
     template <class T>
-    CQmVariant(T*, const CQmStringW&) = delete;  // a pointer must never become a bool
+    CQmVariant(T*, const CQmStringW&) = delete;
+    template <class T>
+    requires std::is_same_v<const T, const wchar_t> CQmVariant(T* pszValue, const CQmStringW& sName)
+        : CQmVariant(CQmStringW(pszValue), sName) {}
     CQmVariant(const CQmVariant& other);
     CQmVariant(CQmVariant&& other) noexcept;  ///< leaves null without a name
     CQmVariant& operator=(const CQmVariant& other);
@@ -93,7 +97,7 @@ class QM_API CQmVariant {
 
   private:
     struct [[gnu::visibility("hidden")]] Content;
-    Content& content();
+    [[gnu::visibility("hidden")]] Content& content();
     friend class CQmListVariant;
 
     std::unique_ptr<Content> m_pContent;  ///< none: null without a name

@@ -107,6 +107,52 @@ EMPTY = gradient('', [], [], True, False, False, 0.0)
 RATIO = [unsigned('uiNumer', 1), unsigned('uiDenom', 3), unsigned('uiNumOffset', 300),
          unsigned('uiDenOffset', 65535), double('dMin', 0.5), double('dMax', 4.0)]
 
+
+
+def of_levels(name, *content):
+    """A record of the light form: a level of its own in the outermost one."""
+    return level('', level(name, signed('version', 1), *content))
+
+
+def elements(values, *names):
+    """A list: one unnamed level for each tuple of values."""
+    made = []
+    for value in values:
+        value = value if isinstance(value, tuple) else (value,)
+        made.append(level('', *[(double if isinstance(v, float) else unsigned)(name, v)
+                                for name, v in zip(names, value)]))
+    return made
+
+
+LEVELS = ['uiMin', 'uiMax', 'dGamma']
+SIZES = elements([3, 1, 2], 'puiComp')
+
+
+def spectral(name, nodes_key, *after_sizes, nodes=2, lists=()):
+    return of_levels(
+        name, unsigned('m_uiBpc', 12), unsigned('m_uiChannelCount', 3),
+        *([unsigned(nodes_key, nodes)] if nodes_key else []), unsigned('m_uiCompCount', 6), *SIZES,
+        *after_sizes, unsigned('m_uiSpectralChannelCount', 2), double('dGamma', 0.75), *lists,
+        *elements([(2.0 + i, -1.0 - i) for i in range(nodes + 1)], 'dGain', 'dOffset'))
+
+
+CUSTOM = 'CQmLutParamSpectralCustomColor'
+TYPED = {
+    'CQmLutParamMCH': of_levels(
+        'CQmLutParamMCH', unsigned('m_uiChannelCount', 2), unsigned('m_uiCompCount', 3),
+        *elements([2, 1], 'puiComp'), unsigned('m_uiBpc', 8),
+        *elements([(10, 200, 0.5), (0, 100, 2.0)], *LEVELS)),
+    'CQmLutParamRGB': of_levels(
+        'CQmLutParamRGB', unsigned('m_uiBpc', 12),
+        *elements([(1, 2000, 0.5), (2, 2001, 1.5), (3, 2002, 2.5)], *LEVELS)),
+    'CQmLutParamSpectralTrueColor': spectral('CQmLutParamSpectralTrueColor', None, nodes=1),
+    CUSTOM: spectral(CUSTOM, 'm_uiNodeCount', lists=elements([0x10203, 0x20406], 'uiColor')),
+    # Under another class's name, and the first sizes of channels once more.
+    'CQmLutParamSpectralGrouped': spectral(CUSTOM, 'm_uiGroupCount',
+                                           *elements([3, 1], 'puiComp'),
+                                           lists=elements([5, 7], 'uiGroupSize')),
+}
+
 FILES = {
     'kinds': listing(
         'top', null(), null('nothing'), unsigned('most', 0xFFFFFFFF),
@@ -123,6 +169,7 @@ FILES = {
     'SQmGradientConfigs_none': listing('CustomLUTs', listing('m_pGradientConfigs')),
     'SQmRatioDesc': listing('', *RATIO),
     'SQmRatioDesc_light': level('', level('RatioDesc', *RATIO)),
+    **TYPED,
 }
 
 if __name__ == '__main__':
