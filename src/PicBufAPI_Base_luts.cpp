@@ -280,7 +280,8 @@ int SQmPicBufAPI_Base::CreateLutsSpectral(SQmLut* lut, SQmLutParam* param, unsig
             double{1} * param->GetCompMinSrc(other, bpc) - param->GetCompMinDst(other, bpc);
         state.gain[other] = param->GetCompMaxDstDbl(other) / param->GetCompMaxSrcDbl(other) * kHalf;
     }
-    if (colors != nullptr) std::copy_n(colors, comps, state.color);
-    write_state(*lut, state, param->GetGammaSrc(), comps);
+    const uint32_t written = std::min<uint32_t>(comps, lut->ucComponents);
+    if (colors != nullptr) std::copy_n(colors, written, state.color);
+    write_state(*lut, state, param->GetGammaSrc(), written);
     return QM_OK;
 }

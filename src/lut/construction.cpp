@@ -180,7 +180,7 @@ void make_parametric(SQmLut& lut, uint32_t components) {
 }
 
 void write_state(SQmLut& lut, const SpectralState& state, double gamma, uint32_t components) {
-    for (uint32_t c = 0; c < std::min<uint32_t>(components, lut.ucComponents); ++c) {
+    for (uint32_t c = 0; c < components; ++c) {
         SQmLut::SQmParam& of = lut.pParams[c];
         of.dOffset = -state.offset[c];
         of.dGain = state.gain[c];

@@ -79,7 +79,7 @@ inline constexpr double kHalf = 0.5;
 
 /// Parametric state for so many components, if there is none. Tables of another number go.
 void make_parametric(SQmLut& lut, uint32_t components);
-/// Writes the state of the first `components`, or of as many as there are.
+/// Writes the state of the first `components`, of which there must be as many.
 void write_state(SQmLut& lut, const SpectralState& state, double gamma, uint32_t components);
 
 }  // namespace qmpic

@@ -35,21 +35,31 @@ def merge(a, b):
     return a + b - a * b // 255
 
 
-def shown(value, low, high, colour, gamma=1.0):
-    """A sample in the colour of its channel: (red, green, blue)."""
-    part = min(max((value - low) / (high - low), 0.0), 1.0) ** gamma
-    return tuple(int(part * c + 0.5) for c in colour)
+def curve(value, top, low, high, gamma=1.0):
+    """Where a sample of 0 to `top` stands between its levels, in 0 to `top`, cut."""
+    most = top  # levels above the depth are never reached
+    if high > top:
+        most, high = round(65535 * (top - low) / (high - low)) * top / 65535, top
+    part = min(max((value - low) * int(most + 0.5) // (high - low), 0), int(most + 0.5))
+    return int((part / top) ** gamma * top) if gamma != 1 else part
 
 
-def composed(rows, how):
-    """`how`: {component: (low, high, colour[, gamma])}."""
+def shown(value, top, low, high, colour, gamma=1.0):
+    """A sample in the colour of its channel: (red, green, blue), cut."""
+    part = curve(value, top, low, high, gamma)
+    return tuple(c * part // top for c in colour)
+
+
+def composed(rows, how, bits=None):
+    """`how`: {component: (low, high, colour[, gamma])}. `bits`: else the fewest, from 8 on."""
+    top = 2 ** (bits or max(8, max(s for row in rows for p in row for s in p).bit_length())) - 1
     result = []
     for row in rows:
         line = []
         for pixel in row:
             colour = (0, 0, 0)
             for component, arguments in sorted(how.items()):
-                own = shown(pixel[component], *arguments)
+                own = shown(pixel[component], top, *arguments)
                 colour = tuple(merge(a, b) for a, b in zip(colour, own))
             line.append(colour)
         result.append(line)
@@ -325,10 +335,10 @@ class Rendering(Case):
     def test_one_channel_is_grey_between_minimum_and_maximum(self):
         rows = [[[300], [400]], [[999], [1300]]]
         self.assertEqual(self.render(pnm(rows, 4095)), composed(rows, {0: (300, 1300, GREY)}))
-        self.assertEqual(self.render(pnm(rows, 4095))[0], [(0, 0, 0), (26, 26, 26)])  # 25.5
+        self.assertEqual(self.render(pnm(rows, 4095))[0], [(0, 0, 0), (25, 25, 25)])  # 25.5
 
     def test_equal_samples_are_shown_between_0_and_the_top(self):
-        self.assertEqual(self.render(pnm([[[2048]] * 3], 4095)), [[(128, 128, 128)] * 3])
+        self.assertEqual(self.render(pnm([[[2048]] * 3], 4095)), [[(127, 127, 127)] * 3])
         self.assertEqual(self.render(pnm([[[0]]], 255)), [[(0, 0, 0)]])
         self.assertEqual(self.render(pnm([[[255]]], 255)), [[(255, 255, 255)]])
 
@@ -375,7 +385,7 @@ class Rendering(Case):
         for bits in [8, 16]:
             rows = [[[s >> 4 for s in p] for p in row] for row in random_rows(9, 4, 3, 2 ** bits - 1)]
             top = 2 ** bits - 1
-            want = composed(rows, {0: (0, top, RED), 1: (0, top, GREEN), 2: (0, top, BLUE)})
+            want = composed(rows, {0: (0, top, RED), 1: (0, top, GREEN), 2: (0, top, BLUE)}, bits)
             for data in [png(rows, bits, RGB), pnm(rows, top), pnm(rows, top, text=True),
                          tiff(page(rows, bits, TIFF_RGB)), tiff(page(rows, bits, TIFF_RGB, True))]:
                 self.assertEqual(self.render(data, levels=None), want)
