@@ -7,15 +7,20 @@
 #include <functional>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
+#include "lut/predefined_lists.h"
 #include "qmpic/FloatPicBuf.h"
 #include "qmpic/FloatPicMemAPI_Base.h"
+#include "qmpic/Gradient.h"
 #include "qmpic/Histo.h"
 #include "qmpic/Lut.h"
+#include "qmpic/LutParam.h"
 #include "qmpic/PicBuf.h"
 #include "qmpic/PicMemAPI_Base.h"
 #include "qmpic/status.h"
@@ -492,6 +497,106 @@ void add_tables() {
         [](Print& print, const Parametric& p) { print_tables(print, p.to); });
 }
 
+// ----- Display parameters ------------------------------------------------------------------------
+
+void print_parameters(Print& print, const SQmLutParam& p) {
+    const auto& d = p.sLutDataSpectral;
+    print << p.uiGradient << d.uiGroupCount << d.uiSpectralCompCount << d.uiAllocated;
+    print.block(d.pdGainTrueColor, 1).block(d.pdOffsetGrayScale, 1);
+    for (const double* values :
+         {d.pdOffsetCustom, d.pdOffsetGrouped, d.pdGainCustom, d.pdGainGrouped})
+        print.block(values, d.uiAllocated);
+    print.block(d.puiColorCustom, d.uiAllocated).block(d.puiColorGroup, d.uiAllocated);
+    for (const SQmCompLutParam& c : p.sCompLutParam) print << c.uiGroup << c.uiMinSrc;
+}
+
+/// Twelve components in so many groups, with something in the arrays; of none there are no arrays.
+template <uint32_t groups>
+struct Spectral : SQmLutParam {
+    Spectral() {
+        Init(0, false, 0, 12, 12);
+        auto& d = sLutDataSpectral;
+        d.Realloc(groups);
+        if (groups != 0) d.uiGroupCount = groups;
+        for (uint32_t i = 0; i < groups; ++i) d.pdGainGrouped[i] = d.puiColorCustom[i] = i + 2;
+    }
+};
+
+void add_display_parameters() {
+    using Data = SQmLutParam::SQmLUTDataSpectral;
+    const std::vector<Fate> four(4, kThrows), six(6, kThrows);  // single values; arrays
+    auto ten = six;
+    ten.insert(ten.end(), four.begin(), four.end());
+
+    struct Room {
+        Spectral<4> source;
+        std::optional<SQmLutParam> made;
+    };
+    const auto print_made = [](Print& print, const Room& r) {
+        if (r.made) print_parameters(print, *r.made);
+    };
+    add<Room>(
+        "SQmLutParam::SQmLutParam", four, [](Room& r) { return r.made.emplace(), 0; }, print_made);
+    add<Room>(
+        "SQmLutParam::SQmLutParam of another", ten,
+        [](Room& r) { return r.made.emplace(r.source), 0; }, print_made);
+
+    // A copy, and what CompatibleCopy does behind it: all 12 components are in one group.
+    struct Two {
+        Spectral<4> source;
+        Spectral<2> target;
+        Two() { source.uiGradient = 7, source.sCompLutParam[3].uiMinSrc = 5; }
+    };
+    const auto print_target = [](Print& print, const Two& p) { print_parameters(print, p.target); };
+    add<Two>(
+        "SQmLutParam::operator=", six,
+        [](Two& p) { return p.target.SQmLutParam::operator=(p.source), 0; }, print_target);
+    auto copied_first = six;
+    copied_first.insert(copied_first.end(), 6, Fate{QM_OK, true, Fate::kOther});
+    add<Two>(
+        "SQmLutParam::CompatibleCopy", copied_first,
+        [](Two& p) { return p.target.CompatibleCopy(p.source); }, print_target);
+    add<Two>(
+        "SQmLUTDataSpectral::ExtractGroups", six,
+        [](Two& p) {
+            p.source.sCompLutParam[2].uiGroup = 2;
+            p.source.sCompLutParam[3].uiGroup = 3;
+            const CQmRangeMask comps(12, 1, 3, 1);
+            Data::ExtractGroups(p.target.sLutDataSpectral, p.source.sLutDataSpectral, comps);
+            return 0;
+        },
+        print_target);
+
+    const auto change = [&](const char* name, std::vector<Fate> fates, auto call) {
+        add<Spectral<3>>(
+            name, std::move(fates), [=](Spectral<3>& p) { return call(p.sLutDataSpectral); },
+            print_parameters);
+    };
+    change("SQmLUTDataSpectral::Realloc", six, [](Data& d) { return d.Realloc(5), 0; });
+    change("SQmLUTDataSpectral::Realloc to less", six, [](Data& d) { return d.Realloc(1), 0; });
+    change("SQmLUTDataSpectral::Realloc to none", {}, [](Data& d) { return d.Realloc(0), 0; });
+    // Once: what fails behind the first insertion leaves four groups.
+    auto inserted_first = six;
+    inserted_first.insert(inserted_first.end(), 6, Fate{QM_OK, true, Fate::kOther});
+    change("SQmLUTDataSpectral::SetGroupCount", inserted_first,
+           [](Data& d) { return d.SetGroupCount(5) == 5 ? QM_OK : QM_REJECTED; });
+    const auto change_once = [&](const char* name, uint32_t before, auto call) {
+        change(name, six, [=](Data& d) { return d.uiGroupCount == before ? call(d) : QM_OK; });
+    };
+    change_once("SQmLUTDataSpectral::InsertGroup", 3,
+                [](Data& d) { return d.InsertGroup(1, nullptr); });
+    change_once("SQmLUTDataSpectral::RemoveGroup", 3,
+                [](Data& d) { return d.RemoveGroup(1, nullptr); });
+    add<Spectral<0>>(
+        "SQmLUTDataSpectral::GetAllGroupCount", six,
+        [](Spectral<0>& p) {
+            return p.sLutDataSpectral.GetAllGroupCount(nullptr, true) == 3 ? QM_OK : QM_REJECTED;
+        },
+        print_parameters);
+}
+
+// ----- Generators --------------------------------------------------------------------------------
+
 void add_generators() {
     static unsigned colors[3] = {0x0000FF, 0x00FF00, 0xFF0000};
     struct Mapped {
@@ -552,6 +657,73 @@ void add_generators() {
         [](Print& print, const Gradient& g) {
             print.block(static_cast<const uint8_t*>(g.table), 3 * 256);
         });
+}
+
+// ----- Colour tables -----------------------------------------------------------------------------
+
+/// The lists of colour tables as they are made, and one extended table.
+struct ColourTables : NoPredefLuts {
+    SQmGradientConfig config = two_nodes(0, 50, true);
+    CQmStringW name;
+    ColourTables() {
+        config.m_sName = L"the name of a configuration";
+        SQmLut::InsertExtenedLut(0, L"short", &config);
+        config.sNodes[1].m_dNodeVal = 75;
+    }
+};
+void print_extended_tables(Print& print, const ColourTables& /*state*/) {
+    print << SQmLut::GetPredefLutsCount(false);
+    for (const SQmLut::SQmExtendedLut* table : *SQmLut::vecExtendedLuts) {
+        print << table->sName.GetLength() << table->sConfig.m_sName.GetLength();
+        print << table->sConfig.sNodes[1].m_dNodeVal << table->dScaledHi;
+        print.block(table->pColors, 768).block(table->pScaled, 768);
+    }
+}
+
+void add_colour_tables() {
+    // Two lists and what they hold twice, 46 objects, names (but for two of three letters), and the
+    // colours of those that are no constant data.
+    add<NoPredefLuts>(
+        "SQmLut::InitPredefLuts", std::vector<Fate>(2 + 2 + 46 + 44 + 29, kNothingDone),
+        [](NoPredefLuts&) { return SQmLut::InitPredefLuts(); },
+        [](Print& print, const NoPredefLuts&) { print << SQmLut::GetPredefLutsCount(true); });
+    // The object, two names, the colours, the list.
+    add<ColourTables>(
+        "SQmLut::InsertExtenedLut", std::vector<Fate>(5, kNothingDone),
+        [](ColourTables& p) {
+            const bool there = SQmLut::GetExtenedLutsCount() > 1;
+            return there ? QM_OK : SQmLut::InsertExtenedLut(1, L"a table", &p.config);
+        },
+        print_extended_tables);
+    add<ColourTables>(
+        "SQmLut::InsertExtenedLut over another", {kNothingDone, kNothingDone},
+        [](ColourTables& p) { return SQmLut::InsertExtenedLut(0, L"a table", &p.config); },
+        print_extended_tables);
+    add<ColourTables>(
+        "SQmLut::GetPredefLutDescr", {refused(QM_NO_MEMORY)},
+        [](ColourTables& p) { return SQmLut::GetPredefLutDescr(p.name, 13); },
+        [](Print& print, const ColourTables& p) { print << p.name.GetLength(); });
+    add<ColourTables>(
+        "SQmExtendedLut::getLuts", {refused(QM_NO_MEMORY)},
+        [](ColourTables&) {
+            SQmLut::SQmPredefLut* const table = SQmLut::GetPredefLut(46, false);
+            return table->getLuts(0, 100) != nullptr ? QM_OK : QM_NO_MEMORY;
+        },
+        print_extended_tables);
+    struct Copies : ColourTables {
+        std::optional<SQmLut::SQmPredefLut> plain;
+        SQmLut::SQmPredefLut assigned;
+    };
+    const auto print_copies = [](Print& print, const Copies& p) {
+        print << p.plain.has_value() << p.assigned.sName.GetLength();
+    };
+    add<Copies>(
+        "SQmPredefLut::SQmPredefLut of another", {kThrows},
+        [](Copies& p) { return p.plain.emplace(*SQmLut::GetPredefLut(13, false)), 0; },
+        print_copies);
+    add<Copies>(
+        "SQmPredefLut::operator=", {kThrows},
+        [](Copies& p) { return p.assigned = *SQmLut::GetPredefLut(13, false), 0; }, print_copies);
 }
 
 // ----- Rendering ---------------------------------------------------------------------------------
@@ -825,6 +997,40 @@ void add_statistics() {
         [](Print& print, const Pairs& p) { print << p.bins; });
 }
 
+// ----- Gradients ---------------------------------------------------------------------------------
+
+/// A gradient whose name does not fit into the record, a place for a copy, and the list.
+struct Gradients {
+    SQmGradientConfig config, copy;
+    Gradients() {
+        config.m_sName = L"a name that does not fit into the record itself";
+        config.m_dCenter = 5;
+    }
+    ~Gradients() { SQmGradientConfigs::Free(); }
+};
+
+void add_gradients() {
+    add<Gradients>(
+        "SQmGradientConfigs::AddGradientConfig", {kThrows, kThrows},  // the entry, its name
+        [](Gradients& p) { return SQmGradientConfigs::AddGradientConfig(&p.config); },
+        [](Print& print, const Gradients&) { print << SQmGradientConfigs::GetCount(); });
+    const auto look = [](Print& print, const Gradients& p) {
+        print << p.copy.m_dCenter << p.copy.m_sName.GetLength();
+    };
+    // The name comes last.
+    add<Gradients>(
+        "SQmGradientConfig::operator=", {{QM_OK, true, Fate::kOther}},
+        [](Gradients& p) { return p.copy = p.config, 0; }, look);
+    add<Gradients>(
+        "SQmGradientConfig::SQmGradientConfig", {kThrows},
+        [](Gradients& p) {
+            SQmGradientConfig made(p.config);
+            std::swap(p.copy.m_sName, made.m_sName);
+            return 0;
+        },
+        look);
+}
+
 const std::vector<FailureCase>& all_cases() {
     add_picture_buffers();
     add_float_picture_buffers();
@@ -832,10 +1038,13 @@ const std::vector<FailureCase>& all_cases() {
     add_binary();
     add_raw_floats();
     add_tables();
+    add_display_parameters();
     add_generators();
+    add_colour_tables();
     add_rendering();
     add_histograms();
     add_counting();
+    add_gradients();
     add_statistics();
     return failure_cases();
 }

@@ -547,44 +547,103 @@ class QM_API CQmPicMemAPI_Base {
 
     // ----- Colour spaces and single pixels -------------------------------------------------------
 
+    // Nothing here is guarded: pointers are not tested but where said. All of it is reentrant.
+
+    /// Intensity, saturation and hue of `uiCount` pixels of blue, green and red, each into a plane
+    /// without gaps, or nowhere where the pointer is null. F being the full value, 255 or 65535:
+    /// the intensity is the mean, rounded; the saturation 0 for greys and F for what has a
+    /// component of 0; the hue 0 for red and for greys, F / 3 for green, 2 * F / 3 for blue, and
+    /// then on towards F. Blue 3, green 3, red 20 is hue 0, saturation 167, intensity 9. Hues come
+    /// from `g_AcosLUTs` and so in steps, which are wide where the cosine is flat: beside red the
+    /// first hues are 0 and 0.0032 * F. One thread.
     static void ConvertRGB8toHSI8(uint8_t* pbyI, uint8_t* pbyS, uint8_t* pbyH,
                                   const uint8_t* pbyBGR, uint32_t uiCount);
     static void ConvertRGB16toHSI16(uint16_t* pwI, uint16_t* pwS, uint16_t* pwH,
                                     const uint16_t* pwBGR, uint32_t uiCount);
+    /// The same of one colour; arguments in the other order.
     static void ConvertColorRGB8toHSI8(uint8_t& H, uint8_t& S, uint8_t& I, uint8_t R, uint8_t G,
                                        uint8_t B);
     static void ConvertColorRGB16toHSI16(uint16_t& H, uint16_t& S, uint16_t& I, uint16_t R,
                                          uint16_t G, uint16_t B);
+    /// And back. Components are cut and not rounded, and what exceeds the full value is that value:
+    /// hue 0, saturation 255 and intensity 100 ask for red 300 and get 255. Intensity 0 is black,
+    /// saturation 0 grey of that intensity.
     static void ConvertColorHSI8toRGB8(uint8_t& R, uint8_t& G, uint8_t& B, uint8_t H, uint8_t S,
                                        uint8_t I);
     static void ConvertColorHSI16toRGB16(uint16_t& R, uint16_t& G, uint16_t& B, uint16_t H,
                                          uint16_t S, uint16_t I);
+    /// The colour that lies `iPosition` of `iTotal` steps on the way from one colour to another by
+    /// hue (the shorter side of its circle), saturation and intensity, each as 8 bits and in
+    /// integers. It is made as bright as it can be: unless it is black, its largest component is
+    /// 255, so that the middle of black and grey is white, and position 0 need not be the first
+    /// colour. Colours have red in bits 0 to 7; the top byte of the result is 0. A position may lie
+    /// outside of 0 to `iTotal`; differences times positions wrap at 32 bits.
+    /// @param iTotal not 0
     static uint32_t CalcColor(uint32_t uiColor1, uint32_t uiColor2, int iTotal, int iPosition);
+    /// The same as bright as it comes.
     static uint32_t CalcColorEx(uint32_t uiColor1, uint32_t uiColor2, int iTotal, int iPosition);
+    /// The colour with a hue that is `iDelta` more, modulo 256. Unlike in CalcColor, bits 16 to 23
+    /// are taken for red and bits 0 to 7 for blue; of a colour that has red in bits 0 to 7 the hue
+    /// falls by as much. The top byte stays.
     static uint32_t RGBChangeHue(uint32_t uiColor, int iDelta);
+    /// What wavelength a hue looks like, in nanometres, by a table: 620 for 0, 523 for 85, 466 for
+    /// 170, then down to 400 for 252 and 253; 630 for 254 and 645 for 255 close the circle.
     static uint32_t HueValueToWavelength(uint8_t ucHue);
+    /// The same of a colour's hue, red in bits 0 to 7; of greys 620. The hue is computed with
+    /// components of 0 to 1 and may differ by one from that of ConvertColorRGB8toHSI8, which takes
+    /// them as they are: red 20 and two times 3 is hue 1 here and 0 there.
     static uint32_t RGBToWavelength(uint32_t uiColor);
+    /// The next colour in steps of `iDelta` nanometres, red in bits 0 to 7: the wavelength of
+    /// `uiColor` is changed until QM_RGBFromWavelength gives another colour than at first, at most
+    /// five times, and not beyond the step that leaves 401 to 644. Where there is no colour for a
+    /// wavelength the last one stays.
     static uint32_t RGBChangeWavelength(uint32_t uiColor, int iDelta);
+    /// The same from a wavelength, in the range above 400 and below 645. 0 where there is no colour
+    /// for that.
     static uint32_t RGBChangeWavelength(double dWavelength, int iDelta);
+
+    /// Stores the low bits of values into a pixel: in bytes for exactly 8 bits, and in 16 bits for
+    /// every other depth up to 16, also for those below 8. The pixel may lie at any address.
+    /// @return 0; -2 for other component counts than 1, 3 and 4 and for depths above 16
     static int ConvertComponentsToPixel(void* pPixel, const uint32_t* puiComponents,
                                         uint32_t uiComponents, uint32_t uiBpc);
+    /// The same in reverse order, three components and four: value 0 goes last.
     static int ConvertComponentsToPixelRGB(void* pPixel, const uint32_t* puiComponents,
                                            uint32_t uiComponents, uint32_t uiBpc);
+    /// Loads a pixel of any number of components, stored as above.
+    /// @return 0; -2 for depths above 16
     static int ConvertPixelToComponents(uint32_t* puiComponents, const void* pPixel,
                                         uint32_t uiComponents, uint32_t uiBpc);
+    /// The same, three components in reverse order. Four are not reversed, so that this does not
+    /// undo ConvertComponentsToPixelRGB.
     static int ConvertPixelToComponentsRGB(uint32_t* puiComponents, const void* pPixel,
                                            uint32_t uiComponents, uint32_t uiBpc);
 
     // ----- Gradients -----------------------------------------------------------------------------
 
+    /// Fills 256 words from nodes, positions with colours (words as in SQmGradientConfig). A node
+    /// stands at entry trunc((position - lo) / (hi - lo) * 255), and at least one behind the node
+    /// before, so that crowded nodes run on to the right. From node to node the colours are blended
+    /// by CalcColor, which is given the words as they stand and brings each to full brightness,
+    /// also at the node; without `bBlend` they are the colour of the lower node. From the last
+    /// node's entry on the table has its colour as it stands, top byte too. Entries before the
+    /// first node stay; nodes outside of the table act on what is inside. NaN stands at entry 0.
+    /// @param puiReserved not read
+    /// @return 0
     static int RecalculateGradientColors(unsigned int* colors, unsigned int* puiReserved,
                                          std::map<double, unsigned int>& nodes, double hi,
                                          double lo, bool bBlend);
+    /// The same in steps: from where the last step ended, at first entry 0, each node's colour
+    /// reaches up to and including the entry of the next node. So the last node's colour is never
+    /// seen, and entries behind the last node stay. Of two nodes at 0 and 100 all entries have the
+    /// colour of the first.
+    /// @return 0
     static int RecalculateGradientColorsNoInterpolate(unsigned int* colors,
                                                       std::map<double, unsigned int>& nodes,
                                                       double hi, double lo);
 };
 
 /// 10001 arc cosines: entry i is that of 2 * i / 10000 - 1, so entry 0 is pi and entry 10000 is 0.
-/// Filled when the library is loaded.
+/// That of x is entry (x + 1) * 5000. Filled when the library is loaded, before any constructor of
+/// a global object, and read only.
 QM_API extern const double* const g_AcosLUTs;

@@ -5,6 +5,7 @@
 #include <cfloat>
 #include <cmath>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -172,7 +173,8 @@ SQmLutParam& SQmLutParam::operator=(const SQmLutParam& other) {
     bFloat = other.bFloat;
     fMinSrc = other.fMinSrc;
     fMaxSrc = other.fMaxSrc;
-    std::copy(other.sCompLutParam, other.sCompLutParam + MaxComponents, sCompLutParam);
+    for (std::uint32_t c = 0; c < MaxComponents; ++c)  // as 32 bytes, not field by field
+        std::construct_at(sCompLutParam + c, other.sCompLutParam[c]);
     uiColorSpace = other.uiColorSpace;
     uiRepresentation = other.uiRepresentation;
     uiLutComponentCount = other.uiLutComponentCount;

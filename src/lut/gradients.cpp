@@ -84,15 +84,22 @@ void put_apart(Nodes& nodes, double position, uint32_t colour, double hi) {
     nodes.put(position, colour);
 }
 
-uint32_t percent(double part, double whole) {
-    return trunc_clamp(std::round(part * 100 / whole), 100);
+/// Toward zero and so far from the least and the greatest number that differences fit; NaN is 0.
+int32_t whole_number(double value) {
+    constexpr double kFar = 1 << 29;
+    return std::isnan(value) ? 0 : trunc_i32(std::clamp(value, -kFar, kFar));
 }
 
-/// May lie outside of the table, but so near that differences fit.
+/// May lie outside of the table.
 int32_t entry_of(double position, double lo, double hi) {
-    constexpr double kFar = 1 << 30;
-    const double entry = (position - lo) / (hi - lo) * 255.0;
-    return std::isnan(entry) ? 0 : trunc_i32(std::clamp(entry, -kFar, kFar));
+    return whole_number((position - lo) / (hi - lo) * 255.0);
+}
+
+/// The blend of two nodes at `position`, which a node that was moved out of the range has behind
+/// it.
+uint32_t blend_at(double position, const Node& lower, const Node& upper) {
+    const double part = (position - lower.first) * 100 / (upper.first - lower.first);
+    return ColourPath(lower.second, upper.second, 100).at(whole_number(std::round(part)));
 }
 
 /// From node to node, and the last node's colour to the end. Entries outside do not exist.
@@ -211,24 +218,12 @@ void SQmGradientConfig::GetTabColorsFromConfig(SQmGradientConfig* config, unsign
     }
     if (inside.empty()) return;
     const Node first = inside.front(), last = inside.back();
-    if (first.first != lo) {
-        uint32_t colour = first.second;
-        if (config->m_bInterpolate && !below.empty()) {
-            const auto& [position, outer] = below.back();
-            const uint32_t part = percent(lo - position, first.first - position);
-            colour = ColourPath(outer, colour, 100).at(static_cast<int32_t>(part));
-        }
-        inside.add(lo, colour);
-    }
-    if (last.first != hi) {
-        uint32_t colour = last.second;
-        if (config->m_bInterpolate && !above.empty()) {
-            const auto& [position, outer] = above.front();
-            const uint32_t part = percent(hi - last.first, position - last.first);
-            colour = ColourPath(colour, outer, 100).at(static_cast<int32_t>(part));
-        }
-        inside.add(hi, colour);
-    }
+    if (first.first != lo)
+        inside.add(lo, config->m_bInterpolate && !below.empty() ? blend_at(lo, below.back(), first)
+                                                                : first.second);
+    if (last.first != hi)
+        inside.add(hi, config->m_bInterpolate && !above.empty() ? blend_at(hi, last, above.front())
+                                                                : last.second);
     if (config->m_bInterpolate)
         fill_between(colors, inside, lo, hi, true);
     else

@@ -229,7 +229,9 @@ int SQmLut::InitPredefLuts() {
 }
 
 SQmLut::SQmPredefLut* SQmLut::GetPredefLut(int index, bool bFallback) {
-    static SQmPredefLut empty;
+    // Never destroyed: what is destroyed at the end of a process may still ask for it.
+    alignas(SQmPredefLut) static std::byte memory[sizeof(SQmPredefLut)];
+    static SQmPredefLut& empty = *new (memory) SQmPredefLut;
     if (vecPredefLuts == nullptr || vecExtendedLuts == nullptr || index < 0) return &empty;
     const std::size_t predefined = vecPredefLuts->size();
     const auto at = static_cast<std::size_t>(index);

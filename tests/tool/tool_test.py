@@ -112,12 +112,14 @@ class CommandLine(Case):
 
     def test_help_lists_every_command_with_a_sentence(self):
         self.assertEqual(self.commands(),
-                         ["info", "stats", "histogram", "threshold", "render"])
+                         ["info", "stats", "histogram", "threshold", "render", "luts"])
 
     def test_every_command_has_help_and_wants_a_file(self):
         for command in self.commands():
             run = self.run_tool(command, "--help")
             self.assertEqual((run.returncode, run.stderr), (0, b""))
+            if command == "luts":
+                continue
             self.assertIn(b"FILE", run.stdout)
             self.assert_fails(2, "FILE", command)
             self.assert_fails(2, "", command, "a", "b", "c")
@@ -137,6 +139,9 @@ class CommandLine(Case):
             text = self.run_tool(command, "--help").stdout.decode()
             for option in ["--page", "--max-pixels", *options]:
                 self.assertRegex(text, rf"(?m)^  {option}[ ,]")
+        text = self.run_tool("luts", "--help").stdout.decode()
+        for option in ["-o", "--list", "--json"]:
+            self.assertRegex(text, rf"(?m)^  {option}[ ,]")
 
     def test_version(self):
         run = self.run_tool("--version")
@@ -1272,6 +1277,76 @@ class Failures(Case):
         mask = os.umask(0)
         os.umask(mask)
         self.assertEqual(self.out.stat().st_mode & 0o777, 0o666 & ~mask)
+
+
+class ColourTables(Case):
+    def tables(self, *options):
+        run = self.run_tool("luts", "--json", *options)
+        self.assertEqual((run.returncode, run.stderr), (0, b""))
+        return json.loads(run.stdout)
+
+    def test_list_has_an_index_and_a_name_a_line(self):
+        run = self.run_tool("luts", "--list")
+        self.assertEqual((run.returncode, run.stderr), (0, b""))
+        lines = run.stdout.decode().splitlines()
+        self.assertEqual(len(lines), 46)
+        self.assertEqual([lines[i] for i in (0, 2, 12, 45)],
+                         [" 0  Default", " 2  Iron", "12  Rainbow Dark", "45  Union Jack"])
+
+    def test_json_has_all_colours(self):
+        tables = self.tables()["tables"]
+        self.assertEqual([table["index"] for table in tables], list(range(46)))
+        self.assertEqual(tables[35]["name"], "mpl-viridis")
+        self.assertEqual({len(table["colors"]) for table in tables}, {256})
+        self.assertEqual(tables[0]["colors"], [f"{i:02X}" * 3 for i in range(256)])
+        iron = tables[2]["colors"]
+        self.assertEqual((iron[0], iron[1], iron[255]), ("280000", "290000", "FFFFFF"))
+        self.assertEqual(tables[31]["colors"][254:], ["FFB1A2", "201614"])
+
+    def test_gallery_shows_each_colour_where_json_says(self):
+        told = self.tables("-o", self.out)
+        self.assertEqual(told["gallery"], str(self.out))
+        rows = read_png(self.out.read_bytes())
+        taken = set()
+        for table in told["tables"]:
+            left, top, right, bottom = (table[k] for k in ("left", "top", "right", "bottom"))
+            self.assertEqual(right - left, 256)
+            self.assertGreater(bottom - top, 12)
+            strip = [tuple(bytes.fromhex(colour)) for colour in table["colors"]]
+            for y in range(top, bottom):
+                self.assertEqual(rows[y][left:right], strip, table["name"])
+            taken |= {(x, y) for y in range(top, bottom) for x in (left, right - 1)}
+            # Something is written to the left of it, and nothing touches it.
+            label = [rows[y][x] for y in range(top, bottom) for x in range(left - 200, left - 4)]
+            self.assertGreater(sum(pixel != GREY for pixel in label), 40, table["name"])
+            gap = [rows[y][x] for y in range(top, bottom) for x in range(left - 8, left - 1)]
+            self.assertEqual(set(gap), {GREY}, table["name"])
+        self.assertEqual(len(taken), sum(2 * (t["bottom"] - t["top"]) for t in told["tables"]))
+
+    def test_gallery_alone_says_nothing_and_with_list_it_lists(self):
+        run = self.run_tool("luts", "-o", self.out)
+        self.assertEqual((run.returncode, run.stdout, run.stderr), (0, b"", b""))
+        first = self.out.read_bytes()
+        run = self.run_tool("luts", "--output", self.out, "--list")
+        self.assertEqual((run.returncode, run.stderr), (0, b""))
+        self.assertIn(b"Union Jack", run.stdout)
+        self.assertEqual(self.out.read_bytes(), first)
+
+    def test_it_wants_to_know_what_to_show(self):
+        self.assert_fails(2, "--list", "luts")
+        self.assert_fails(2, "--list", "luts", "--list", "--json")
+        self.assert_fails(2, "", "luts", "picture.tif")
+        self.assert_fails(2, "--no-such", "luts", "--list", "--no-such")
+        self.assert_fails(1, "cannot be written", "luts", "-o", self.folder / "no" / "out.png")
+
+    def test_the_gallery_of_the_documentation_is_that_of_the_tool(self):
+        shown = DATA.parent / "docs" / "images" / "luts.png"
+        told = self.tables("-o", self.out)
+        kept = read_png(shown.read_bytes())
+        for table in told["tables"]:  # fonts may differ
+            y, left = table["top"] + 1, table["left"]
+            self.assertEqual(kept[y][left:left + 256],
+                             [tuple(bytes.fromhex(colour)) for colour in table["colors"]])
 
 
 class Bar(Case):

@@ -31,9 +31,11 @@ struct SQmColor {
 };
 
 /// The colour of light of a wavelength in nanometres, as a colour reference: 466 is pure blue, 523
-/// green, 620 red. Brightness is full from 415 to 620 and falls to 0.3 at 380 and 780.
+/// green, 620 red. Brightness is full from 415 to 620 and falls to 0.3 at 380 and 780, so 400 is
+/// red 123 and blue 179. No two whole wavelengths next to each other have the same colour.
 /// @return 0; -9 for null; -4 outside 380 to 780 or NaN, `*puiColor` untouched
 QM_API int QM_RGBFromWavelength(std::uint32_t* puiColor, double dWavelength);
 /// `uiCount` colours from blue over cyan, green and yellow to red, as words of a gradient (red in
-/// bits 16 to 23, top byte 0): of 256 the first is 0x0000FF, the 64th 0x00FFFE, the last 0xFF0000.
+/// bits 16 to 23, top byte 0): of 256, entry 0 is 0x0000FF, entry 64 0x00FFFE and entry 255
+/// 0xFF0000. A table of one is blue. Nothing is tested.
 QM_API void QM_RGBRainbowColorTable(std::uint32_t* puiTable, std::uint32_t uiCount);
