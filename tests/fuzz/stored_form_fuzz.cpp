@@ -36,10 +36,11 @@ class Builder {
 
     Bytes children(uint32_t depth, uint32_t& count) {
         Bytes all;
-        for (count = 0; !program_.empty() && all.size() < 20000; ++count) {
+        for (count = 0; !program_.empty() && all.size() < 3000; ++count) {
             const uint8_t what = next();
             if (what % 9 == 8) break;  // the level ends
-            all = all + child(what, depth);
+            const Bytes one = child(what, depth);
+            all.insert(all.end(), one.begin(), one.end());
         }
         return all;
     }
@@ -176,18 +177,18 @@ void load_levels(const Bytes& bytes) {
     expect(record.SaveToLiteVariant(w) == QM_OK && !written(w).empty());
 }
 
-void read(const Bytes& bytes) {
+/// True when they were taken.
+bool read(const Bytes& bytes) {
     CQmVariant v(77u, L"old");
     const int code = CQmVariant::Read(v, bytes.data(), bytes.size());
     CQmLiteVariantR levels(bytes.data(), bytes.size());
     if (code != QM_OK) {
         expect(code == QM_REJECTED && v.GetQm_uint32() == 77 && !levels.IsValid());
-        return;
+        return false;
     }
     expect(written(v) == bytes);
     expect(levels.IsValid() == is_list(v));
     if (is_list(v)) walk(v, &levels);
-    expect(v.GetCQmListVariant().GetCount() == v.GetCount());
     load_trees(v);
     load_levels<CQmLutParamMCH>(bytes);
     load_levels<CQmLutParamRGB>(bytes);
@@ -198,6 +199,7 @@ void read(const Bytes& bytes) {
     CQmLiteVariantR r(bytes.data(), bytes.size());
     SQmRatioDesc::LoadFromLiteVariant(desc, r);
     expect(r.LevelEnd() == QM_REJECTED);
+    return true;
 }
 
 }  // namespace
@@ -212,8 +214,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     uint32_t count = 0;
     const Bytes name = data[0] < std::size(kKeys) ? ascii(kKeys[data[0]]) : Bytes{};
     const Bytes children = Builder({data + 1, size - 1}).children(0, count);
-    const Bytes built = block(list(name, count, children, size % 2 == 0 ? "" : "CQmListVariant"));
-    expect(tree(built).GetCount() == count);
-    read(built);
+    expect(read(block(list(name, count, children, size % 2 == 0 ? "" : "CQmListVariant"))));
     return 0;
 }
