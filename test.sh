@@ -9,6 +9,7 @@
 #   asan      GCC: address, undefined behaviour, float casts
 #   tsan      clang: threads
 #   clang     clang: what every kernel writes is what GCC's kernels write
+#   fuzz      clang: 200,000 blocks of any bytes are refused or read, and nothing breaks
 set -euo pipefail
 cd "$(dirname "$0")"
 export OMP_WAIT_POLICY=passive
@@ -57,8 +58,13 @@ step_clang() {
     echo "$(wc -l <build/clang/digests.txt) kernels write the same from both compilers"
 }
 
+step_fuzz() {
+    build fuzz
+    scripts/fuzz.sh -runs=200000 -seed=1
+}
+
 steps=("$@")
-[ $# -gt 0 ] || steps=(install style release asan tsan clang)
+[ $# -gt 0 ] || steps=(install style release asan tsan clang fuzz)
 began=$SECONDS
 for name in "${steps[@]}"; do
     start=$SECONDS

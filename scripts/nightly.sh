@@ -6,6 +6,7 @@
 #   tests         test.sh
 #   rounds        fifty times the random rounds, natively; ten times with sanitizers
 #   levels        the shipped library at each level below the processor's
+#   fuzz          half an hour of blocks of any bytes, others each night
 #   debug         without optimisation: what should stay inside is emitted, so that the export check
 #                 is at its strictest
 #   processors    emulated ones, on which an instruction above their level is illegal
@@ -30,6 +31,12 @@ step_levels() {
         GLIBC_TUNABLES=glibc.cpu.hwcaps=$lowered \
             build/release/tests/qmpic_shipped_tests --gtest_brief=1 --rounds=10
     done
+}
+
+step_fuzz() {
+    cmake --preset fuzz -G Ninja >/dev/null
+    cmake --build --preset fuzz
+    scripts/fuzz.sh -max_total_time=1800
 }
 
 step_debug() {
@@ -71,7 +78,7 @@ step_figures() {
 mkdir -p "$results"
 scripts/install-packages.sh night
 steps=("$@")
-[ $# -gt 0 ] || steps=(tests rounds levels debug processors valgrind reproducible figures)
+[ $# -gt 0 ] || steps=(tests rounds levels fuzz debug processors valgrind reproducible figures)
 for name in "${steps[@]}"; do
     printf '\n=== %s\n' "$name"
     "step_$name"

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "lut/predefined_lists.h"
 #include "qmpic/FloatPicBuf.h"
 #include "qmpic/FloatPicMemAPI_Base.h"
 #include "qmpic/Gradient.h"
@@ -637,6 +638,8 @@ void add_display_parameters() {
         print_parameters);
 }
 
+// ----- Generators --------------------------------------------------------------------------------
+
 void add_generators() {
     static unsigned colors[3] = {0x0000FF, 0x00FF00, 0xFF0000};
     struct Mapped {
@@ -647,9 +650,11 @@ void add_generators() {
             SQmLut::CreateLinearTable(values, 9, 0, 0, 255, 255);
         }
     };
-    const auto print_cells = [](Print& print, const Mapped& m) {
-        const auto* const tables = static_cast<const uint8_t* const* const*>(m.lut.pLuts);
-        print.block(tables[0][0], 3 * 256 * 3);
+    const auto print_first_table = [](Print& print, const SQmLut& lut) {
+        print.block(static_cast<const uint8_t* const* const*>(lut.pLuts)[0][0], 256 * 3);
+    };
+    const auto print_cells = [=](Print& print, const Mapped& m) {
+        print_first_table(print, m.lut);
     };
     add<Mapped>(
         "SQmLut::CreateMultiColorTable", {kThrows},
@@ -667,13 +672,18 @@ void add_generators() {
             static constexpr uint8_t kEntry[4] = {1, 2, 3, 4};
             SQmLut::SetOverExpColorArr(outer, kEntry, 8);
             SQmLut::SetUnderExpColorArr(outer, kEntry, 8);
+            SQmLut::CreateMultiColorTable(outer, colors, 3);
             SQmLut::AllocSingle(inner, 8, 8);
+            SQmLut::CreateLinearTable(inner, 0, 0, 0, 255, 255);
         }
     };
     add<Composed>(
         "SQmLut::CreateComposedTable", {kSilent, kSilent},  // without the colours
         [](Composed& c) { return SQmLut::CreateComposedTable(c.lut, c.outer, c.inner); },
-        [](Print& print, const Composed& c) { print_tables(print, c.lut); });
+        [=](Print& print, const Composed& c) {
+            print_tables(print, c.lut);
+            print_first_table(print, c.lut);
+        });
     struct Gradient {
         void* table = nullptr;
         Gradient() = default;
@@ -778,6 +788,73 @@ void add_constructions() {
           [](Typed& p) { return Api::CreateLutsSpectralCustomColor(&p.lut, &p.custom, 1.0); });
     typed("SQmPicBufAPI_Base::CreateLutsSpectralGrouped", spectral,
           [](Typed& p) { return Api::CreateLutsSpectralGrouped(&p.lut, &p.grouped, 1.0); });
+}
+
+// ----- Colour tables -----------------------------------------------------------------------------
+
+/// The lists of colour tables as they are made, and one extended table.
+struct ColourTables : NoPredefLuts {
+    SQmGradientConfig config = two_nodes(0, 50, true);
+    CQmStringW name;
+    ColourTables() {
+        config.m_sName = L"the name of a configuration";
+        SQmLut::InsertExtenedLut(0, L"short", &config);
+        config.sNodes[1].m_dNodeVal = 75;
+    }
+};
+void print_extended_tables(Print& print, const ColourTables& /*state*/) {
+    print << SQmLut::GetPredefLutsCount(false);
+    for (const SQmLut::SQmExtendedLut* table : *SQmLut::vecExtendedLuts) {
+        print << table->sName.GetLength() << table->sConfig.m_sName.GetLength();
+        print << table->sConfig.sNodes[1].m_dNodeVal << table->dScaledHi;
+        print.block(table->pColors, 768).block(table->pScaled, 768);
+    }
+}
+
+void add_colour_tables() {
+    // Two lists and what they hold twice, 46 objects, names (but for two of three letters), and the
+    // colours of those that are no constant data.
+    add<NoPredefLuts>(
+        "SQmLut::InitPredefLuts", std::vector<Fate>(2 + 2 + 46 + 44 + 29, kNothingDone),
+        [](NoPredefLuts&) { return SQmLut::InitPredefLuts(); },
+        [](Print& print, const NoPredefLuts&) { print << SQmLut::GetPredefLutsCount(true); });
+    // The object, two names, the colours, the list.
+    add<ColourTables>(
+        "SQmLut::InsertExtenedLut", std::vector<Fate>(5, kNothingDone),
+        [](ColourTables& p) {
+            const bool there = SQmLut::GetExtenedLutsCount() > 1;
+            return there ? QM_OK : SQmLut::InsertExtenedLut(1, L"a table", &p.config);
+        },
+        print_extended_tables);
+    add<ColourTables>(
+        "SQmLut::InsertExtenedLut over another", {kNothingDone, kNothingDone},
+        [](ColourTables& p) { return SQmLut::InsertExtenedLut(0, L"a table", &p.config); },
+        print_extended_tables);
+    add<ColourTables>(
+        "SQmLut::GetPredefLutDescr", {refused(QM_NO_MEMORY)},
+        [](ColourTables& p) { return SQmLut::GetPredefLutDescr(p.name, 13); },
+        [](Print& print, const ColourTables& p) { print << p.name.GetLength(); });
+    add<ColourTables>(
+        "SQmExtendedLut::getLuts", {refused(QM_NO_MEMORY)},
+        [](ColourTables&) {
+            SQmLut::SQmPredefLut* const table = SQmLut::GetPredefLut(46, false);
+            return table->getLuts(0, 100) != nullptr ? QM_OK : QM_NO_MEMORY;
+        },
+        print_extended_tables);
+    struct Copies : ColourTables {
+        std::optional<SQmLut::SQmPredefLut> plain;
+        SQmLut::SQmPredefLut assigned;
+    };
+    const auto print_copies = [](Print& print, const Copies& p) {
+        print << p.plain.has_value() << p.assigned.sName.GetLength();
+    };
+    add<Copies>(
+        "SQmPredefLut::SQmPredefLut of another", {kThrows},
+        [](Copies& p) { return p.plain.emplace(*SQmLut::GetPredefLut(13, false)), 0; },
+        print_copies);
+    add<Copies>(
+        "SQmPredefLut::operator=", {kThrows},
+        [](Copies& p) { return p.assigned = *SQmLut::GetPredefLut(13, false), 0; }, print_copies);
 }
 
 // ----- Rendering ---------------------------------------------------------------------------------
@@ -1096,6 +1173,7 @@ const std::vector<FailureCase>& all_cases() {
     add_display_parameters();
     add_generators();
     add_constructions();
+    add_colour_tables();
     add_rendering();
     add_histograms();
     add_counting();

@@ -174,7 +174,7 @@ uint32_t next_colour(Wavelength wavelength, Next next) {
     return colour;
 }
 
-/// Only pixels of `count` components; component `at(k)` is the k-th in memory.
+/// Between values and the units of a pixel, which may lie at any address.
 template <class T>
 int store_components(void* pixel, const uint32_t* components, uint32_t count, bool reversed) {
     auto* const units = static_cast<Sample<T>*>(pixel);

@@ -66,14 +66,15 @@ float least_lower(const Ranges& ranges) {
     for (const auto& r : ranges) least = lesser(least, r.tLower);
     return least;
 }
-float greatest_upper(const Ranges& ranges, float greatest) {
+float greatest_upper(const Ranges& ranges) {
+    float greatest = -FLT_MAX;
     for (const auto& r : ranges) greatest = greater(greatest, r.tUpper);
     return greatest;
 }
 
 /// White of data that is not negative: 1, or the next power of two above the data.
 float white(const Ranges& ranges) {
-    const float u = greatest_upper(ranges, 0);
+    const float u = greatest_upper(ranges);
     if (u < 1) return 1;
     const std::uint32_t exponent = std::bit_cast<std::uint32_t>(u) >> 23;
     return static_cast<float>(std::uint64_t{1} << ((exponent - 126) & 63));
@@ -326,7 +327,7 @@ float SQmLutParam::GetMinFromFloatRanges(const Ranges& ranges) {
     return any_negative(ranges) ? least_lower(ranges) : 0;
 }
 float SQmLutParam::GetMaxFromFloatRanges(const Ranges& ranges) {
-    return any_negative(ranges) ? greatest_upper(ranges, -FLT_MAX) : white(ranges);
+    return any_negative(ranges) ? greatest_upper(ranges) : white(ranges);
 }
 float SQmLutParam::GetCompMinFromFloatRanges(unsigned int comp, const Ranges& ranges) {
     if (comp >= ranges.size()) return FLT_MAX;

@@ -8,6 +8,7 @@
 #include <new>
 #include <stdexcept>
 #include <string_view>
+#include <type_traits>
 
 #include "PicMemAPI/colour_space.h"
 #include "core/arithmetic.h"

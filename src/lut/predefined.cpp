@@ -223,7 +223,8 @@ int SQmLut::InitPredefLuts() {
         create(vecPredefLuts);
         create(vecExtendedLuts);
         if (vecPredefLuts->empty()) fill(*vecPredefLuts);
-    } catch (const std::bad_alloc&) {  // the list is empty: the next call tries again
+    } catch (const std::bad_alloc&) {
+        return QM_OK;  // the list is empty: the next call tries again
     }
     return QM_OK;
 }
@@ -263,7 +264,8 @@ int SQmLut::InsertExtenedLut(unsigned int index, const wchar_t* name, SQmGradien
     if (vecExtendedLuts == nullptr || name == nullptr || config == nullptr) return QM_OK;
     try {
         insert(index, name, *config);
-    } catch (const std::bad_alloc&) {  // all is as it was
+    } catch (const std::bad_alloc&) {
+        return QM_OK;  // all is as it was
     }
     return QM_OK;
 }

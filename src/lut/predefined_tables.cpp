@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -49,6 +51,60 @@ int fill_rows(SQmLut& lut, const unsigned char* colors, Position position) {
     return QM_OK;
 }
 
+/// The same with few positions computed, where they come from powers. `bounds` part the entries
+/// into stretches in which positions only rise or only fall: two entries of one colour have no
+/// other colour between them.
+template <class Position>
+class Stretches {
+  public:
+    Stretches(SQmLut& lut, const unsigned char* colors, Position position)
+        : lut_(lut), table_(colors), position_(position) {}
+
+    template <std::size_t count>
+    void fill(std::array<std::uint32_t, count> bounds) const {
+        std::ranges::sort(bounds);
+        std::uint32_t first = 0;
+        for (const std::uint32_t bound : bounds) {
+            const std::uint32_t end = std::min(bound, entries_of(lut_));
+            if (first < end) fill(first, position_(first), end - 1, position_(end - 1));
+            first = end;
+        }
+    }
+
+  private:
+    void fill(std::uint32_t first, std::uint32_t first_colour, std::uint32_t last,
+              std::uint32_t last_colour) const {
+        if (first_colour == last_colour) {
+            const std::uint32_t word = table_.word(first_colour);
+            for (std::uint32_t i = first; i <= last; ++i)
+                write_cells<std::uint8_t>(row_of(lut_, i), word);
+            return;
+        }
+        const std::uint32_t middle = first + (last - first) / 2;
+        fill(first, first_colour, middle, position_(middle));
+        fill(middle + 1, position_(middle + 1), last, last_colour);
+    }
+
+    SQmLut& lut_;
+    ColourTable table_;
+    Position position_;
+};
+
+/// Do powers of neighbouring entries differ by far more than they are rounded? `origin` is where
+/// their base is 0.
+bool powers_are_in_order(double exponent, double origin) {
+    return std::fabs(exponent) > 1e-4 && std::fabs(origin) < 1e6;
+}
+
+template <std::size_t count, class Position>
+int fill_stretches(SQmLut& lut, const unsigned char* colors, bool in_order,
+                   const std::array<std::uint32_t, count>& bounds, Position position) {
+    if (!in_order) return fill_rows(lut, colors, position);
+    if (colors == nullptr) return QM_BAD_BUFFER;
+    Stretches(lut, colors, position).fill(bounds);
+    return QM_OK;
+}
+
 int fill_evenly(SQmLut& lut, const unsigned char* colors) {
     const std::uint32_t entries = entries_of(lut);
     return fill_rows(lut, colors, [=](std::uint32_t i) { return i * kColours / entries; });
@@ -78,13 +134,18 @@ int fill_between_levels(SQmLut& lut, SQmLut::SQmPredefLut& colours, const Levels
         return fill_rows(lut, colors, [=](std::uint32_t i) {
             return trunc_clamp((i - start) / width * kColours, kLastColour);
         });
-    const std::int64_t first = trunc_i64(levels.low * entries),
-                       last = trunc_i64(levels.high * entries);
-    return fill_rows(lut, colors, [=, gamma = levels.gamma](std::uint32_t i) {
-        if (i < first) return 0u;
-        if (i > last) return kLastColour;
-        return trunc_clamp(std::pow((i - start) / width, gamma) * kColours, kLastColour);
-    });
+    const std::uint32_t count = entries_of(lut);
+    const std::uint32_t first = trunc_clamp(levels.low * entries, count),
+                        last = trunc_clamp(levels.high * entries, count);
+    // The base of the first may be negative.
+    const std::array bounds{first, first + 1, last + 1, count};
+    return fill_stretches(lut, colors, powers_are_in_order(levels.gamma, start), bounds,
+                          [=, gamma = levels.gamma](std::uint32_t i) {
+                              if (i < first) return 0u;
+                              if (i > last) return kLastColour;
+                              const double base = (i - start) / width;
+                              return trunc_clamp(std::pow(base, gamma) * kColours, kLastColour);
+                          });
 }
 
 /// The scale grows from its centre to both sides, so the lower half has the inverse of gamma.
@@ -113,8 +174,12 @@ int fill_around_centre(SQmLut& lut, SQmLut::SQmPredefLut& colours, const Levels&
         if (i < upper_first) return 0u;
         return half + distance(static_cast<double>(i - upper_first), high1 - high0, gamma);
     };
-    return fill_rows(lut, colours.getLuts(0.0, 100.0),
-                     [=](std::uint32_t i) { return position(i) * kColours / count; });
+    const std::array bounds{trunc_clamp(std::ceil(entries * low0), count), lower_end, upper_first,
+                            upper_last + 1, count};
+    const bool in_order = powers_are_in_order(levels.gamma, entries * low0) &&
+                          powers_are_in_order(1 / levels.gamma, entries * low0);
+    return fill_stretches(lut, colours.getLuts(0.0, 100.0), in_order, bounds,
+                          [=](std::uint32_t i) { return position(i) * kColours / count; });
 }
 
 // ----- Sets behind a flat one --------------------------------------------------------------------

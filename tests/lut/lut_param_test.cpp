@@ -19,6 +19,7 @@
 #include "qmpic/PicBuf.h"
 #include "qmpic/status.h"
 #include "support/cases.h"
+#include "support/parameters.h"
 
 namespace qmpic::test {
 namespace {
@@ -132,10 +133,6 @@ auto plain_fields_of(const SQmLutParam& p) {
     return std::tuple(p.uiGradient, p.uiGradientBrightField, p.uiMinSrc, p.uiMaxSrc, p.dGammaSrc,
                       p.uiMinDst, p.uiMaxDst, p.bFloat, p.fMinSrc, p.fMaxSrc, p.uiColorSpace,
                       p.uiRepresentation, p.uiLutComponentCount);
-}
-template <class T>
-std::vector<T> content(const T* values, uint32_t count) {
-    return values == nullptr ? std::vector<T>() : std::vector<T>(values, values + count);
 }
 auto spectral_fields_of(const SQmLutParam& p) {
     const auto& d = p.sLutDataSpectral;
@@ -589,52 +586,36 @@ TEST(LutParamSetters, HoldFloatLevelsAsTheyCome) {
               std::tuple(32767, 32767, 32767, 32767));
 }
 
-/// One after the other: the setter of integer pictures, what it changes.
+/// A setter of integer pictures, of all or of component 9, and what it changes.
 struct Setter {
-    void (*set)(SQmLutParam&, double);
-    uint16_t& (*level)(SQmLutParam&);
-    double added;
+    void (SQmLutParam::*set_all)(double);
+    uint16_t SQmLutParam::*all;
+    void (SQmLutParam::*set_component)(unsigned int, double);
+    uint16_t SQmCompLutParam::*component;
+    double added = 0;
+
+    void set(SQmLutParam& p, double v) const {
+        if (set_all != nullptr)
+            (p.*set_all)(v);
+        else
+            (p.*set_component)(9, v);
+    }
+    uint16_t& level(SQmLutParam& p) const {
+        return set_all != nullptr ? p.*all : p.sCompLutParam[9].*component;
+    }
 };
+using P = SQmLutParam;
+using C = SQmCompLutParam;
 const Setter kSetters[] = {
-    {[](auto& p, double v) { p.SetMinSrcDbl(v); }, [](auto& p) -> auto& {return p.uiMinSrc;
-}  // namespace
-, 0
-}  // namespace qmpic::test
-, {[](auto& p, double v) { p.SetMaxSrcDbl(v); }, [](auto& p) -> auto& {return p.uiMaxSrc;
-}
-, 0.5
-}
-, {[](auto& p, double v) { p.SetMinDstDbl(v); }, [](auto& p) -> auto& {return p.uiMinDst;
-}
-, 0
-}
-, {[](auto& p, double v) { p.SetMaxDstDbl(v); }, [](auto& p) -> auto& {return p.uiMaxDst;
-}
-, 0
-}
-, {[](auto& p, double v) { p.SetCompMinSrcDbl(9, v); },
-   [](auto& p) -> auto& {return p.sCompLutParam[9].uiMinSrc;
-}
-, 0
-}
-, {[](auto& p, double v) { p.SetCompMaxSrcDbl(9, v); },
-   [](auto& p) -> auto& {return p.sCompLutParam[9].uiMaxSrc;
-}
-, 0
-}
-, {[](auto& p, double v) { p.SetCompMinDstDbl(9, v); },
-   [](auto& p) -> auto& {return p.sCompLutParam[9].uiMinDst;
-}
-, 0
-}
-, {[](auto& p, double v) { p.SetCompMaxDstDbl(9, v); },
-   [](auto& p) -> auto& {return p.sCompLutParam[9].uiMaxDst;
-}
-, 0
-}
-,
-}
-;
+    {&P::SetMinSrcDbl, &P::uiMinSrc, nullptr, nullptr},
+    {&P::SetMaxSrcDbl, &P::uiMaxSrc, nullptr, nullptr, 0.5},
+    {&P::SetMinDstDbl, &P::uiMinDst, nullptr, nullptr},
+    {&P::SetMaxDstDbl, &P::uiMaxDst, nullptr, nullptr},
+    {nullptr, nullptr, &P::SetCompMinSrcDbl, &C::uiMinSrc},
+    {nullptr, nullptr, &P::SetCompMaxSrcDbl, &C::uiMaxSrc},
+    {nullptr, nullptr, &P::SetCompMinDstDbl, &C::uiMinDst},
+    {nullptr, nullptr, &P::SetCompMaxDstDbl, &C::uiMaxDst},
+};
 
 TEST(LutParamSetters, KeepTheLow16Bits) {
     SQmLutParam p;
@@ -1092,13 +1073,6 @@ TEST(LutParam, FoldsRandomRecordsFieldByField) {
 
 // ----- Masks -------------------------------------------------------------------------------------
 
-CQmRangeMask mask_of(uint32_t size, std::initializer_list<uint32_t> bits) {
-    CQmRangeMask mask;
-    mask.SetSize(size);
-    for (const uint32_t bit : bits) mask.Set(bit);
-    return mask;
-}
-
 /// So many spectral components in so many groups, evenly.
 void make_groups(SQmLutParam& p, uint32_t components, uint32_t groups, uint32_t mode) {
     auto& d = p.sLutDataSpectral;
@@ -1307,24 +1281,6 @@ TEST(LutParamThreads, NeitherWaitForEverNorRace) {
 // ----- Locks that cannot be had ------------------------------------------------------------------
 
 #ifdef __GLIBC__
-/// A record whose lock has been taken as often as it can be.
-class Exhausted {
-  public:
-    explicit Exhausted(SQmLutParam& p) : mtx_(p.sLutDataSpectral.mtx) {
-        mtx_.lock();
-        mtx_.native_handle()->__data.__count = 0xFFFFFFFF;
-    }
-    ~Exhausted() {
-        mtx_.native_handle()->__data.__count = 1;
-        mtx_.unlock();
-    }
-    Exhausted(const Exhausted&) = delete;
-    Exhausted& operator=(const Exhausted&) = delete;
-
-  private:
-    std::recursive_mutex& mtx_;
-};
-
 TEST(LutParamLocks, ThrowTheSystemsErrorAndChangeNothing) {
     SQmLutParam p, other;
     CQmRangeMask mask = mask_of(7, {3});
@@ -1349,7 +1305,7 @@ TEST(LutParamLocks, ThrowTheSystemsErrorAndChangeNothing) {
     };
     for (size_t i = 0; i < calls.size(); ++i) {
         {
-            const Exhausted lock(p);
+            const ExhaustedLock lock(p);
             EXPECT_THROW(calls[i](), std::system_error) << i;
         }
         EXPECT_EQ(differences(p, before), "") << i;

@@ -1,14 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
 #include <limits>
-#include <mutex>
 #include <system_error>
 #include <type_traits>
 #include <utility>
@@ -18,6 +16,7 @@
 #include "qmpic/status.h"
 #include "qmpic/system/Color.h"
 #include "support/cases.h"
+#include "support/parameters.h"
 
 namespace qmpic::test {
 namespace {
@@ -62,19 +61,8 @@ const bool registered =
 using Colors = std::vector<uint32_t>;
 using Values = std::vector<double>;
 
-template <class T>
-std::vector<T> content(const T* values, uint32_t count) {
-    return values == nullptr ? std::vector<T>() : std::vector<T>(values, values + count);
-}
 Colors custom_colors(const Data& d) { return content(d.puiColorCustom, d.uiAllocated); }
 Colors group_colors(const Data& d) { return content(d.puiColorGroup, d.uiAllocated); }
-
-CQmRangeMask mask_of(uint32_t size, std::initializer_list<uint32_t> bits) {
-    CQmRangeMask mask;
-    mask.SetSize(size);
-    for (const uint32_t bit : bits) mask.Set(bit);
-    return mask;
-}
 
 /// A record and its spectral data, with so many components, groups and entries, in a mode.
 struct Made : SQmLutParam {
@@ -962,13 +950,11 @@ TEST(SpectralLock, ThrowsTheSystemsErrorAndNothingChanges) {
     };
     const auto before = groups_of(p.d);
     for (size_t i = 0; i < calls.size(); ++i) {
-        d.mtx.lock();
-        auto& times = d.mtx.native_handle()->__data.__count;
-        times = 0xFFFFFFFF;  // as often as it can be taken
-        EXPECT_THROW(calls[i](), std::system_error) << i;
-        EXPECT_EQ(d.GetNonTransmittedComponentCount(), 6u);  // needs none
-        times = 1;
-        d.mtx.unlock();
+        {
+            const ExhaustedLock lock(p);
+            EXPECT_THROW(calls[i](), std::system_error) << i;
+            EXPECT_EQ(d.GetNonTransmittedComponentCount(), 6u);  // needs none
+        }
         EXPECT_EQ(groups_of(p.d), before) << i;
         EXPECT_EQ(groups_of(other.d), before) << i;
         EXPECT_EQ(p.d.uiGroupCount, 3u) << i;

@@ -554,6 +554,14 @@ TEST(LiteVariant, Has64Levels) {
 
 // ----- The stored form ---------------------------------------------------------------------------
 
+TEST(StoredForm, OfOneNumberIsThatOfTheDocumentation) {
+    CQmLiteVariantW w;
+    EXPECT_EQ(w.Set(L"a", 5u), QM_OK);
+    EXPECT_EQ(written(w), (Bytes{0x51, 0x4D, 0x56, 0x54, 1, 0, 0, 0, 27,  0, 0, 0, 0, 0, 0,
+                                 0,    5,    0,    0,    0, 0, 0, 1, 0,   0, 0, 9, 0, 0, 0,
+                                 0,    0,    0,    0,    1, 0, 1, 0, 'a', 5, 0, 0, 0}));
+}
+
 TEST(StoredForm, OfATreeIsThatOfTheDocumentation) {
     CQmVariant top = named(L"top"), none, inner = named(L"most"), in = named(L"in");
     const auto add = [&](const CQmVariant& child) { EXPECT_EQ(top.Append(child), QM_OK); };

@@ -1,13 +1,15 @@
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 
 #include "colours.h"
 #include "commands.h"
 #include "failure.h"
 #include "lists.h"
+#include "luts.h"
 #include "options.h"
 #include "picture.h"
-#include "tables.h"
+#include "view.h"
 #include "write_png.h"
 
 namespace tool {
@@ -21,7 +23,9 @@ struct Options {
     std::optional<std::string> channels, colours, levels, gamma;  ///< lists
     std::optional<std::string> automatic;
     bool minmax = false;
+    std::optional<std::string> lut;
     std::optional<std::string> mark_over, mark_under;
+    std::optional<std::string> save_view, load_view;
 };
 
 /// Number `i` of a list that was given: one for each channel, or one for all.
@@ -46,8 +50,8 @@ struct Parsed {
     explicit Parsed(const Options& options)
         : channels(options.channels ? parse_channels("--channels", *options.channels)
                                     : std::vector<std::uint32_t>{}),
-          over(mark("--mark-over", options.mark_over, kRed)),
-          under(mark("--mark-under", options.mark_under, kBlue)),
+          marks{mark("--mark-over", options.mark_over, kRed),
+                mark("--mark-under", options.mark_under, kBlue)},
           left_out(options.automatic ? parse_percents("--auto", *options.automatic)
                                      : kUsualPercents) {
         for (std::size_t i = 0; i < channels.size(); ++i)
@@ -56,23 +60,31 @@ struct Parsed {
         if (options.colours) parse_colours("--colors", *options.colours);
         if (options.levels) parse_ranges("--levels", *options.levels);
         if (options.gamma) parse_numbers("--gamma", *options.gamma);
+        if (options.lut) lut = find_lut("--lut", *options.lut);
     }
 
-    static std::optional<Colour> mark(const std::string& option,
-                                      const std::optional<std::string>& text, Colour otherwise) {
-        if (!text) return std::nullopt;
+    static Colour mark(const std::string& option, const std::optional<std::string>& text,
+                       Colour otherwise) {
+        if (!text) return 0;
         if (*text == "default") return otherwise;
         if (*text == "inverse") return kInverse;
         const std::optional<Colour> colour = parse_colour(*text);
         if (!colour) throw WrongUsage(option + ": '" + *text + "' is no colour such as FF8000");
         if (*colour == 0) throw WrongUsage(option + ": black cannot mark anything");
-        return colour;
+        return *colour;
     }
 
     std::vector<std::uint32_t> channels;
-    std::optional<Colour> over, under;
+    Marks marks;
     Percents left_out;
+    std::optional<std::uint32_t> lut;
 };
+
+bool same_place(const std::string& one, const std::string& two) {
+    std::error_code ignored;
+    return std::filesystem::weakly_canonical(one, ignored) ==
+           std::filesystem::weakly_canonical(two, ignored);
+}
 
 /// The levels of each component of the picture.
 std::vector<Range> usual_levels(const Options& options, const Percents& left_out,
@@ -90,40 +102,61 @@ std::vector<Range> usual_levels(const Options& options, const Percents& left_out
     return levels;
 }
 
-std::vector<Shown> decide(const Options& options, const Parsed& parsed, const Picture& picture,
-                          const Depth& depth, const Counts& counts) {
+View decide(const Options& options, const Parsed& parsed, const Picture& picture,
+            const Depth& depth, const Counts& counts) {
     std::vector<std::uint32_t> channels = parsed.channels;
     if (channels.empty())
         for (std::uint32_t c = 0; c < picture.components(); ++c) channels.push_back(c);
     const std::size_t many = channels.size();
+    if (parsed.lut && many != 1)
+        throw WrongUsage("--lut: it shows one channel, and not " + std::to_string(many) +
+                         ": choose it by --channels");
     const auto colours = parse_for("--colors", options.colours, many, parse_colours);
     const auto levels = parse_for("--levels", options.levels, many, parse_ranges);
     const auto gamma = parse_for("--gamma", options.gamma, many, parse_numbers);
     const auto usual = usual_levels(options, parsed.left_out, picture, depth, counts);
 
-    std::vector<Shown> shown;
+    View view;
+    const std::uint32_t color_space = picture.components() == 1;  // 1: a single component
+    view.params.Init(color_space, false, 0, picture.components(), 0);
+    view.params.uiGradient = parsed.lut.value_or(0);
     for (std::size_t i = 0; i < many; ++i) {
         const std::uint32_t c = channels[i];
         check_component("--channels", c, picture);
-        shown.push_back(
-            {c, colours.empty() ? usual_colour(picture, c, many == 1) : pick(colours, i),
-             levels.empty() ? usual[c] : pick(levels, i), gamma.empty() ? 1.0 : pick(gamma, i)});
+        const Colour usually = parsed.lut ? kGrey : usual_colour(picture, c, many == 1);
+        view.channels.push_back({c, colours.empty() ? usually : pick(colours, i)});
+        set_levels(view, c, depth.bits, levels.empty() ? usual[c] : pick(levels, i),
+                   gamma.empty() ? 1.0 : pick(gamma, i));
     }
-    return shown;
+    return view;
+}
+
+View loaded(const std::string& path, const Picture& picture) {
+    View view = load_view(path);
+    if (view.params.uiLutComponentCount != picture.components())
+        throw Failure(path + ": a view of " + std::to_string(view.params.uiLutComponentCount) +
+                      " components, and the picture has " + std::to_string(picture.components()));
+    return view;
 }
 
 void render(const Options& options) {
     const Parsed parsed(options);
     check_output("--output", options.wanted, options.output);
+    if (options.save_view) {
+        check_output("--save-view", options.wanted, *options.save_view);
+        if (same_place(options.output, *options.save_view))
+            throw WrongUsage("--save-view: it would replace what is written to --output");
+    }
     Picture picture = read(options.wanted);
     const Counts counts(picture.pixels.record());
     const Depth depth = significant_bits(picture, counts, options.bits);
     warn_of_excess(depth, counts);
     clip(picture, depth);  // tables are indexed by samples as they stand
 
+    View view = options.load_view ? loaded(*options.load_view, picture)
+                                  : decide(options, parsed, picture, depth, counts);
     SQmLut lut;
-    make_tables(lut, depth.bits, picture.components(),
-                decide(options, parsed, picture, depth, counts), {parsed.over, parsed.under});
+    make_tables(lut, view, depth.bits, parsed.marks);
     const SQmPicBuf& from = picture.pixels.record();
     Pixels screen;
     screen.allocate(from.uiWidth, from.uiHeight, 8, 3);
@@ -134,6 +167,7 @@ void render(const Options& options) {
     if (status != QM_OK)
         throw Failure(options.wanted.path + ": cannot be shown: status " + std::to_string(status));
     write_png(options.output, screen);
+    if (options.save_view) save_view(*options.save_view, view);
 }
 
 }  // namespace
@@ -143,10 +177,12 @@ std::function<void()> declare_render(CLI::App& app) {
     add_picture(app, options->wanted);
     add_output(app, options->output);
     add_bits(app, options->bits);
-    app.add_option("--channels", options->channels, "Channels to show, from 0 (else all)")
-        ->type_name("0,2");
-    app.add_option("--colors", options->colours, "Colour of each channel shown, or one for all")
-        ->type_name("FF0000,00FF00");
+    CLI::Option* channels =
+        app.add_option("--channels", options->channels, "Channels to show, from 0 (else all)")
+            ->type_name("0,2");
+    CLI::Option* colours =
+        app.add_option("--colors", options->colours, "Colour of each channel shown, or one for all")
+            ->type_name("FF0000,00FF00");
     CLI::Option* levels =
         app.add_option("--levels", options->levels,
                        "Samples shown black and full, each channel or one for all (else --auto; "
@@ -158,17 +194,33 @@ std::function<void()> declare_render(CLI::App& app) {
                        "brightest samples; 0.1:0.1 unless given")
             ->type_name("[LOW%:HIGH%]")
             ->excludes(levels);
-    app.add_flag("--minmax", options->minmax, "Levels at each channel's minimum and maximum")
-        ->excludes(levels)
-        ->excludes(automatic);
-    app.add_option("--gamma", options->gamma,
-                   "Exponent between them, each channel or one for all; below 1 brightens")
-        ->type_name("G,...");
+    CLI::Option* minmax =
+        app.add_flag("--minmax", options->minmax, "Levels at each channel's minimum and maximum")
+            ->excludes(levels)
+            ->excludes(automatic);
+    CLI::Option* gamma =
+        app.add_option("--gamma", options->gamma,
+                       "Exponent between them, each channel or one for all; below 1 brightens")
+            ->type_name("G,...");
+    CLI::Option* lut =
+        app.add_option("--lut", options->lut,
+                       "Colour table of a single channel, by name or index: see 'qmpic luts'")
+            ->type_name("NAME|INDEX")
+            ->excludes(colours);
     app.add_option("--mark-over", options->mark_over,
                    "Mark saturated samples, in red; 'inverse' is that of the channel's colour")
         ->type_name("[COLOR]");
     app.add_option("--mark-under", options->mark_under, "Mark samples that are 0, in blue")
         ->type_name("[COLOR]");
+    app.add_option("--save-view", options->save_view,
+                   "Write channels, colours, levels, gamma and colour table to a file")
+        ->type_name("VIEW");
+    CLI::Option* load =
+        app.add_option("--load-view", options->load_view,
+                       "Show it as such a file says: a picture of as many components, any depth")
+            ->type_name("VIEW");
+    for (CLI::Option* option : {channels, colours, levels, automatic, minmax, gamma, lut})
+        load->excludes(option);
     return [options] { render(*options); };
 }
 

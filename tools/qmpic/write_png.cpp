@@ -1,72 +1,17 @@
 #include "write_png.h"
 
-#include <fcntl.h>
 #include <png.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <csetjmp>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 
 #include "failure.h"
+#include "new_file.h"
 #include "progress.h"
 
 namespace tool {
 
 namespace {
-
-/// A file of another name beside the wanted one; removed unless it was renamed.
-class Temporary {
-  public:
-    explicit Temporary(const std::string& path) : path_(path), name_(path + ".XXXXXX") {
-        const int descriptor = mkstemp(name_.data());
-        if (descriptor < 0) fail();
-        struct stat old;
-        const mode_t mask = umask(0);
-        umask(mask);
-        const mode_t mode = stat(path.c_str(), &old) == 0 ? old.st_mode & 0777 : 0666 & ~mask;
-        if (fchmod(descriptor, mode) == 0) file_ = fdopen(descriptor, "wb");
-        if (!file_) {
-            const int reason = errno;
-            close(descriptor);
-            unlink(name_.c_str());
-            errno = reason;
-            fail();
-        }
-    }
-    ~Temporary() {
-        if (file_) std::fclose(file_);
-        if (!renamed_) unlink(name_.c_str());
-    }
-    Temporary(const Temporary&) = delete;
-    Temporary& operator=(const Temporary&) = delete;
-
-    std::FILE* file() const { return file_; }
-
-    /// On disk before the old file goes.
-    void finish() {
-        const bool written = std::fflush(file_) == 0 && fsync(fileno(file_)) == 0;
-        const int reason = errno;
-        const bool closed = std::fclose(file_) == 0;
-        file_ = nullptr;
-        if (!written) errno = reason;
-        if (!written || !closed || std::rename(name_.c_str(), path_.c_str()) != 0) fail();
-        renamed_ = true;
-    }
-
-  private:
-    [[noreturn]] void fail() const {
-        throw Failure(path_ + ": cannot be written: " + std::strerror(errno));
-    }
-
-    const std::string path_;
-    std::string name_;
-    std::FILE* file_ = nullptr;
-    bool renamed_ = false;
-};
 
 struct Writer {
     png_structp png = nullptr;
@@ -112,15 +57,12 @@ bool write_pixels(Writer& writer, std::FILE* file, const Pixels& pixels, Progres
 }  // namespace
 
 void write_png(const std::string& path, const Pixels& pixels) {
-    struct stat old;
-    if (stat(path.c_str(), &old) == 0 && !S_ISREG(old.st_mode))
-        throw Failure(path + ": cannot be written: not a regular file");
-    Temporary temporary(path);
+    NewFile made(path);
     Writer writer;
     Progress progress("writing");
-    if (!writer.info || !write_pixels(writer, temporary.file(), pixels, progress))
+    if (!writer.info || !write_pixels(writer, made.file(), pixels, progress))
         throw Failure(path + ": cannot be written: " + writer.message);
-    temporary.finish();
+    made.finish();
 }
 
 }  // namespace tool
