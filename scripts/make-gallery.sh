@@ -7,3 +7,4 @@ cd "$(dirname "$0")/.."
 tool=${1:-build/release/bin/qmpic}
 
 "$tool" luts -o docs/images/luts.png
+"$tool" render data/plant_1ch_12bit_512x512.tif -o docs/images/plant.png --lut Iron --gamma 0.7

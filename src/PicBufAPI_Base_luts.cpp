@@ -62,15 +62,15 @@ int fill_without_parameters(const Channels& p) {
     return QM_OK;
 }
 
-/// The curve of a component. A single one has the levels of the whole picture.
-Curve curve_of(const Channels& p, uint32_t c) {
-    const SQmLutParam& param = *p.param;
-    const uint32_t bpc = p.bpc;
-    if (p.count == 1)
-        return curve(param.GetMinSrc(bpc), param.GetMinDst(bpc), param.GetMaxSrc(bpc),
-                     param.GetMaxDst(bpc), param.GetGammaSrc());
-    return curve(param.GetMinSrc(c, bpc), param.GetMinDst(c, bpc), param.GetMaxSrc(c, bpc),
-                 param.GetMaxDst(c, bpc), param.GetGammaSrc(c));
+/// The curve of a component, with outputs of so many bits.
+Curve curve_of(const SQmLutParam& param, uint32_t c, uint32_t bpc, uint32_t dst_bpc) {
+    return curve(param.GetMinSrc(c, bpc), param.GetMinDst(c, dst_bpc), param.GetMaxSrc(c, bpc),
+                 param.GetMaxDst(c, dst_bpc), param.GetGammaSrc(c));
+}
+/// That of the whole picture.
+Curve curve_of(const SQmLutParam& param, uint32_t bpc) {
+    return curve(param.GetMinSrc(bpc), param.GetMinDst(bpc), param.GetMaxSrc(bpc),
+                 param.GetMaxDst(bpc), param.GetGammaSrc());
 }
 
 bool equal_but_for_lowest(Curve a, const Curve& b) {
@@ -107,7 +107,9 @@ void fill_from_parameters(const Channels& p) {
     const SQmLutParam& param = *p.param;
     Component all[kMostComponents];
     const std::span components(all, p.count);
-    for (uint32_t c = 0; c < p.count; ++c) components[c].curve = curve_of(p, c);
+    for (uint32_t c = 0; c < p.count; ++c)
+        components[c].curve =
+            p.count == 1 ? curve_of(param, p.bpc) : curve_of(param, c, p.bpc, p.bpc);
     share_curves(components);
     if (p.count > 1 && is_grey_scale(p) && param.uiGradient != 0)
         return fill_grey_scale(p, components);
@@ -158,14 +160,10 @@ void masked_colors(const CQmRangeMask& mask, bool single, uint32_t* colors) {
 /// Each component's output is a cell of one table.
 void fill_cells(SQmLut& lut, const SQmLutParam& param, uint32_t bpc, const CQmRangeMask* mask) {
     for (uint8_t c = 0; c < 3; ++c) {
-        if (mask != nullptr && !mask->Get(c)) {
+        if (mask == nullptr || mask->Get(c))
+            put_curve(lut, c, curve_of(param, c, bpc, 8));
+        else
             SQmLut::CreateLinearTable(lut, c, 0, 0, static_cast<int>(max_value(bpc)), 0);
-            continue;
-        }
-        const Curve to =
-            curve(param.GetMinSrc(c, bpc), param.GetMinDst(c, 8), param.GetMaxSrc(c, bpc),
-                  param.GetMaxDst(c, 8), param.GetGammaSrc(c));
-        SQmLut::CreateGammaTable(lut, c, to.src_lo, to.dst_lo, to.src_hi, to.dst_hi, to.gamma);
     }
 }
 
@@ -175,10 +173,7 @@ void fill_tables(SQmLut& lut, const SQmLutParam& param, uint32_t bpc, const CQmR
     Component components[3];
     for (uint32_t c = 0; c < 3; ++c) {
         components[c].color = colors[c];
-        if (mask.Get(c))
-            components[c].curve =
-                curve(param.GetMinSrc(c, bpc), param.GetMinDst(c, bpc), param.GetMaxSrc(c, bpc),
-                      param.GetMaxDst(c, bpc), param.GetGammaSrc(c));
+        if (mask.Get(c)) components[c].curve = curve_of(param, c, bpc, bpc);
     }
     fill(lut, components);
 }

@@ -56,11 +56,10 @@ struct Shifted {
 
 /// Each component's output is a cell of one table.
 void fill_cells(SQmLut& lut, const CQmLutParamRGB& param) {
-    for (uint8_t c = 0; c < 3; ++c) {
-        const Curve to =
-            curve(param.GetMin(c), 0, param.GetMax(c), param.GetMaxDst(c, 8), param.GetGamma(c));
-        SQmLut::CreateGammaTable(lut, c, to.src_lo, to.dst_lo, to.src_hi, to.dst_hi, to.gamma);
-    }
+    for (uint8_t c = 0; c < 3; ++c)
+        put_curve(
+            lut, c,
+            curve(param.GetMin(c), 0, param.GetMax(c), param.GetMaxDst(c, 8), param.GetGamma(c)));
 }
 
 // ----- Spectral ----------------------------------------------------------------------------------

@@ -39,6 +39,7 @@ struct Set {
     Set(uint32_t count, uint32_t bpc, Curves curves) : colors(count), sizes(count, 1) {
         SQmLut::InitPredefLuts();
         channels.Reinit(count, count, sizes.data(), bpc);
+        if (count == 1) param.dGammaSrc = gamma_of(curves, 0);  // which is all that counts then
         for (uint32_t c = 0; c < count; ++c) {
             colors[c] = 0x102030 * (c % 7 + 1) & 0xFFFFFF;
             param.sCompLutParam[c].dGammaSrc = gamma_of(curves, c);

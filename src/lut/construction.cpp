@@ -29,9 +29,9 @@ Palette<uint8_t> palette_of(const Component& c, const SQmLut&, uint8_t) {
     Palette<uint8_t> rows;
     for (uint32_t p = 0; p < kColours; ++p)
         for (uint32_t cell = 0; cell < kColourCells; ++cell) {
-            const uint32_t byte = table.component(p, 2 - cell);
-            const int32_t weighted = trunc_i32(byte * c.weight);
-            rows[p][cell] = static_cast<uint8_t>(c.weight < 1.0 ? weighted : byte);
+            const int32_t byte = table.component(p, 2 - cell);
+            rows[p][cell] =
+                static_cast<uint8_t>(c.weight < 1.0 ? trunc_i32(byte * c.weight) : byte);
         }
     return rows;
 }
@@ -56,8 +56,7 @@ class Values {
         const uint64_t bytes = uint64_t{entries_} * (bits_ <= 8 ? 1 : 2);
         first_ = table_of(lut, component) + table_bytes(lut) - bytes;
         FlatSet flat(first_, bits_);
-        if (SQmLut::CreateGammaTable(flat, 0, c.src_lo, c.dst_lo, c.src_hi, c.dst_hi, c.gamma) < 0)
-            std::memset(first_, 0, bytes);
+        if (put_curve(flat, 0, c) < 0) std::memset(first_, 0, bytes);
     }
 
     /// `write(row, values, count)` for all of them, some at a time. These are copies, since the
@@ -134,6 +133,10 @@ int prepare(SQmLut& lut, uint32_t bpc, uint32_t components, uint32_t dst_bpc, bo
         check(lut, static_cast<unsigned char>(bpc), static_cast<unsigned char>(components),
               static_cast<unsigned char>(dst_bpc), kColourCells);
     return code == QM_OK && lut.pLuts == nullptr ? QM_NO_MEMORY : code;
+}
+
+int put_curve(SQmLut& lut, uint8_t cell, const Curve& c) {
+    return SQmLut::CreateGammaTable(lut, cell, c.src_lo, c.dst_lo, c.src_hi, c.dst_hi, c.gamma);
 }
 
 void fill(SQmLut& lut, std::span<const Component> components) {

@@ -52,6 +52,9 @@ int prepare(SQmLut& lut, uint32_t bpc, uint32_t components, uint32_t dst_bpc, bo
 /// component. Components with equal curves share their values.
 void fill(SQmLut& lut, std::span<const Component> components);
 
+/// Puts a curve into one cell of a table; its outputs are of that cell's bits. SQmLut's code.
+int put_curve(SQmLut& lut, uint8_t cell, const Curve& c);
+
 /// All cells 0.
 void clear(SQmLut& lut);
 

@@ -25,6 +25,9 @@ import unittest
 
 from pictures import *
 
+sys.path.append(str(pathlib.Path(__file__).parent.parent / "data" / "stored"))
+import make as stored  # the byte form, made from its documentation
+
 TOOL, DATA = sys.argv[1], pathlib.Path(sys.argv[2])
 BLUE, GREEN, RED, GREY = (0, 0, 255), (0, 255, 0), (255, 0, 0), (255, 255, 255)
 CYAN, MAGENTA, YELLOW = (0, 255, 255), (255, 0, 255), (255, 255, 0)
@@ -145,7 +148,8 @@ class CommandLine(Case):
                 "histogram": ["--bits", "--component", "--json", "--csv", "--plot", "--log"],
                 "threshold": ["-o", "--component", "--otsu", "--range", "--json"],
                 "render": ["-o", "--bits", "--channels", "--colors", "--levels", "--auto",
-                           "--minmax", "--gamma", "--mark-over", "--mark-under"]}.items():
+                           "--minmax", "--gamma", "--lut", "--mark-over", "--mark-under", "--save-view",
+                           "--load-view"]}.items():
             text = self.run_tool(command, "--help").stdout.decode()
             for option in ["--page", "--max-pixels", *options]:
                 self.assertRegex(text, rf"(?m)^  {option}[ ,]")
@@ -334,7 +338,7 @@ class Depths(Case):
 class Rendering(Case):
     def test_one_channel_is_grey_between_minimum_and_maximum(self):
         rows = [[[300], [400]], [[999], [1300]]]
-        self.assertEqual(self.render(pnm(rows, 4095)), composed(rows, {0: (300, 1300, GREY)}))
+        self.assertEqual(self.render(pnm(rows, 4095)), composed(rows, {0: (300, 1300, GREY)}, 12))
         self.assertEqual(self.render(pnm(rows, 4095))[0], [(0, 0, 0), (25, 25, 25)])  # 25.5
 
     def test_equal_samples_are_shown_between_0_and_the_top(self):
@@ -426,7 +430,7 @@ class Levels(Case):
     def test_auto_leaves_out_a_tenth_percent_at_each_end(self):
         # Of 2000 samples two are left out, so that the third from each end decides.
         rows = self.ramp(2000)
-        want = composed(rows, {0: (2, 1997, GREY)})
+        want = composed(rows, {0: (2, 1997, GREY)}, 12)
         for options in [[], ["--auto"], ["--auto", "0.1:0.1"], ["--auto=0.1%:0.1%"]]:
             self.assertEqual(self.render(pnm(rows, 4095), *options, levels=None), want)
 
@@ -435,7 +439,7 @@ class Levels(Case):
         for percents, low, high in [("5:10", 100, 1799), ("0:1", 0, 1979), ("2%:0%", 40, 1999),
                                     ("0:0", 0, 1999), ("90:9.5", 1800, 1809)]:
             self.assertEqual(self.render(pnm(rows, 4095), "--auto", percents),
-                             composed(rows, {0: (low, high, GREY)}))
+                             composed(rows, {0: (low, high, GREY)}, 12))
 
     def test_auto_and_minmax_look_at_each_channel(self):
         rows = [[[v[0], 100 + v[0], 3000 - v[0]] for v in row] for row in self.ramp(1000)]
@@ -1357,6 +1361,211 @@ class ColourTables(Case):
             y, left = table["top"] + 1, table["left"]
             self.assertEqual(kept[y][left:left + 256],
                              [tuple(bytes.fromhex(colour)) for colour in table["colors"]])
+
+
+def stored_view(components, shown_in, lut=0, levels=(0, 65535), own=None, gamma=1.0, dst=65535,
+                **changed):
+    """A view as docs/stored-form.md describes it. `own`: {component: (low, high, gamma)}."""
+    def level(i):
+        low, high, bent = (own or {}).get(i, (0, 65535, 1.0))
+        return stored.listing(
+            f"a{i:02}", stored.unsigned("uiMinSrc", low), stored.unsigned("uiMaxSrc", high),
+            stored.double("fMinSrc", 0.0), stored.double("fMaxSrc", 1.0),
+            stored.double("dGammaSrc", bent), stored.unsigned("uiMinDst", 0),
+            stored.unsigned("uiMaxDst", 65535), stored.unsigned("uiGroup", 0))
+
+    most = struct.unpack("<f", bytes.fromhex("ffff7f7f"))[0]
+    numbers = {"uiGradient": lut, "uiGradientBrightField": 0, "uiMinSrc": levels[0],
+               "uiMaxSrc": levels[1], "dGammaSrc": gamma, "uiMinDst": 0, "uiMaxDst": dst,
+               "uiColorSpace": int(components == 1), "uiRepresentation": 0,
+               "uiLutComponentCount": components, "uiGroupCount": 3}
+    params = [(stored.double if isinstance(v, float) else stored.unsigned)(k, v)
+              for k, v in numbers.items()]
+    params += [stored.listing("sCompLutParam", *[level(i) for i in range(3 if components == 1 else 192)]),
+               stored.listing("sLutDataSpectral", stored.double("dGainTrueColor", 1.0),
+                              stored.double("dOffsetTrueColor", 0.0),
+                              stored.double("dGainGrayScale", 1.0),
+                              stored.double("dOffsetGrayScal", 0.0),
+                              stored.unsigned("uiSpectralColorMode", 0))]
+    content = {
+        "version": stored.unsigned("version", 1), "bFloat": stored.boolean("bFloat", False),
+        "fMinSrc": stored.double("fMinSrc", most), "fMaxSrc": stored.double("fMaxSrc", -most),
+        "channels": stored.listing("channels", *[
+            stored.listing("", stored.unsigned("component", c), stored.unsigned("color", colour))
+            for c, colour in shown_in]),
+        "SQmLutParam": stored.listing("SQmLutParam", *params), **changed}
+    return stored.block(stored.listing(content.pop("name", "qmpic view"),
+                                       *[c for c in content.values() if c]))
+
+
+class Views(Case):
+    def setUp(self):
+        super().setUp()
+        self.view = self.folder / "view"
+
+    def tables(self):
+        return [[tuple(bytes.fromhex(c)) for c in table["colors"]]
+                for table in json.loads(self.run_tool("luts", "--json").stdout)["tables"]]
+
+    def test_a_channel_is_shown_in_a_colour_table(self):
+        tables = self.tables()
+        rows = random_rows(16, 16, 1, 255)
+        for index in [0, 1, 3, 27, len(tables) - 1]:
+            self.assertEqual(self.render(pnm(rows, 255), "--lut", index),
+                             [[tables[index][p[0]] for p in row] for row in rows])
+        for bits in [10, 12, 16]:
+            top = 2 ** bits - 1
+            rows = random_rows(9, 9, 1, top)
+            want = [[tables[1][curve(p[0], top, 100, 900, 2) * 256 // (top + 1)] for p in row]
+                    for row in rows]
+            for name in ["1", "Rainbow", "rainbow", "RAIN-BOW"]:
+                self.assertEqual(self.render(pnm(rows, top), "--lut", name, "--levels", "100:900",
+                                             "--gamma", 2), want)
+
+    def test_one_of_several_channels_is_shown_in_a_colour_table(self):
+        tables = self.tables()
+        rows = random_rows(8, 8, 3, 255)
+        for data in [tiff(page(rows, 8)), png(rows, 8, RGB)]:
+            for index in [0, 5]:
+                self.assertEqual(
+                    self.render(data, "--lut", index, "--channels", 1, "--levels", "50:200"),
+                    [[tables[index][curve(p[1], 255, 50, 200)] for p in row] for row in rows])
+
+    def test_a_colour_table_is_for_one_channel(self):
+        two = self.file(tiff(page(random_rows(4, 4, 2, 255), 8)), "two")
+        one = self.file(pnm([[[1], [2]]], 255), "one")
+        self.assert_fails(2, "--channels", "render", two, "-o", self.out, "--lut", 1)
+        self.assert_fails(2, "--lut", "render", one, "-o", self.out, "--lut", "no such")
+        self.assert_fails(2, "--lut", "render", one, "-o", self.out, "--lut", 46)
+        self.assert_fails(2, "--lut", "render", "none", "-o", self.out, "--lut", "-1")
+        self.assert_fails(2, "--", "render", one, "-o", self.out, "--lut", 1, "--colors", "FF0000")
+        self.assertFalse(self.out.exists())
+
+    def test_a_view_shows_a_picture_as_it_was(self):
+        rows, one = random_rows(8, 6, 3, 4095), random_rows(8, 6, 1, 65535)
+        for data, options in [
+                (tiff(page(rows)), []),
+                (tiff(page(rows)), ["--channels", "2,0", "--colors", "#ff8000,102030", "--levels",
+                                    "100:4000,0:9000", "--gamma", "0.5,2"]),
+                (tiff(page(rows)), ["--channels", 1, "--lut", 7, "--auto", "5:10"]),
+                (pnm(rows, 4095), ["--levels", "1:4094"]),
+                (tiff(page(one)), ["--lut", 3, "--levels", "4711:40000", "--gamma", "0.7"]),
+                (tiff(page(one)), ["--levels", "65534:65535", "--colors", "123456"])]:
+            want = self.render(data, *options, "--save-view", self.view, levels=None)
+            self.assertEqual(self.render(data, "--load-view", self.view, levels=None), want)
+            self.assertEqual(self.render(data, "--load-view", self.view, "--save-view", self.view,
+                                         levels=None), want)  # over itself
+            self.assertEqual(self.render(data, "--load-view", self.view, levels=None), want)
+
+    def test_a_view_holds_levels_as_fractions(self):
+        rows = [[[0], [51], [102], [204], [255]]]
+        self.render(pnm(rows, 255), "--levels", "51:204", "--save-view", self.view)
+        for bits in [8, 12, 16]:
+            top = 2 ** bits - 1
+            scaled = [[[p[0] * top // 255] for p in row] for row in rows]
+            self.assertEqual(self.render(pnm(scaled, top), "--load-view", self.view, levels=None),
+                             composed(scaled, {0: (top // 5, top * 4 // 5, GREY)}, bits))
+
+    def test_marks_are_not_part_of_a_view(self):
+        data = pnm([[[0], [100], [255]]], 255)
+        self.render(data, "--mark-over", "--save-view", self.view)
+        self.assertEqual(self.render(data, "--load-view", self.view, levels=None)[0][2], GREY)
+        self.assertEqual(self.render(data, "--load-view", self.view, "--mark-over", levels=None),
+                         [[(0, 0, 0), (100, 100, 100), RED]])
+
+    def test_a_view_is_stored_as_documented(self):
+        rows = random_rows(8, 6, 3, 65535)
+        self.render(tiff(page(rows)), "--channels", "2,0", "--colors", "FF8000,102030", "--levels",
+                    "100:40000,7:65535", "--gamma", "0.5,2", "--save-view", self.view)
+        self.assertEqual(self.view.read_bytes(), stored_view(
+            3, [(2, 0x0080FF), (0, 0x302010)], own={2: (100, 40000, 0.5), 0: (7, 65535, 2.0)}))
+        self.render(tiff(page([[[0], [1000], [65535]]])), "--lut", 3, "--gamma", "0.5", "--levels",
+                    "20:30", "--save-view", self.view)
+        self.assertEqual(self.view.read_bytes(),
+                         stored_view(1, [(0, 0xFFFFFF)], lut=3, levels=(20, 30), gamma=0.5))
+        # A white level above the depth: 1023 of 0 to 2046 is half of the output.
+        self.render(pnm([[[0], [1023]]], 1023), "--levels", "0:2046", "--save-view", self.view)
+        self.assertEqual(self.view.read_bytes(), stored_view(1, [(0, 0xFFFFFF)], dst=32768))
+
+    def test_a_view_that_is_wrong_is_code_1(self):
+        picture = self.file(tiff(page(random_rows(4, 4, 2, 255), 8)))
+        good = [(0, 0xFF), (1, 0xFF00)]
+        child = stored.unsigned
+        for text, data in [
+                ("not a view", b""), ("not a view", b"QMVT"), ("not a view", pnm([[[1]]], 255)),
+                ("not a view", stored_view(2, good)[:-1]),
+                ("not a view", stored_view(2, good, name="qmpic")),
+                ("too large", bytes(2 ** 20 + 1)),
+                ("version 2", stored_view(2, good, version=child("version", 2))),
+                ("'version'", stored_view(2, good, version=None)),
+                ("'version'", stored_view(2, good, version=stored.text("version", "1"))),
+                ("floats", stored_view(2, good, bFloat=stored.boolean("bFloat", True))),
+                ("'bFloat'", stored_view(2, good, bFloat=child("bFloat", 0))),
+                ("fMinSrc", stored_view(2, good, fMinSrc=stored.double("fMinSrc", 1e300))),
+                ("fMaxSrc", stored_view(2, good, fMaxSrc=stored.double("fMaxSrc", stored.NAN))),
+                ("'channels'", stored_view(2, good, channels=child("channels", 2))),
+                ("'component'", stored_view(2, good, channels=stored.listing(
+                    "channels", stored.listing("", child("color", 1))))),
+                ("'SQmLutParam'", stored_view(2, good, SQmLutParam=None)),
+                ("0 components", stored_view(2, good, SQmLutParam=stored.listing("SQmLutParam"))),
+                ("0 channels", stored_view(2, [])), ("3 channels", stored_view(2, good + good[:1])),
+                ("channel 1", stored_view(2, good[:1] * 2)),
+                ("channel 0", stored_view(2, [(2, 0xFF)])),
+                ("channel 0", stored_view(2, [(0, 0x1000000)])),
+                ("193 components", stored_view(193, good)),
+                ("1 components", stored_view(1, good[:1])), ("3 components", stored_view(3, good)),
+                ("colour table 46", stored_view(2, good, lut=46)),
+                ("colour table 4294967295", stored_view(2, good, lut=2 ** 32 - 1)),
+                ("gamma", stored_view(2, good, gamma=0.0)),
+                ("gamma", stored_view(2, good, gamma=float("inf"))),
+                ("gamma", stored_view(2, good, own={1: (0, 1, float("nan"))})),
+                ("gamma", stored_view(2, good, own={1: (0, 1, -2.0)}))]:
+            with self.subTest(text=text, size=len(data)):
+                self.view.write_bytes(data)
+                self.assert_fails(1, text, "render", picture, "-o", self.out, "--load-view",
+                                  self.view)
+                self.assertFalse(self.out.exists())
+        self.assert_fails(1, "No such file", "render", picture, "-o", self.out, "--load-view",
+                          self.folder / "none")
+        self.assert_fails(1, "directory", "render", picture, "-o", self.out, "--load-view",
+                          self.folder)
+
+    def test_damaged_views_never_crash(self):
+        picture = self.file(pnm([[[1], [200]]], 255))
+        whole = stored_view(1, [(0, 0xFF)], lut=3)
+        source = random.Random(2)
+        for _ in range(60):
+            damaged = bytearray(whole)
+            for _ in range(source.randint(1, 3)):
+                at = source.choice([source.randrange(400), source.randrange(len(whole))])
+                damaged[at] ^= 1 << source.randrange(8)
+            self.view.write_bytes(damaged)
+            run = self.run_tool("render", picture, "-o", self.out, "--load-view", self.view)
+            self.assertIn(run.returncode, [0, 1])
+            self.assertEqual(run.stderr.count(b"\n"), run.returncode, run.stderr)
+
+    def test_levels_of_a_view_in_any_order_are_shown(self):
+        self.view.write_bytes(stored_view(1, [(0, 0xFFFFFF)], levels=(40000, 20)))
+        self.assertEqual(self.render(pnm([[[1], [200]]], 255), "--load-view", self.view,
+                                     levels=None), [[(0, 0, 0)] * 2])
+
+    def test_a_view_leaves_no_room_for_options(self):
+        picture = self.file(pnm([[[1], [200]]], 255))
+        self.view.write_bytes(stored_view(1, [(0, 0xFF)]))
+        for option in [["--channels", 0], ["--colors", "FF0000"], ["--levels", "0:1"],
+                       ["--auto=1:1"], ["--minmax"], ["--gamma", 1], ["--lut", 1]]:
+            self.assert_fails(2, "--load-view", "render", picture, "-o", self.out, *option,
+                              "--load-view", self.view)
+
+    def test_a_view_replaces_neither_picture_nor_output(self):
+        picture = self.file(pnm([[[1], [200]]], 255))
+        for path in [picture, self.out, self.folder / "." / "out.png"]:
+            self.assert_fails(2, "--save-view", "render", picture, "-o", self.out, "--save-view",
+                              path)
+        self.assertFalse(self.out.exists())
+        for path in [self.folder, self.folder / "none" / "view"]:
+            self.assert_fails(1, "cannot be written", "render", picture, "-o", self.out,
+                              "--save-view", path)
 
 
 class Bar(Case):
