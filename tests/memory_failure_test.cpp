@@ -607,9 +607,11 @@ void add_generators() {
             SQmLut::CreateLinearTable(values, 9, 0, 0, 255, 255);
         }
     };
-    const auto print_cells = [](Print& print, const Mapped& m) {
-        const auto* const tables = static_cast<const uint8_t* const* const*>(m.lut.pLuts);
-        print.block(tables[0][0], 3 * 256 * 3);
+    const auto print_first_table = [](Print& print, const SQmLut& lut) {
+        print.block(static_cast<const uint8_t* const* const*>(lut.pLuts)[0][0], 256 * 3);
+    };
+    const auto print_cells = [=](Print& print, const Mapped& m) {
+        print_first_table(print, m.lut);
     };
     add<Mapped>(
         "SQmLut::CreateMultiColorTable", {kThrows},
@@ -627,13 +629,18 @@ void add_generators() {
             static constexpr uint8_t kEntry[4] = {1, 2, 3, 4};
             SQmLut::SetOverExpColorArr(outer, kEntry, 8);
             SQmLut::SetUnderExpColorArr(outer, kEntry, 8);
+            SQmLut::CreateMultiColorTable(outer, colors, 3);
             SQmLut::AllocSingle(inner, 8, 8);
+            SQmLut::CreateLinearTable(inner, 0, 0, 0, 255, 255);
         }
     };
     add<Composed>(
         "SQmLut::CreateComposedTable", {kSilent, kSilent},  // without the colours
         [](Composed& c) { return SQmLut::CreateComposedTable(c.lut, c.outer, c.inner); },
-        [](Print& print, const Composed& c) { print_tables(print, c.lut); });
+        [=](Print& print, const Composed& c) {
+            print_tables(print, c.lut);
+            print_first_table(print, c.lut);
+        });
     struct Gradient {
         void* table = nullptr;
         Gradient() = default;

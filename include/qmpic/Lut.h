@@ -240,35 +240,160 @@ class QM_API SQmLut {
 
     // ----- Generators ----------------------------------------------------------------------------
 
+    // They fill tables that stand. N is 2^`ucSrcBpc`, the number of entries, and D is
+    // 2^`ucDstBpc` - 1, the top value of a cell. Everything is cut, never rounded, but where it is
+    // said. -4: no tables, or a set of another shape than is asked for; nothing is written then.
+    // Cells of 0 bits have no bytes: 0. `pow` and `log10` are those of the C library, bit by bit;
+    // a result that is no number becomes 0, and one beyond a limit the limit.
+
+    /// A ramp from entry `srcLo`, which holds `dstLo`, to entry `srcHi`, which holds `dstHi`. Below
+    /// is `dstLo`, from `srcHi` on `dstHi`, both *as they stand*: the low bits, not limited.
+    /// Between them entry i is
+    ///
+    ///     (i - srcLo) * (dstHi - dstLo) / (srcHi - srcLo) + dstLo
+    ///
+    /// with the quotient cut toward zero, limited to 0 and D: in 32 bits that wrap for cells of a
+    /// byte, in 64 for words. With 10, 0, 20, 200 entry 19 is 180. `srcLo` may be negative, and
+    /// `srcHi` beyond the table. A switched-off component is 0, 0, N - 1, 0: zeros.
+    ///
+    /// A flat table is filled whatever `comp` is. Of a colour table cell `comp` of each row is
+    /// filled, and all cells alike when `comp` is *greater* than their number; when it is equal,
+    /// that is the cell behind each row, which is the first of the next one (the last row's is
+    /// dropped). -4: `srcHi` <= `srcLo`, several components, or more than 16 bits.
     static int CreateLinearTable(SQmLut& lut, unsigned char comp, int srcLo, int dstLo, int srcHi,
                                  int dstHi);
+    /// The same as a window: `dstLo` from entry `srcHi` on. With 10, 0, 20, 200 entry 19 is 180 and
+    /// entry 20 is 0.
     static int CreateLinearTable2(SQmLut& lut, unsigned char comp, int srcLo, int dstLo, int srcHi,
                                   int dstHi);
+    /// CreateLinearTable bent by a gamma: a ramp value x, before it is limited, becomes
+    /// pow(x / D, `gamma`) * D, limited to 0 and D. Both tails are bent, too. With a gamma of 1 it
+    /// is the ramp. Of 8 bits and a gamma of 2, 51 (a fifth) becomes 10 (10.2).
+    ///
+    /// At 16 bits some hundred powers are computed, and not 65536, with the same result.
     static int CreateGammaTable(SQmLut& lut, unsigned char comp, int srcLo, int dstLo, int srcHi,
                                 int dstHi, double gamma);
+    /// The same as a window: `dstLo` *as it stands* on both sides. Unlike CreateLinearTable2 the
+    /// ramp goes up to `srcHi` inclusive: with 10, 0, 20, 200 and a gamma of 1 entry 20 is 200 and
+    /// entry 21 is 0.
     static int CreateGammaTable2(SQmLut& lut, unsigned char comp, int srcLo, int dstLo, int srcHi,
                                  int dstHi, double gamma);
+    /// A power of ten. With x = `srcHi` - `srcLo` + 1, r = `dstHi` - `dstLo`, M = 255 and L =
+    /// log10(256) for cells of up to 8 bits, M = N - 1 and L = log10(N) for words:
+    ///
+    /// | entries                | up to 8 bits            | words                          |
+    /// |------------------------|-------------------------|--------------------------------|
+    /// | below `srcLo`          | 10^(dstLo / M * L) - 1  | log10(dstLo + 1) / L * M (sic) |
+    /// | `srcLo` to `srcHi` - 1 | 10^((i - srcLo) / r * log10(x)) - 1 | the same           |
+    /// | from `srcHi` on        | 10^(dstHi / M + L) - 1  | the same                       |
+    ///
+    /// cut and limited to 0 and 255 (also of fewer than 8 bits), or to 0 and D for words. Mark that
+    /// the ramp divides by the span of the *destination*, which is right where both spans agree,
+    /// that it does not start at `dstLo`, that the upper tail *adds* L, so that every `dstHi` above
+    /// 0 leads to the top of bytes, and that words have the logarithm's lower tail. `comp` is not
+    /// looked at. -4: `srcHi` <= `srcLo`, no flat table, or more than 16 bits.
     static int CreateExpTable_1_1(SQmLut& lut, unsigned char comp, int srcLo, int dstLo, int srcHi,
                                   int dstHi);
+    /// A logarithm, with the letters and limits of CreateExpTable_1_1: the ramp is
+    /// log10(i - srcLo + 1) * r / log10(x), without `dstLo`, a tail log10(dst + 1) / L * M. With 0,
+    /// 0, 255, 255 at 8 bits entry 1 is 31 (31.875).
     static int CreateLogaritmicTable_1_1(SQmLut& lut, unsigned char comp, int srcLo, int dstLo,
                                          int srcHi, int dstHi);
+    /// Equalises: entry i becomes N * (counts below i) / (all counts), the last one N - 1 in any
+    /// case. Entries behind the last bin that has counts *keep what they hold*. A histogram without
+    /// counts gives zeros before the last entry. Sums are of 64 bits, and wrap.
+    ///
+    /// A flat table takes the histogram's first block (of several components the intensity). In a
+    /// colour table the counts of component `comp` are taken, and row `comp` for the table: N cells
+    /// from its first one on are filled, as far as the set goes. -4: depths of source, cells and
+    /// histogram that are not all equal, more than 16 bits, several components, bins of neither 4
+    /// nor 8 bytes, no histogram or no such component.
     static int CreateEqualizingTable_1_1(SQmLut& lut, unsigned char comp, SQmHisto* histo);
+    /// `inner` first, then `outer`: cell c of row i of component k is cell c of `outer`'s row v of
+    /// component k, v being at most N - 1 and
+    ///
+    /// | `inner` has                             | v is            |
+    /// |-----------------------------------------|-----------------|
+    /// | one component of one cell               | inner[i]        |
+    /// | as many components as `outer`           | inner[k][i][c]  |
+    /// | one component, a cell for each component | inner[i][k]     |
+    ///
+    /// `lut` takes `outer`'s mask, and the first of its exposure colours through
+    /// SetOverExpColorArr and SetUnderExpColorArr, whose codes are lost. -4, nothing touched: sets
+    /// without tables, `lut` and `outer` of different shape, or an `inner` whose depth of samples
+    /// or of cells is not `outer`'s of samples. -4 after mask and colours: an `inner` of other
+    /// components or cells, or of fewer cells than `outer`. -2: more than 16 bits of a cell. With
+    /// more than 16 source bits 0, and the tables stay.
     static int CreateComposedTable(SQmLut& lut, SQmLut& outer, SQmLut& inner);
+    /// A ramp to a colour: cell c of row i is i * byte c of `color` / (N - 1), *byte 0 first*. So a
+    /// colour reference's red lands in cell 0, where the other tables have blue: 0x0000FF gives
+    /// cell 0 a ramp to 255. Bytes are not scaled to fewer bits. One entry: zeros. -4: not one
+    /// component of three cells, or more than 8 bits.
     static int CreateColorTable(SQmLut& lut, unsigned int color);
+    /// Values times a colour. `src` has mapped the samples: a table with the set's `ucSrcBpc` and
+    /// cells that wide, one for all three cells of a row, or three. With s its value, cell 0 is
+    /// s * blue / (N - 1), cell 1 green, cell 2 red: *the other way round* than CreateColorTable.
+    /// With `bOver` a row of whose values any is N - 1 is `overColor`, else with `bUnder` one of
+    /// whose values any is 0 is `underColor`.
+    ///
+    /// Without `src` it is CreateColorTable. -4: not one component of three cells of 8 bits, more
+    /// than 16 source bits, or another `src`.
     static int CreateColorTableEx(SQmLut& lut, unsigned int color, SQmLut* src, bool bOver,
                                   unsigned int overColor, bool bUnder, unsigned int underColor);
+    /// Ramps to `count` colours, one for each component: cell 0 of row i is blue * i / (N - 1),
+    /// cell 1 green, cell 2 red, in 32 bits without sign. Words take a byte * D / 255 for a colour,
+    /// of 12 bits 128 as 2055; up to 8 bits it is the byte, whatever the depth. In a set with a
+    /// shared table the last colour stays. -4: `count` is not the number of components, not three
+    /// cells, no colours, or more than 16 bits. Throws std::bad_alloc before anything is written.
     static int CreateMultiColorTable(SQmLut& lut, unsigned int* colors, unsigned char count);
+    /// Values times colours. `src` is one table of a cell for each component, of the set's
+    /// `ucSrcBpc` in samples and cells; s is its value for a row and component. Colours as in
+    /// CreateMultiColorTable.
+    ///
+    /// Up to 8 bits: s * colour / (N - 1); a row whose s is N - 1 is `overColor` with `bOver`, else
+    /// one whose s is 0 `underColor` with `bUnder`. Words: s * colour / *D*, the top of the
+    /// destination, in 32 bits *with a sign*, which wrap: at 16 bits 65535 * 65535 is -131071, and
+    /// leads to -2, 65534. They are never marked.
+    ///
+    /// Without `src` it is CreateMultiColorTable. -4: as there, or another `src`. More than 16
+    /// source bits: 0, and nothing is done. Throws std::bad_alloc before anything is written.
     static int CreateMultiColorTableEx(SQmLut& lut, unsigned int* colors, unsigned char count,
                                        SQmLut* src, bool bOver, unsigned int overColor, bool bUnder,
                                        unsigned int underColor);
+
+    // Tables through predefined colours. The set has three cells of 8 bits, and at most 16 source
+    // bits; `src` is flat, and read in bytes when the *set's* `ucSrcBpc` is at most 8, else in
+    // words. Where it is otherwise the set is left as it is, *and the result is 0 all the same*.
+    // The position of a value among the 256 colours is value * 256 / N, at most 255.
+
+    /// Row i is CQmPredefLUTs::GetLUTEntry of value `src`[i] in the range N, blue, green, red:
+    /// `lutIndex` 255 is the custom table, and an index without a table gives greys. One component.
     static int CreateRainbowLUTTable(SQmLut& lut, SQmLut& src, int lutIndex, double lo, double hi);
+    /// The same in entries `srcLo` to `srcHi`, of the value
+    /// (`dstHi` - `dstLo`) * `src`[i] / N + `dstLo`, rounded. Entries outside are grey,
+    /// i * 256 / N. One component.
     static int CreateRainbowLUTTable2(SQmLut& lut, SQmLut& src, int lutIndex, unsigned int srcLo,
                                       unsigned int srcHi, unsigned int dstLo, unsigned int dstHi);
+    /// The same, of every entry, in the table of one component of many. The colours are those of
+    /// GetPredefLut(`lutIndex`, true): 255 is *not* the custom table, and without a table nothing
+    /// is done. Nor is it for a `comp` that does not exist.
     static int CreateRainbowLUTTableSpect_1Channel(SQmLut& lut, unsigned int comp, SQmLut& src,
                                                    int lutIndex);
+    /// The same in the tables of all components, also a shared one.
     static int CreateRainbowLUTTableSpect_SameChannels(SQmLut& lut, SQmLut& src, int lutIndex);
+    /// Makes a table without a set: 2^`bpc` rows of three cells, blue, green, red, of a byte at 8
+    /// bits and words above, to be released with FreeGradientTable. The four fractions are limited
+    /// to 0 and 1. With t = i / 2^`bpc`, rows from `srcLo` to `srcHi` have the colour
+    ///
+    ///     ((t - srcLo) / (srcHi - srcLo) * (dstHi - dstLo) + dstLo) * 256
+    ///
+    /// rounded, halves up, at most 255, of the stored colours of GetPredefLut(`lutIndex`, true),
+    /// each times 2^`bpc` / 256: white is 4080 at 12 bits. Rows outside hold i in all cells, and so
+    /// do all when `srcLo` >= `srcHi` or there are no colours. -9: less than 8 bits or more than
+    /// 16, or a negative index; `table` as it was. -3: no memory, `table` is null.
     static int CreateGradientTableC1ToC3(void*& table, unsigned int bpc, int lutIndex, double srcLo,
                                          double srcHi, double dstLo, double dstHi);
+    /// Releases such a table and makes the pointer null. Null is allowed.
     static void FreeGradientTable(void*& table);
 
     // ----- Predefined and extended tables --------------------------------------------------------

@@ -125,7 +125,7 @@ Marked any_marks(Random& random) {
 TEST_P(ColourTables, OfValuesAreMarkedOrScaled) {
     const ForcedLevel forced(GetParam());
     Random random(31);
-    for (int round = 0; round < 400; ++round) {
+    for (int round = 0; round < 150; ++round) {
         const uint32_t bits = bits_of(random), color = any_colour(random);
         const uint32_t cells = random(0, 1) ? 1 : 3;
         const Marked m = any_marks(random);
@@ -214,7 +214,7 @@ uint32_t scaled(const Set& set, uint32_t reference, uint32_t cell) {
 TEST_P(ColourTables, OfSeveralColoursAreRamps) {
     const ForcedLevel forced(GetParam());
     Random random(32);
-    for (int round = 0; round < 300; ++round) {
+    for (int round = 0; round < 150; ++round) {
         const uint32_t bits = bits_of(random), count = random(1, 5);
         Set made(bits, count, any_depth(random), 3), expected(bits, count, made.ucDstBpc, 3);
         made.scramble(random);
@@ -231,7 +231,7 @@ TEST_P(ColourTables, OfSeveralColoursAreRamps) {
 TEST_P(ColourTables, OfSeveralColoursAndValues) {
     const ForcedLevel forced(GetParam());
     Random random(33);
-    for (int round = 0; round < 400; ++round) {
+    for (int round = 0; round < 150; ++round) {
         const uint32_t bits = bits_of(random), count = random(1, 5);
         const Marked m = any_marks(random);
         Set made(bits, count, any_depth(random), 3), expected(bits, count, made.ucDstBpc, 3);
@@ -392,7 +392,7 @@ TEST(MultiColorTable, ThrowsWithoutMemoryAndLeavesTheSet) {
 
 TEST(ComposedTable, IsTheOuterTableAtTheInnerValues) {
     Random random(34);
-    for (int round = 0; round < 300; ++round) {
+    for (int round = 0; round < 150; ++round) {
         const uint32_t src = bits_of(random), dst = any_depth(random), cells = random(1, 4);
         const uint32_t components = random(0, 1) ? 1 : random(2, 5);
         Set made(src, components, dst, cells), expected(src, components, dst, cells);

@@ -68,7 +68,7 @@ TEST(Curves, AreTheFormulaEntryByEntry) {
         default: return static_cast<int>(random(0, around));
         }
     };
-    for (int round = 0; round < 1500; ++round) {
+    for (int round = 0; round < 600; ++round) {
         Set made(random(0, 9) ? random(1, 10) : random(11, 16), 1, random(1, 16), 1);
         made.scramble(random);
         auto expected = made.content();
@@ -228,7 +228,7 @@ std::vector<uint32_t> equalised(std::vector<uint32_t> before, const uint64_t* bi
 template <class Bin>
 void check_equalising(uint32_t seed) {
     Random random(seed);
-    for (int round = 0; round < 200; ++round) {
+    for (int round = 0; round < 100; ++round) {
         const uint32_t bits = random(0, 9) ? random(1, 9) : random(10, 16), n = 1u << bits;
         Set made(bits, 1, bits, 1);
         made.scramble(random);

@@ -54,7 +54,7 @@ class RainbowTables : public testing::Test {
 };
 
 TEST_F(RainbowTables, LookUpEveryValue) {
-    for (int round = 0; round < 300; ++round) {
+    for (int round = 0; round < 120; ++round) {
         const uint32_t bits = random_(0, 9) ? random_(1, 10) : random_(11, 16);
         Set made(bits, 1, 8, 3), expected(bits, 1, 8, 3), src(bits, 1, bits, 1);
         random_(0, 3) ? src.fill(random_) : src.scramble(random_);
@@ -79,7 +79,7 @@ TEST_F(RainbowTables, AreMadeOfEntriesOfTheirRange) {
 }
 
 TEST_F(RainbowTables, OfAnIntervalAreGreyOutside) {
-    for (int round = 0; round < 300; ++round) {
+    for (int round = 0; round < 120; ++round) {
         const uint32_t bits = random_(0, 9) ? random_(1, 10) : random_(11, 16), n = 1u << bits;
         Set made(bits, 1, 8, 3), expected(bits, 1, 8, 3), src(bits, 1, bits, 1);
         src.fill(random_);
@@ -246,7 +246,7 @@ TEST_F(RainbowTables, OfAGradientRunThroughTheColours) {
         return random_(0, 3) ? random_(0, 1000) / 1000.0
                              : random_.one_of({0.0, 1.0, -0.5, 1.5, 0.25, 0.5});
     };
-    for (int round = 0; round < 60; ++round) {
+    for (int round = 0; round < 30; ++round) {
         const uint32_t bits = random_(8, 16), m = 1u << bits;
         const int index = random_.one_of({0, 1, 2, 7, 33, 45, 46, kCustom});
         const double arguments[] = {any(), any(), any(), any()};
