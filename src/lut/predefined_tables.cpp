@@ -72,17 +72,17 @@ class Stretches {
     }
 
   private:
-    void fill(std::uint32_t first, std::uint32_t first_colour, std::uint32_t last,
-              std::uint32_t last_colour) const {
-        if (first_colour == last_colour) {
-            const std::uint32_t word = table_.word(first_colour);
+    void fill(std::uint32_t first, std::uint32_t at_first, std::uint32_t last,
+              std::uint32_t at_last) const {
+        if (at_first == at_last) {
+            const std::uint32_t word = table_.word(at_first);
             for (std::uint32_t i = first; i <= last; ++i)
                 write_cells<std::uint8_t>(row_of(lut_, i), word);
             return;
         }
         const std::uint32_t middle = first + (last - first) / 2;
-        fill(first, first_colour, middle, position_(middle));
-        fill(middle + 1, position_(middle + 1), last, last_colour);
+        fill(first, at_first, middle, position_(middle));
+        fill(middle + 1, position_(middle + 1), last, at_last);
     }
 
     SQmLut& lut_;

@@ -760,7 +760,7 @@ TEST(ExtendedLuts, AreBlackWithoutNodesWithin) {
     const PredefLuts luts;
     insert(0, L"empty", SQmGradientConfig());
     insert(1, L"above", two_nodes(1000, 2000, true));
-    for (const size_t i : {0, 1})
+    for (const size_t i : {size_t{0}, size_t{1}})
         for (int k = 0; k < 256; ++k) EXPECT_EQ(entry(extended(i).pColors, k), (Rgb{0, 0, 0}));
 }
 
