@@ -77,7 +77,7 @@ class LoadLevel {
         const CQmVariant* const found = from_.SearchFixedOneLevel(key);
         if (found == nullptr) return;
         bool good = false;
-        const auto take = [&](auto value) {
+        const auto take = [&](const auto& value) {
             if (good) field = static_cast<Field>(value);
         };
         if constexpr (std::is_same_v<Field, bool>)

@@ -117,7 +117,6 @@ CQmLiteVariantR::CQmLiteVariantR(const void* pBytes, std::size_t uiSize) noexcep
     m_bValid = outermost && is_level(*outermost);
     if (m_bValid) m_aLevels[0] = level_of<Level>(*outermost);
 }
-CQmLiteVariantR::~CQmLiteVariantR() = default;
 
 bool CQmLiteVariantR::IsValid() const noexcept { return m_bValid; }
 

@@ -64,7 +64,6 @@ class QM_API CQmLiteVariantR {
   public:
     /// The bytes are not copied and must stay.
     CQmLiteVariantR(const void* pBytes, std::size_t uiSize) noexcept;
-    ~CQmLiteVariantR();
     CQmLiteVariantR(const CQmLiteVariantR&) = delete;
     CQmLiteVariantR& operator=(const CQmLiteVariantR&) = delete;
     bool IsValid() const noexcept;
