@@ -509,6 +509,7 @@ int reinit(CQmLutParamSpectralGrouped& p) { return p.Reinit(2, kSizes, 2, 3, 4, 
 template <class P>
 struct TypedPair {
     P from, to;
+    std::optional<P> copy;
     TypedPair() {
         reinit(from);
         constexpr unsigned one = 1;
@@ -522,11 +523,10 @@ void add_typed_of(const std::string& name, size_t arrays) {
     const std::vector<Fate> fates(arrays, kThrows);
     const auto look = [](Print& print, const Pair& p) {
         print << p.to.GetBpc() << p.to.GetChannelCount() << p.to.GetComponentCount();
-        print.block(p.to.puiComp, p.to.GetChannelCount());
+        print.block(p.to.puiComp, p.to.GetChannelCount()) << p.copy.has_value();
     };
     add<Pair>(
-        name + "::" + name, fates, [](Pair& p) { return static_cast<int>(P(p.from).GetBpc()) - 8; },
-        look);
+        name + "::" + name, fates, [](Pair& p) { return p.copy.emplace(p.from), 0; }, look);
     add<Pair>(
         name + "::operator=", fates, [](Pair& p) { return p.to = p.from, 0; }, look);
     add<Pair>(
