@@ -60,7 +60,10 @@ step_clang() {
 
 step_fuzz() {
     build fuzz
-    scripts/fuzz.sh -runs=200000 -seed=1
+    scripts/fuzz.sh -runs=100000 -seed=1 &
+    local other=$!
+    scripts/fuzz.sh -runs=100000 -seed=2
+    wait "$other"
 }
 
 steps=("$@")
