@@ -53,7 +53,11 @@ class QM_API SQmGradientConfig {
     static void GetTabColorsFromConfig(SQmGradientConfig* config, unsigned int* colors, double lo,
                                        double hi);
 
+    /// Makes `v` a list "SQmGradientConfig" of all fields, see docs/stored-form.md. 0; -9 for null;
+    /// -3.
     int SaveToVariant(CQmVariant* v);
+    /// What is absent stays as it was; a node that is stored as not valid becomes NaN. 0; -9 for
+    /// null and for a variant of another name; -3.
     int LoadFromVariant(const CQmVariant* v);
 };
 
@@ -81,6 +85,9 @@ class QM_API SQmGradientConfigs {
     /// Empties the list.
     static void Free();
 
+    /// Makes `v` a list "CustomLUTs" of all gradients. 0; -9 for null; -3.
     static int SaveToVariant(CQmVariant* v);
+    /// Replaces the gradients of the list by those that are stored, up to the first element that is
+    /// none. 0; -9 for null and for a variant of another name, which leaves the list as it was; -3.
     static int LoadFromVariant(const CQmVariant* v);
 };

@@ -352,6 +352,10 @@ class QM_API SQmLutParam {
     int ComponentMaskToSpectralGroupMask(CQmRangeMask& groups, const CQmRangeMask& comps,
                                          unsigned int compCount);
 
+    /// Makes `v` a list of the fields, whose name stays: see docs/stored-form.md. `bFloat`, the
+    /// global floats and the number of spectral components are not stored. 0; -3, and `v` is null.
     static int SaveToVariant(CQmVariant& v, const SQmLutParam& p);
+    /// What is absent stays as it was, and so does the offset of grey scale, whose key is written
+    /// in one spelling and read in another. 0; -3 with what was read so far.
     static int LoadFromVariant(SQmLutParam& p, const CQmVariant& v);
 };

@@ -28,9 +28,13 @@ struct QM_API SQmRatioDesc {
     SQmRatioDesc& operator=(const SQmRatioDesc& other);
     SQmRatioDesc& operator=(SQmRatioDesc&& other) noexcept;
 
+    /// Makes `v` a list of the fields but for the reserved ones, see docs/stored-form.md. 0; -3.
     static int SaveToVariant(CQmVariant& v, const SQmRatioDesc& desc);
+    /// What is absent stays as it was. 0; -3.
     static int LoadFromVariant(SQmRatioDesc& desc, const CQmVariant& v);
+    /// Writes a level "RatioDesc". 0; -9 when the writer cannot open it; -3.
     static int SaveToLiteVariant(CQmLiteVariantW& w, const SQmRatioDesc& desc);
+    /// An absent unsigned number becomes 0, an absent double stays. 0; -9 without the level.
     static int LoadFromLiteVariant(SQmRatioDesc& desc, CQmLiteVariantR& r);
 };
 
