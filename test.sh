@@ -49,11 +49,14 @@ step_tsan() {
 step_clang() {
     build release
     build clang -DQMPIC_BENCH=OFF -DQMPIC_TOOL=OFF
-    local preset
+    local preset others=()
     for preset in release clang; do
         "build/$preset/tests/qmpic_tests" --gtest_brief=1 --gtest_filter='*EveryKernel*' \
-            --digests="build/$preset/digests.txt"
+            --digests="build/$preset/digests.txt" &
+        others+=($!)
     done
+    wait "${others[0]}"
+    wait "${others[1]}"
     cmp build/release/digests.txt build/clang/digests.txt
     echo "$(wc -l <build/clang/digests.txt) kernels write the same from both compilers"
 }

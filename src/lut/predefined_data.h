@@ -29,7 +29,7 @@ constexpr ColourBytes table_through(const std::array<Anchor, count>& anchors) {
                                              (2 * length));
         };
         for (int x = 0; x <= length; ++x) {
-            const auto at = static_cast<std::size_t>(3 * (from.entry + x));
+            const std::size_t at = 3 * static_cast<std::size_t>(from.entry + x);
             table[at] = on_line(from.red, to.red, x);
             table[at + 1] = on_line(from.green, to.green, x);
             table[at + 2] = on_line(from.blue, to.blue, x);

@@ -21,6 +21,7 @@ constexpr size_t kListTypeBytes = sizeof kListType - 1;
 
 constexpr uint32_t kNoCharacter = UINT32_MAX;
 
+uint32_t code_of(wchar_t c) { return std::bit_cast<uint32_t>(c); }
 bool is_character(uint32_t c) { return c != 0 && c <= 0x10FFFF && (c < 0xD800 || c > 0xDFFF); }
 
 size_t bytes_of(uint32_t c) { return c < 0x80 ? 1 : c < 0x800 ? 2 : c < 0x10000 ? 3 : 4; }
@@ -148,7 +149,7 @@ std::optional<Node> checked_node(const uint8_t* at, const uint8_t* end) {
 std::optional<size_t> utf8_size(const CQmStringW& text) noexcept {
     size_t size = 0;
     for (size_t i = 0; i < text.GetLength(); ++i) {
-        const auto c = static_cast<uint32_t>(text.c_str()[i]);
+        const auto c = code_of(text.c_str()[i]);
         if (!is_character(c)) return std::nullopt;
         size += bytes_of(c);
     }
@@ -175,8 +176,7 @@ std::wstring to_wide(Bytes text) {
 bool equal(Bytes text, const CQmStringW& other) noexcept {
     size_t i = 0;
     for (; !text.empty(); ++i)
-        if (i == other.GetLength() ||
-            take_character(text) != static_cast<uint32_t>(other.c_str()[i]))
+        if (i == other.GetLength() || take_character(text) != code_of(other.c_str()[i]))
             return false;
     return i == other.GetLength();
 }
@@ -198,7 +198,10 @@ std::optional<Integer> integer(const Number& number) {
     switch (number.kind) {
     case Kind::kUnsigned:
     case Kind::kSigned:
-    case Kind::kDouble: return exact<Integer>(*number.as_double());
+    case Kind::kDouble: {
+        const std::optional<double> value = number.as_double();
+        return value ? exact<Integer>(*value) : std::nullopt;
+    }
     case Kind::kBool: return static_cast<Integer>(number.bits);
     default: return std::nullopt;
     }
@@ -234,7 +237,7 @@ void Writer::patch(size_t at, Integer value) {
 
 void Writer::utf8(const CQmStringW& text) {
     for (size_t i = 0; i < text.GetLength(); ++i) {
-        const auto c = static_cast<uint32_t>(text.c_str()[i]);
+        const auto c = code_of(text.c_str()[i]);
         const size_t size = bytes_of(c);
         for (size_t rest = size; rest-- > 0;) {
             const uint32_t bits = c >> (6 * rest);
@@ -249,7 +252,7 @@ void Writer::utf8(const CQmStringW& text) {
 void Writer::head(Kind kind, const CQmStringW& name) {
     put(static_cast<uint8_t>(kind));
     put(uint8_t{0});
-    put(static_cast<uint16_t>(*utf8_size(name)));
+    put(static_cast<uint16_t>(utf8_size(name).value_or(0)));
     utf8(name);
 }
 
@@ -265,7 +268,7 @@ void Writer::number(const CQmStringW& name, Number value) {
 }
 void Writer::text(const CQmStringW& name, const CQmStringW& value) {
     head(Kind::kText, name);
-    put(static_cast<uint32_t>(*utf8_size(value)));
+    put(static_cast<uint32_t>(utf8_size(value).value_or(0)));
     utf8(value);
 }
 
