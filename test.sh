@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds and passes all tests: at every level of this processor, with the
-# sanitizers of two compilers, and against what is installed. About half an hour on two processors.
+# sanitizers of two compilers, and against what is installed. About an hour on two processors.
 #
 # usage: ./test.sh [STEP ...]     without steps: all of them, in this order
 #   install   Debian packages (needs root or sudo)

@@ -4,6 +4,7 @@
 #
 # usage: scripts/nightly.sh [STEP ...]     without steps: all of them, in this order
 #   tests         test.sh
+#   style         clang-tidy over the tool, whose headers take it longer than the library
 #   rounds        fifty times the random rounds, natively; ten times with sanitizers
 #   levels        the shipped library at each level below the processor's
 #   fuzz          half an hour of blocks of any bytes, others each night
@@ -19,6 +20,11 @@ results=${RESULTS:-build/nightly}
 export OMP_WAIT_POLICY=passive
 
 step_tests() { ./test.sh; }
+
+step_style() {
+    cmake --preset clang -G Ninja >/dev/null
+    git ls-files -z 'tools/*.cpp' | xargs -0 scripts/tidy.sh build/clang
+}
 
 step_rounds() {
     build/release/tests/qmpic_tests --gtest_brief=1 --rounds=50
@@ -78,7 +84,7 @@ step_figures() {
 mkdir -p "$results"
 scripts/install-packages.sh night
 steps=("$@")
-[ $# -gt 0 ] || steps=(tests rounds levels fuzz debug processors valgrind reproducible figures)
+[ $# -gt 0 ] || steps=(tests style rounds levels fuzz debug processors valgrind reproducible figures)
 for name in "${steps[@]}"; do
     printf '\n=== %s\n' "$name"
     "step_$name"
