@@ -13,14 +13,15 @@ int main() {
     const std::uint16_t samples[] = {0, 0, 4095, 0, 0, 4095, 2048, 4095};  // four pixels
     std::memcpy(picture.pData, samples, sizeof samples);
 
-    // A table of colours for each channel: cell 0 is blue, 1 green, 2 red.
+    // How it is shown: 10 % of the range is black already, and gamma 0.5 lifts what is dark.
+    SQmLutParam shown;
+    shown.SetMinSrcDbl(0.1);
+    shown.SetGammaSrc(0.5);
+    unsigned colors[] = {0x00FF00, 0x0000FF};  // red is the low byte
     SQmLut lut;
-    if (SQmLut::Alloc(lut, 12, 2, 8, 3) != QM_OK) return 1;
-    const auto tables = static_cast<std::uint8_t***>(lut.pLuts);
-    for (unsigned value = 0; value < 4096; ++value) {
-        tables[0][value][1] = static_cast<std::uint8_t>(value >> 4);
-        tables[1][value][2] = static_cast<std::uint8_t>(value >> 4);
-    }
+    if (SQmPicBufAPI_Base::CreateLutsMCH(&lut, &shown, 12, 2, colors, false, false, nullptr,
+                                         nullptr, nullptr) != QM_OK)
+        return 1;
     const int status = CQmPicMemAPI_Base::ConvertToTrueColor(
         screen.pData, screen.uiWidthBytes, picture.pData, picture.uiComponents, picture.uiBpc,
         picture.uiWidthBytes, picture.uiWidth, 4, &lut);
@@ -28,7 +29,7 @@ int main() {
     const auto* pixel = static_cast<const std::uint8_t*>(screen.pData);
     for (int x = 0; x < 4; ++x, pixel += 3)
         std::printf("%02x%02x%02x ", pixel[2], pixel[1], pixel[0]);
-    std::puts("are red, green, blue");  // 000000 00ff00 ff0000 ff8000
+    std::puts("are red, green, blue");  // 000000 00ff00 ff0000 ffaa00
     SQmPicBufAPI_Base::Free(&picture);
     SQmPicBufAPI_Base::Free(&screen);
     return status == QM_OK ? 0 : 1;
