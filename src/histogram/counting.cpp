@@ -198,7 +198,7 @@ int CQmPicMemAPI_Base::GetHistogram(void** ppComp, uint32_t uiBinBytes, const vo
                                     uint32_t uiWidth, uint64_t uiSizeInPixels) {
     if (nothing_to_do(pSrc, uiWidth, uiSizeInPixels)) return QM_OK;
     return call(kHistogram.find(uiComponents, uiBpc), ppComp, nullptr, uiBinBytes, pSrc,
-                uiWidthBytes, uiComponents, uiBpc, 1, 1, uiWidth, uiSizeInPixels);
+                uiWidthBytes, uiComponents, uiBpc, 1u, 1u, uiWidth, uiSizeInPixels);
 }
 
 int CQmPicMemAPI_Base::GetHistogramEx(void** ppComp, void* pIntensity, uint32_t uiBinBytes,

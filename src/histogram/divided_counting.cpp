@@ -183,7 +183,7 @@ int CQmPicMemAPI_Base::GetHistogramDiv(void** ppComp, uint32_t uiBinBytes, uint3
                                        uint64_t uiSizeInPixels) {
     if (nothing_to_do(pSrc, uiWidth, uiSizeInPixels)) return QM_OK;
     return call(kHistogramDiv.find(uiComponents, uiBpc), ppComp, uiBinBytes, uiHistoBits, pSrc,
-                uiWidthBytes, uiComponents, uiBpc, 1, 1, uiWidth, uiSizeInPixels);
+                uiWidthBytes, uiComponents, uiBpc, 1u, 1u, uiWidth, uiSizeInPixels);
 }
 
 int CQmPicMemAPI_Base::AddHisto(const void* pSrcIntensity, void** ppSrcComp, void* pDstIntensity,
