@@ -16,18 +16,19 @@ export OMP_WAIT_POLICY=passive
 launcher=()
 command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 
+configure() { # PRESET [option ...]
+    cmake --preset "$1" -G Ninja "${launcher[@]}" "${@:2}" >/dev/null
+}
 build() { # PRESET [option ...]
-    local preset=$1
-    shift
-    cmake --preset "$preset" -G Ninja "${launcher[@]}" "$@" >/dev/null
-    cmake --build --preset "$preset"
+    configure "$@"
+    cmake --build --preset "$1"
 }
 
 step_install() { scripts/install-packages.sh ci; }
 
 step_style() {
     git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror
-    cmake --preset clang -G Ninja "${launcher[@]}" >/dev/null  # with flags that clang knows
+    configure clang  # with flags that clang knows
     scripts/tidy.sh build/clang
 }
 
@@ -48,7 +49,8 @@ step_tsan() {
 
 step_clang() {
     build release
-    build clang -DQMPIC_BENCH=OFF -DQMPIC_TOOL=OFF
+    configure clang -DQMPIC_BENCH=OFF -DQMPIC_TOOL=OFF
+    cmake --build --preset clang --target qmpic_tests
     local preset others=()
     for preset in release clang; do
         "build/$preset/tests/qmpic_tests" --gtest_brief=1 --gtest_filter='*EveryKernel*' \
