@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "core/frame.h"
+#include "core/prefetch.h"
 #include "core/shapes.h"
 #include "qmpic/FloatPicMemAPI_Base.h"
 #include "qmpic/system/Alloc.h"
@@ -45,7 +46,10 @@ void fold_rows(FloatSrc src, Area area, Count<known> count, Lanes<n>* lanes) {
         for (uint64_t y = rows.first; y < rows.last; ++y) {
             const Sample<float>* const s = src.row(y);
             uint64_t x = 0;
-            for (; x + count() <= area.width; x += count()) local.fold(s + x, count());
+            for (; x + count() <= area.width; x += count()) {
+                fetch_ahead(s + x, count() * sizeof(float));
+                local.fold(s + x, count());
+            }
             local.fold(s + x, area.width - x);
         }
         *lanes = local;

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "core/arithmetic.h"
+#include "core/prefetch.h"
 #include "core/scratch.h"
 #include "core/shapes.h"
 #include "qmpic/Lut.h"
@@ -10,7 +11,6 @@
 #include "render/channels.h"
 #include "render/composition_gathers.h"
 #include "render/composition_kernels.h"
-#include "render/prefetch.h"
 
 // Composition. Rows are walked here and in no shape, since a row is composed in blocks: the colours
 // of up to four channels are looked up into planes of dense cells, one scalar load after the other

@@ -13,7 +13,7 @@
 #include <algorithm>
 
 #include "core/isa.h"
-#include "render/prefetch.h"
+#include "core/prefetch.h"
 
 // Sixteen pixels at a time: their samples are picked out of two registers, their colours stay in
 // registers until they are merged, and nothing but the result is written. A row ends in a masked
