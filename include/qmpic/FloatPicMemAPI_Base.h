@@ -1,9 +1,15 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
+#include "qmpic/PicMemAPI_Base.h"
 #include "qmpic/export.h"
 #include "qmpic/kernels/float.h"
+#include "qmpic/kernels/stretch.h"
+#include "qmpic/system/RangeBase.h"
+
+class SQmLut;
 
 /// Operations on raw memory of floats. Results are codes of qmpic/status.h unless said otherwise.
 ///
@@ -213,6 +219,187 @@ class QM_API CQmFloatPicMemAPI_Base {
                                      std::uint32_t uiSrcWidthBytes, std::uint32_t uiBpc,
                                      std::uint32_t uiComponents, std::uint32_t uiWidth,
                                      std::uint32_t uiHeight);
+
+    /// Of an integer picture: up to 8 bits, or 9 to 16; -2 above. On a team.
+    static int CopyComponent(float* pDst, std::uint32_t uiDstComponents,
+                             std::uint32_t uiDstWidthBytes, std::uint32_t uiDstComponent,
+                             const void* pSrc, std::uint32_t uiSrcComponents,
+                             std::uint32_t uiSrcWidthBytes, std::uint32_t uiSrcComponent,
+                             std::uint32_t uiBpc, std::uint32_t uiWidth,
+                             std::uint64_t uiSizeInPixels);
+    /// The same; entry `uiDstComponent` of `pfMin` and of `pfMax` becomes the least and the
+    /// greatest of what it was and of the samples.
+    static int CopyComponent(float* pDst, float* pfMin, float* pfMax, std::uint32_t uiDstComponents,
+                             std::uint32_t uiDstWidthBytes, std::uint32_t uiDstComponent,
+                             const void* pSrc, std::uint32_t uiSrcComponents,
+                             std::uint32_t uiSrcWidthBytes, std::uint32_t uiSrcComponent,
+                             std::uint32_t uiBpc, std::uint32_t uiWidth,
+                             std::uint64_t uiSizeInPixels);
+    /// One component becomes a picture, and a picture one component. On a team.
+    static int ExtractComponent(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrc,
+                                std::uint32_t uiSrcWidthBytes, std::uint32_t uiSrcComponents,
+                                std::uint32_t uiSrcComponent, std::uint32_t uiWidth,
+                                std::uint64_t uiSizeInPixels);
+    static int StoreComponent(float* pDst, std::uint32_t uiDstComponents,
+                              std::uint32_t uiDstWidthBytes, std::uint32_t uiDstComponent,
+                              const float* pSrc, std::uint32_t uiSrcWidthBytes,
+                              std::uint32_t uiWidth, std::uint64_t uiSizeInPixels);
+    /// Components `uiSrcFirst` to `uiSrcLast`, both included, of each pixel become those from
+    /// `uiDstFirst` on. Indexes count components, unlike the bytes of the integer operation.
+    static int ExtractComponentRange(float* pDst, std::uint32_t uiDstWidthBytes,
+                                     std::uint32_t uiDstComponents, std::uint32_t uiDstFirst,
+                                     const float* pSrc, std::uint32_t uiSrcComponents,
+                                     std::uint32_t uiSrcWidthBytes, std::uint32_t uiSrcFirst,
+                                     std::uint32_t uiSrcLast, std::uint32_t uiWidth,
+                                     std::uint64_t uiSizeInPixels);
+    /// Every component becomes the source's only one.
+    static int ExpandComponent(float* pDst, std::uint32_t uiDstComponents,
+                               std::uint32_t uiDstWidthBytes, const float* pSrc,
+                               std::uint32_t uiSrcWidthBytes, std::uint32_t uiWidth,
+                               std::uint64_t uiSizeInPixels);
+    /// One component of many. Without weights their mean: the sum in order, divided by their number
+    /// as a float. With weights the sum of x * weight, each product made in double and added as a
+    /// float. Here the destination may not be the source.
+    /// @param pdWeights  null, or one a component
+    static int CollapseComponents(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrc,
+                                  std::uint32_t uiSrcComponents, std::uint32_t uiSrcWidthBytes,
+                                  const double* pdWeights, std::uint32_t uiWidth,
+                                  std::uint64_t uiSizeInPixels);
+    /// ConvertPictureToFloat, divided by the depth's greatest value, in single precision. On a
+    /// team. That of 32 bits is 0 here, which gives infinities and NaN. Above 32 bits nothing is
+    /// done, and the result is 0.
+    static int ConvertPictureToNormalizedFloat(float* pDst, std::uint32_t uiDstWidthBytes,
+                                               const void* pSrc, std::uint32_t uiSrcWidthBytes,
+                                               std::uint32_t uiBpc, std::uint32_t uiComponents,
+                                               std::uint32_t uiWidth, std::uint32_t uiHeight);
+    /// Floats as integers: double((x - fMin) * s) + 0.5, cut, kept within 0 and the depth's
+    /// greatest value; NaN gives 0. s is 1, or with `bScale`, where the limits differ, that value /
+    /// (fMax - fMin), in single precision. fMin is subtracted either way. 8 bits are stored as
+    /// bytes, other depths up to 16 as words, also those below 8, and 17 to 32 as 32-bit words that
+    /// hold **the low 16 bits** of the result; with 32 bits whatever is not below 0 is 65535.
+    /// @return 0; -9 above 32 bits
+    static int ConvertFloatToPicture(void* pDst, std::uint32_t uiBpc, std::uint32_t uiDstWidthBytes,
+                                     const float* pSrc, float fMin, float fMax, bool bScale,
+                                     std::uint32_t uiSrcWidthBytes, std::uint32_t uiComponents,
+                                     std::uint32_t uiWidth, std::uint32_t uiHeight);
+
+    // ----- To the screen -------------------------------------------------------------------------
+
+    /// A float picture to 3 x 8 bits, blue, green, red. With a parametric set: -4 if its cells do
+    /// not have 8 bits, black if its mask is empty, else MapComponentsMToNToUint. Otherwise, also
+    /// with a set of tables, ConvertFloatToPicture with the least and greatest limit of `ranges`,
+    /// scaled only if they are **more than 255 apart**; one component as grey, three as they come,
+    /// other numbers -4. -3 without memory for a byte a pixel of one component.
+    static int ConvertToTrueColor(void* pDst, std::uint32_t uiDstWidthBytes, const float* pSrc,
+                                  std::uint32_t uiComponents, std::uint32_t uiSrcWidthBytes,
+                                  std::uint32_t uiWidth, std::uint64_t uiSizeInPixels,
+                                  const SQmLut* pLut,
+                                  const std::vector<CQmRangeBase<float>>& ranges);
+    /// nonspect_render_NxFloat_3x8_float. Components and depth of the destination are not read.
+    static int MapComponentsMToNToUint(void* pDst, std::uint32_t uiDstComponents,
+                                       std::uint32_t uiDstBpc, std::uint32_t uiDstWidthBytes,
+                                       const float* pSrc, std::uint32_t uiSrcComponents,
+                                       std::uint32_t uiSrcWidthBytes, const SQmLut* pLut,
+                                       std::uint32_t uiWidth, std::uint64_t uiSizeInPixels,
+                                       const std::vector<CQmRangeBase<float>>& ranges);
+    /// The same to floats of 0 to 255, which are not cut.
+    static int ConvertFloatToRGBFloat(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrc,
+                                      std::uint32_t uiSrcComponents, std::uint32_t uiSrcWidthBytes,
+                                      const SQmLut* pLut, std::uint32_t uiWidth,
+                                      std::uint64_t uiSizeInPixels,
+                                      const std::vector<CQmRangeBase<float>>& ranges);
+
+    /// A window at any zoom: as CQmPicMemAPI_Base::StretchDisplay, without blocks, without a
+    /// shortcut for equal sizes, and with sums in single precision, times 0.0009765625 after each
+    /// pass. `uiBpc` is not read. Pictures are not tested for null.
+    /// @return 0, also for a destination size of 0; -9 for a virtual size of 0; -3 without memory
+    static int StretchDisplay(float* pDst, std::uint32_t uiDstWidth, std::uint32_t uiDstHeight,
+                              std::uint32_t uiComponents, std::uint32_t uiDstWidthBytes,
+                              std::uint32_t uiBpc, std::uint32_t uiVirtualWidth,
+                              std::uint32_t uiVirtualHeight, std::uint32_t uiLeft,
+                              std::uint32_t uiTop, const float* pSrc, std::uint32_t uiSrcWidth,
+                              std::uint32_t uiSrcHeight, std::uint32_t uiSrcWidthBytes,
+                              CQmPicMemAPI_Base::EQmPicStretchMode eMode, bool bFlipX, bool bFlipY);
+    /// One component of a region, stretched so that samples without a value (-FLT_MAX) take no
+    /// part: see stretch_float_generic_horz_1_validity, and stretch_float_quick_1 for quick. The
+    /// rows read above and below the region are as many as the filter needs for the stretch of the
+    /// **widths**. On a team.
+    /// @param pDst, pSrc  first element of the component; of the source the region's first
+    /// @return 0, also for a size of 0; -3 without memory
+    static int Stretch_WithValidity(float* pDst, std::uint32_t uiComponents,
+                                    std::uint32_t uiDstWidthBytes, std::uint32_t uiDstWidth,
+                                    std::uint32_t uiDstHeight, const float* pSrc,
+                                    std::uint32_t uiSrcWidthBytes, std::uint32_t uiSrcWidth,
+                                    std::uint32_t uiSrcHeight, std::uint32_t uiSrcLeft,
+                                    std::uint32_t uiSrcTop, std::uint32_t uiRoiWidth,
+                                    std::uint32_t uiRoiHeight,
+                                    CQmPicMemAPI_Base::EQmPicStretchMode eMode);
+
+    // ----- Spectral statistics -------------------------------------------------------------------
+    //
+    // As those of CQmPicMemAPI_Base, of floats: top is hi - lo, the limits of
+    // nonspect_render_NxFloat_3x8_float, and lo is not subtracted. A processor word with SSE2 is
+    // not asked for. `puiMask` has a word a component, whose bits are ANDed with those of samples.
+
+    static int SpetralGetHistoRGB(std::uint32_t* puiHisto0, std::uint32_t* puiHisto1,
+                                  std::uint32_t* puiHisto2, const float* pSrc,
+                                  std::uint32_t uiWidthBytes,
+                                  const std::vector<CQmRangeBase<float>>& ranges,
+                                  std::uint32_t uiComponents, std::uint32_t uiWidth,
+                                  std::uint32_t uiSizeInPixels, const std::uint32_t* puiColors,
+                                  const std::uint32_t* puiMask, double dScale);
+    static int SpetralGetHistoRGBEx(std::uint32_t* puiHisto0, std::uint32_t* puiHisto1,
+                                    std::uint32_t* puiHisto2, const float* pSrc,
+                                    std::uint32_t uiWidthBytes,
+                                    const std::vector<CQmRangeBase<float>>& ranges,
+                                    std::uint32_t uiComponents, std::uint32_t uiWidth,
+                                    std::uint32_t uiSizeInPixels, const SQmLut* pLut);
+    /// Percentiles are computed when `pdLow` with `dLowPercent` above 0, or `pdHigh` with
+    /// `dHighPercent` above 0, is wanted.
+    static int SpetralGetLoHiRGB(double* pdLow, double* pdHigh, const float* pSrc,
+                                 std::uint32_t uiWidthBytes,
+                                 const std::vector<CQmRangeBase<float>>& ranges,
+                                 std::uint32_t uiComponents, std::uint32_t uiWidth,
+                                 std::uint32_t uiSizeInPixels, const std::uint32_t* puiColors,
+                                 const std::uint32_t* puiMask, double dScale, double dLowPercent,
+                                 double dHighPercent);
+    static int SpetralGetLoHiRGBEx(double* pdLow, double* pdHigh, const float* pSrc,
+                                   std::uint32_t uiWidthBytes,
+                                   const std::vector<CQmRangeBase<float>>& ranges,
+                                   std::uint32_t uiComponents, std::uint32_t uiWidth,
+                                   std::uint32_t uiSizeInPixels, const SQmLut* pLut,
+                                   double dLowPercent, double dHighPercent);
+
+    // ----- Layout, packed: rows of uiWidth * uiComponents floats ---------------------------------
+
+    /// The source in the middle of zeros, at half of the difference of the sizes, cut.
+    /// @return 0; -4, with nothing written, unless the destination is at least as wide and as high
+    static int ZeroPad(float* pDst, std::uint32_t uiDstWidth, std::uint32_t uiDstHeight,
+                       const float* pSrc, std::uint32_t uiSrcWidth, std::uint32_t uiSrcHeight,
+                       std::uint32_t uiComponents);
+    /// The same, with margins as if the source repeated itself. Those on the right are **left as
+    /// they are where the source ends at or below the row whose number is the destination's
+    /// width**, as in narrow, high pictures.
+    /// @return 0; -4 also, with nothing written, for a margin wider or higher than the source
+    static int TilePad(float* pDst, std::uint32_t uiDstWidth, std::uint32_t uiDstHeight,
+                       const float* pSrc, std::uint32_t uiSrcWidth, std::uint32_t uiSrcHeight,
+                       std::uint32_t uiComponents);
+    /// Exchanges the quadrants, as pictures of frequencies need it. Rows move by half of the
+    /// height; of an odd width the last column of the source is lost, and that of the destination
+    /// left as it is. The destination may not be the source.
+    static int FlipCross(float* pDst, const float* pSrc, std::uint32_t uiComponents,
+                         std::uint32_t uiUnused, std::uint32_t uiWidth, std::uint32_t uiHeight);
+
+    /// Mirrors rows. With the destination at the source's address it is
+    /// CQmPicMemAPI_Base::FlipHor with all arguments, where `uiBpc` has to be 32; else `uiBpc` is
+    /// not read.
+    /// @param uiWidthBytes  bytes from row to row of both
+    static int FlipHor(float* pDst, float* pSrc, std::uint32_t uiBpc, std::uint32_t uiComponents,
+                       std::uint32_t uiWidthBytes, std::uint32_t uiWidth, std::uint32_t uiHeight);
+    /// CQmPicMemAPI_Base::FlipVert of two memories.
+    static int FlipVert(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrc,
+                        std::uint32_t uiSrcWidthBytes, std::uint32_t uiWidth,
+                        std::uint64_t uiSizeInPixels);
 
     // ----- Two-dimensional histograms ------------------------------------------------------------
 

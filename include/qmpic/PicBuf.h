@@ -3,8 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
+#include <vector>
 
 #include "qmpic/export.h"
+#include "qmpic/system/RangeBase.h"
 
 /// The format of a picture: how a block of pixel memory is laid out.
 struct SQmPicBufDesc {
@@ -42,6 +44,7 @@ class CQmRangeMask;
 class SQmLut;
 class SQmLutParam;
 struct SQmFloatPicBuf;
+struct SQmHisto;
 
 /// Operations on picture buffers. Results are codes of qmpic/status.h unless said otherwise.
 class QM_API SQmPicBufAPI_Base {
@@ -356,4 +359,188 @@ class QM_API SQmPicBufAPI_Base {
     /// @return 0; -9 in modes other than 1 and 2, `comps` untouched
     static int SpectralGroupMaskToComponentMask(CQmRangeMask& comps, const CQmRangeMask& groups,
                                                 const SQmLutParam& param, unsigned int compCount);
+
+    // ----- Automatic contrast --------------------------------------------------------------------
+
+    // Black level, white level and gamma that show a picture well, from its histogram or from its
+    // pixels. Percents are those of pixels that are cut off at an end. In what follows top is the
+    // greatest value of the histogram's depth, and levels are limited: white w to 1 / top to 1,
+    // black to 0 to w - 1 / top, gamma to 0.5 to 2, which is 0.5 where it is no number. What is not
+    // asked for is set all the same: the black level to 0, the others to what they were, limited.
+    //
+    // Results: 0; -9 for null and for a search that fails, also when nothing is asked of it: with
+    // neither `bLow` nor `bHigh`, or `bLow` alone beside `lows`.
+
+    /// The bins where the sums of the bins, from the lowest up and from the highest down, reach
+    /// trunc(percent / 100 * T), at least 1: 0 percent is the first bin that holds anything. T is
+    /// the sum of component `first`, or if that is 0 of the first component that has any. Of
+    /// several components, `first` to `end` - 1, each has its own sum, and the first that reaches
+    /// the target ends the search.
+    ///
+    /// A search that finds nothing gives the last bin for low and 0 for high.
+    /// @param low, high, mid   results; any but not both of low and high may be null. mid is the
+    ///                         first bin from low on behind which half of the sum from low to
+    ///                         high - 1 is reached, kept within low and high
+    /// @param lowComp, highComp  null, or the component that reached its target
+    /// @param bFix  low is made high - 1 where it is not below it, and both the ends of the
+    ///              histogram where high is one of them
+    /// @return 0; -9 for a histogram without bins, components that it has not, and neither low nor
+    ///         high
+    static int GetHistoRange(const SQmHisto* histo, unsigned int first, unsigned int end,
+                             unsigned int* low, unsigned int* high, unsigned int* mid,
+                             double lowPercent, double highPercent, unsigned int* lowComp,
+                             unsigned int* highComp, bool bFix);
+    /// The same with one percent for both ends, and without `bFix`.
+    static int GetHistoRange(const SQmHisto* histo, unsigned int first, unsigned int end,
+                             unsigned int* low, unsigned int* high, unsigned int* mid,
+                             double percent, unsigned int* lowComp, unsigned int* highComp);
+
+    /// The levels of all components at once: SetMinSrcDbl, SetMaxSrcDbl, SetGammaSrc. Gamma is
+    /// log(0.5) / log((mid / top - black) / (white - black)), which shows mid at one half.
+    /// @param unused  not read
+    static int AutoContrast(SQmLutParam* param, const SQmHisto* histo, bool bLow, bool bHigh,
+                            bool bMid, double unused, double lowPercent, double highPercent);
+    /// The black level from a histogram of its own, if `lowHisto` is not null and has bins.
+    static int AutoContrast(SQmLutParam* param, const SQmHisto* histo, const SQmHisto* lowHisto,
+                            bool bLow, bool bHigh, bool bMid, double unused, double lowPercent,
+                            double highPercent);
+    /// The black level from the mean of `lows`, if it is not null. Here alone a flat picture is
+    /// known, where the search finds the same value for both ends and there is no `lows`: an
+    /// integer picture gets SetUnit, a float picture stays as it is. The levels of a float picture
+    /// (`bFloat`) are those times `fMax` - `fMin`, plus `fMin`.
+    /// @param lows  null, or one a component
+    static int AutoContrast(SQmLutParam* param, const SQmHisto* histo, const double* lows,
+                            bool bLow, bool bHigh, bool bMid, double unused, double lowPercent,
+                            double highPercent, float fMin, float fMax);
+
+    /// The levels of components `first` to `end` - 1, one by one, but from one search over all of
+    /// them, so that all get the same: SetCompMinSrcDbl, SetCompMaxSrcDbl, SetCompGammaSrc. 0, and
+    /// nothing done, for no components.
+    static int AutoOneCompContrast(SQmLutParam* param, unsigned int first, unsigned int end,
+                                   const SQmHisto* histo, const SQmHisto* lowHisto, bool bLow,
+                                   bool bHigh, bool bMid, double lowPercent, double highPercent);
+    /// @param lows    null, or one a component, cut
+    /// @param ranges  of a float picture, whose white level becomes ((u - l) * high / top + (l -
+    ///                g0)) / (g1 - g0), (l, u) being the component's range and g0 and g1
+    ///                SQmLutParam::GetCompMinFromFloatRanges and GetCompMaxFromFloatRanges; a
+    ///                component outside of `ranges` is treated like that of an integer picture
+    static int AutoOneCompContrast(SQmLutParam* param, unsigned int first, unsigned int end,
+                                   const SQmHisto* histo, const double* lows, bool bLow, bool bHigh,
+                                   bool bMid, double lowPercent, double highPercent,
+                                   const std::vector<CQmRangeBase<float>>& ranges);
+    static int AutoOneCompContrast(SQmLutParam* param, unsigned int first, unsigned int end,
+                                   const SQmHisto* histo, bool bLow, bool bHigh, bool bMid,
+                                   double lowPercent, double highPercent,
+                                   const std::vector<CQmRangeBase<float>>& ranges);
+    /// The same with the `Simple` ranges of SQmLutParam, each component by its own; where the
+    /// search finds the same value for both ends, black is 0 and white 1.
+    static int AutoOneCompContrastSimple(SQmLutParam* param, unsigned int first, unsigned int end,
+                                         const SQmHisto* histo, const SQmHisto* lowHisto, bool bLow,
+                                         bool bHigh, bool bMid, double lowPercent,
+                                         double highPercent);
+    static int AutoOneCompContrastSimple(SQmLutParam* param, unsigned int first, unsigned int end,
+                                         const SQmHisto* histo, const double* lows, bool bLow,
+                                         bool bHigh, bool bMid, double lowPercent,
+                                         double highPercent,
+                                         const std::vector<CQmRangeBase<float>>& ranges);
+    static int AutoOneCompContrastSimple(SQmLutParam* param, unsigned int first, unsigned int end,
+                                         const SQmHisto* histo, bool bLow, bool bHigh, bool bMid,
+                                         double lowPercent, double highPercent,
+                                         const std::vector<CQmRangeBase<float>>& ranges);
+
+    /// Balances three components to a white that looks like `color` (component 0 bits 16 to 23,
+    /// component 2 bits 0 to 7). `bHigh` alone sets white levels, and output levels where the
+    /// colour asks for more than white; both set levels by how far limits are from the greatest
+    /// limit. `bLow` alone sets the black level of component 2, and of no other, three times.
+    /// @return -9 for other than three components
+    static int AutoWhite(SQmLutParam* param, const SQmHisto* histo, bool bLow, bool bHigh,
+                         unsigned int color, double lowPercent, double highPercent);
+    /// Levels from the least and greatest value of the components' ranges.
+    /// @return -9 for fewer than `comps` ranges
+    static int ContrastFromMinMax(SQmLutParam* param,
+                                  const std::vector<CQmRangeBase<unsigned int>>& ranges,
+                                  unsigned int bpc, unsigned int comps, bool bLow, bool bHigh);
+    /// Levels of a picture by FindLowHighInHistogram, into parameters, or without these into linear
+    /// tables, one a component, of `lut`. What is called percent here is a **fraction**: 1.0 is
+    /// everything. A flat component's table is the greatest value, unless its value is 0.
+    /// @param bCommon    the least and greatest of all components for all
+    /// @param bNoSearch  nothing is counted: levels are the ends of the depth, and with `bCommon`
+    ///                   those in the wrong order
+    /// @return 0; -9 with neither `param` nor `lut`; codes of the search and of the tables, with
+    /// the
+    ///         set freed: -4 for a flat component of 0 with `highPercent` above 0
+    static int GetAutoContrast(SQmLutParam* param, SQmLut* lut, const SQmPicBuf* pic,
+                               double lowPercent, double highPercent, bool bCommon, bool bNoSearch);
+    /// The same with ranges in place of the search.
+    static int GetContrastFromMinMax(SQmLutParam* param, SQmLut* lut, const SQmPicBuf* pic,
+                                     const std::vector<CQmRangeBase<unsigned int>>& ranges,
+                                     double lowPercent, double highPercent, bool bCommon,
+                                     bool bNoSearch);
+
+    /// Levels of each channel, rounded, by GetHistoRange with `bFix`. **The last component of a
+    /// channel of several takes no part.**
+    static int GetAutoContrastMCH(CQmLutParamMCH* param, const SQmHisto* histo, bool bLow,
+                                  bool bHigh, double lowPercent, double highPercent);
+    /// One search over components 0 and 1, **without component 2**, sets all three.
+    static int GetAutoContrastRGB(CQmLutParamRGB* param, const SQmHisto* histo, bool bLow,
+                                  bool bHigh, double lowPercent, double highPercent);
+    /// Offset 0 and gain 0 from the limits of the sum of all spectral components
+    /// (CQmPicMemAPI_Base::SpetralGetLoHiRGB): 255 / highest, 50 where that is 0. Channels behind
+    /// them get theirs by searches as in GetAutoContrastMCH: gain top / high, 100000 for 0.
+    /// @param colors  one a component
+    /// @return -9 also when depth or components are not those of the parameters
+    static int GetAutoContrastSpectralTrueColor(CQmLutParamSpectralTrueColor* param,
+                                                const unsigned int* colors, const SQmPicBuf* pic,
+                                                bool bLow, bool bHigh, double lowPercent,
+                                                double highPercent);
+    /// The same with the colours of GetCompColors, for every node.
+    static int GetAutoContrastSpectralCustomColor(CQmLutParamSpectralCustomColor* param,
+                                                  const SQmPicBuf* pic, bool bLow, bool bHigh,
+                                                  double lowPercent, double highPercent);
+    /// Each enabled group by its own components; where colours of groups overlap, all are then
+    /// brought to what their sum needs.
+    static int GetAutoContrastSpectralGrouped(CQmLutParamSpectralGrouped* param,
+                                              const SQmPicBuf* pic, bool bLow, bool bHigh,
+                                              double lowPercent, double highPercent);
+    /// Gain and offset of the selected spectral components. In grouped mode (2) with `group` -1 as
+    /// in GetAutoContrastSpectralGrouped, and components behind the spectral ones by
+    /// AutoOneCompContrast of `histo`, if that is given; otherwise one measurement, written to
+    /// `group`, in modes 0 and 3 to index 0, in mode 1 to all.
+    static int GetLutParamSpectAutocontrast(SQmLutParam* param, const SQmPicBuf* pic,
+                                            const CQmRangeMask& mask, int group,
+                                            const unsigned int* colors, const SQmHisto* histo,
+                                            bool bLow, bool bHigh, double lowPercent,
+                                            double highPercent);
+    static int GetLutParamSpectAutocontrast(SQmLutParam* param, const SQmFloatPicBuf* pic,
+                                            const CQmRangeMask& mask, int group,
+                                            const unsigned int* colors, const SQmHisto* histo,
+                                            bool bLow, bool bHigh, double lowPercent,
+                                            double highPercent,
+                                            const std::vector<CQmRangeBase<float>>& ranges);
+
+    // ----- Typed parameters from old ones --------------------------------------------------------
+
+    // The target is made anew for the given counts. -9 for null.
+
+    /// Each channel has the levels and gamma of its first component; with fewer than two components
+    /// those of the picture, and its gradient.
+    static int ConvertOldLutParamToLutParamMCH(CQmLutParamMCH* dst, const SQmLutParam* old,
+                                               unsigned int channels, unsigned int comps,
+                                               const unsigned int* sizes, unsigned int bpc);
+    static int ConvertOldLutParamToLutParamRGB(CQmLutParamRGB* dst, const SQmLutParam* old,
+                                               unsigned int bpc);
+    /// Gains and offsets of the old parameters' mode, and their gamma. Channels behind the spectral
+    /// ones: offset GetMinSrc, gain GetMaxDst / GetMaxSrc, 100000 for 0.
+    /// @param sizes  components of each channel; -9 for null with components behind the spectral
+    static int ConvertOldLutParamToLutSpectralTrueColor(
+        CQmLutParamSpectralTrueColor* dst, const SQmLutParam* old, unsigned int spectralComps,
+        unsigned int comps, unsigned int channels, const unsigned int* sizes, unsigned int bpc);
+    static int ConvertOldLutParamToLutSpectralCustomColor(
+        CQmLutParamSpectralCustomColor* dst, const SQmLutParam* old, unsigned int spectralComps,
+        unsigned int comps, unsigned int channels, const unsigned int* sizes, unsigned int bpc);
+    static int ConvertOldLutParamToLutSpectralGrouped(CQmLutParamSpectralGrouped* dst,
+                                                      const SQmLutParam* old,
+                                                      unsigned int spectralComps,
+                                                      unsigned int comps, unsigned int channels,
+                                                      const unsigned int* sizes, unsigned int bpc);
 };

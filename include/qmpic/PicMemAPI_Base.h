@@ -8,6 +8,7 @@
 #include "qmpic/kernels/bit_depth.h"
 #include "qmpic/kernels/components.h"
 #include "qmpic/kernels/composition.h"
+#include "qmpic/kernels/drawing.h"
 #include "qmpic/kernels/frame.h"
 #include "qmpic/kernels/grey.h"
 #include "qmpic/kernels/histogram.h"
@@ -15,6 +16,7 @@
 #include "qmpic/kernels/luts.h"
 #include "qmpic/kernels/masks.h"
 #include "qmpic/kernels/repair.h"
+#include "qmpic/kernels/spectral.h"
 #include "qmpic/kernels/threshold.h"
 #include "qmpic/kernels/two_picture.h"
 
@@ -365,8 +367,13 @@ class QM_API CQmPicMemAPI_Base {
     /// destination must be those of the set, `ucSrcBpc` bits of `ucComponents` to `ucDstBpc` bits
     /// of `ucDstComponents`; else -4, also for a width or size of 0 and a set without tables.
     /// -2: another destination than 3 components of 8 or 9 to 16 bits, another source than 8 or 9
-    /// to 16 bits, 8 bits to more, and a parametric set. With exposure colours and 8 bits out,
-    /// the samples that they are for show them. Null pictures are left alone; `pLut` is not tested.
+    /// to 16 bits, and 8 bits to more. With exposure colours and 8 bits out, the samples that they
+    /// are for show them. Null pictures are left alone; `pLut` is not tested.
+    ///
+    /// A parametric set sums bands instead (see SpectralRenderKernel), by the `_sse` members, or
+    /// without IsCPU_SSE2 by the `_float` ones, with exposure colours and 8 bits out by the
+    /// `_float_overexp` ones. Samples of other depths than 9 to 16 are read as bytes then; -2 for a
+    /// source of more than 16 bits to 8.
     static int MapComponentsMToN(void* pDst, uint32_t uiDstComponents, uint32_t uiDstBpc,
                                  uint32_t uiDstWidthBytes, const void* pSrc,
                                  uint32_t uiSrcComponents, uint32_t uiSrcBpc,
@@ -396,6 +403,189 @@ class QM_API CQmPicMemAPI_Base {
                                   uint32_t uiSrcComponents, uint32_t uiSrcBpc,
                                   uint32_t uiSrcWidthBytes, uint32_t uiWidth,
                                   uint64_t uiSizeInPixels, const SQmLut* pLut);
+
+    // ----- Spectral pictures ---------------------------------------------------------------------
+    //
+    // What the colours of a picture are when its bands are summed, see qmpic/kernels/spectral.h.
+    // Statistics of the sums need a processor word with SSE2 (IsCPU_SSE2): -9 without it. They run
+    // on as many threads as there are processors.
+
+    /// Offset and gain of a parametric set on the selected components, in place: v = max(0, x +
+    /// `dOffset`) * `dGain` * n, in single precision, with n the number of components from the
+    /// first to the last selected, rounded up to a multiple of 8. 9 bits and more: min(top, v),
+    /// cut. Less than 9 bits: **max**(top, v), cut, whose low byte is stored: a dark pixel becomes
+    /// top, and what is above it wraps. In the calling thread. `pLut` is not tested.
+    static int SpectralApplyLuts(void* pData, uint32_t uiComponents, uint32_t uiBpc,
+                                 uint32_t uiWidthBytes, const SQmLut* pLut, uint32_t uiWidth,
+                                 uint64_t uiSizeInPixels);
+
+    /// Three histograms of 256 bins: cells blue, green and red of the sum of sample * colour byte *
+    /// 0.003921569f, over all components, each sample ANDed with its word of `pusMask` (up to 8
+    /// bits: left out where the word is 0). The bin is min(sum * (dScale * 255 / top) + 0.5, 255),
+    /// cut to its low byte, in single precision. The arrays are cleared before.
+    /// @param puiColors  a colour reference a component, red in bits 0 to 7
+    /// @return 0; -9 for a null source or histogram and without SSE2; -2 above 16 bits; -3
+    static int SpetralGetHistoRGB(uint32_t* puiHisto0, uint32_t* puiHisto1, uint32_t* puiHisto2,
+                                  const void* pSrc, uint32_t uiWidthBytes, uint32_t uiBpc,
+                                  uint32_t uiComponents, uint32_t uiWidth, uint32_t uiSizeInPixels,
+                                  const uint32_t* puiColors, const unsigned short* pusMask,
+                                  double dScale);
+    /// The same with 2^uiBpc bins above 8 bits: bin min(sum * dScale + 0.5, top), cut.
+    static int SpetralGetHistoRGB_Precise(uint32_t* puiHisto0, uint32_t* puiHisto1,
+                                          uint32_t* puiHisto2, const void* pSrc,
+                                          uint32_t uiWidthBytes, uint32_t uiBpc,
+                                          uint32_t uiComponents, uint32_t uiWidth,
+                                          uint32_t uiSizeInPixels, const uint32_t* puiColors,
+                                          const unsigned short* pusMask, double dScale);
+    /// 256 bins of what a parametric set shows: offset, gain and colours of its records, the
+    /// components of its mask, and bin min(sum * (255 / top) + 0.5, 255), cut to its low byte.
+    static int SpetralGetHistoRGBEx(uint32_t* puiHisto0, uint32_t* puiHisto1, uint32_t* puiHisto2,
+                                    const void* pSrc, uint32_t uiWidthBytes, uint32_t uiBpc,
+                                    uint32_t uiComponents, uint32_t uiWidth,
+                                    uint32_t uiSizeInPixels, const SQmLut* pLut);
+
+    /// Limits of the three sums on the scale of 0 to 255, by CQmHistoAPI_Base::GetLowHigh with
+    /// fractions of percent / 100, at least 2.220446049250313e-16; a percent below 0 leaves its
+    /// side at 0 or at 255. Values 0, 1, 2 are those of **red, green and blue**.
+    ///
+    /// With `dLowPercent` not above 0 and no `pdHigh` or `dHighPercent` below 0 the lows become 0,
+    /// and the highs, if there is room for them, the greatest sums times the scale, of **blue,
+    /// green and red**.
+    /// @param pdLow, pdHigh  three each; `pdHigh` may be null
+    /// @return 0; -9 for a null source or `pdLow` and without SSE2; -2 above 16 bits; -3
+    static int SpetralGetLoHiRGB(double* pdLow, double* pdHigh, const void* pSrc,
+                                 uint32_t uiWidthBytes, uint32_t uiBpc, uint32_t uiComponents,
+                                 uint32_t uiWidth, uint32_t uiSizeInPixels,
+                                 const uint32_t* puiColors, const unsigned short* pusMask,
+                                 double dScale, double dLowPercent, double dHighPercent);
+    /// The same of what a parametric set shows.
+    static int SpetralGetLoHiRGBEx(double* pdLow, double* pdHigh, const void* pSrc,
+                                   uint32_t uiWidthBytes, uint32_t uiBpc, uint32_t uiComponents,
+                                   uint32_t uiWidth, uint32_t uiSizeInPixels, const SQmLut* pLut,
+                                   double dLowPercent, double dHighPercent);
+
+    // ----- A window at any zoom ------------------------------------------------------------------
+
+    /// How samples are taken between or among pixels.
+    enum EQmPicStretchMode : int {
+        StretchQuick = 0,   ///< the nearest sample; so is every value that has no name
+        StretchSpline = 2,  ///< quadratic B-spline
+        StretchLinear = 3,  ///< triangle; large pictures much reduced are averaged in blocks
+    };
+
+    /// The picture, stretched to `uiVirtualWidth` x `uiVirtualHeight`, of which the window of
+    /// `uiDstWidth` x `uiDstHeight` pixels at (`uiLeft`, `uiTop`) is computed, and nothing else.
+    /// With c = source / virtual size of an axis:
+    ///
+    /// - quick, and wherever the sizes are equal: sample floor((v + 0.5) * c) of virtual
+    ///   coordinate v, in double, kept below the size. In the calling thread.
+    /// - spline, linear: rows, then columns, are filtered with whole weights of sum 1024. The
+    ///   position is p = ((i * c - 0.5) + c * 0.5) + start * c, the weight of sample j trunc(f(j -
+    ///   p) * 1024 + 0.5), with f((j - p) / c) / c for a c above 1; those beyond an edge go to the
+    ///   edge. They are scaled to 1024, and what is missing goes to the middle one. Sums are
+    ///   shifted right by 10 after each pass, without rounding, so that a constant picture stays
+    ///   what it is. On a team. Only rows that the window needs are read.
+    /// - linear, when c is above 2 on both axes and the source has at least 1,000,000 pixels (a
+    ///   product of 32 bits): the mean, cut, of at most about 10 x 10 samples of each block of
+    ///   trunc(c + 0.5) pixels. Rows are shared by the caller and one thread that it starts.
+    ///
+    /// The flips mirror the window, not the picture.
+    ///
+    /// @param pSrc  the whole picture
+    /// @return 0, also for a destination size of 0; -9 for a virtual or source size of 0, null
+    ///         pictures, and tables of blocks that there is no memory for; then -2 for other depths
+    ///         than 8 and 9 to 16; -3 for other memory; -4 for a window so far below the picture
+    ///         that there are no rows (8 bits; -3 at other depths)
+    /// @throws std::system_error when the thread cannot be started
+    static int StretchDisplay(void* pDst, uint32_t uiDstWidth, uint32_t uiDstHeight,
+                              uint32_t uiComponents, uint32_t uiDstWidthBytes, uint32_t uiBpc,
+                              uint32_t uiVirtualWidth, uint32_t uiVirtualHeight, uint32_t uiLeft,
+                              uint32_t uiTop, const void* pSrc, uint32_t uiSrcWidth,
+                              uint32_t uiSrcHeight, uint32_t uiSrcWidthBytes,
+                              EQmPicStretchMode eMode, bool bFlipX, bool bFlipY);
+    /// The same of a picture of which only a rectangle is in memory; what is missing shows the
+    /// pixel at `pBackground`. There are no blocks.
+    ///
+    /// Quick: rows outside of the rectangle are background. In a row inside, **only the two ends
+    /// are tested**: the last pixel is background when its column, counted from the column of the
+    /// window's left edge, is at or beyond `uiKnownWidth`, and the first when that edge is left of
+    /// the rectangle. The pixels between are read: the rectangle must be as wide as the window's
+    /// part of the picture less a pixel on each side.
+    ///
+    /// Filters: columns outside of the rectangle have no weight, and rows outside are background
+    /// before they are filtered. Columns that see nothing of it are background.
+    ///
+    /// @param pSrc  the rectangle's first pixel
+    /// @param uiSrcWidth, uiSrcHeight  of the whole picture
+    static int StretchDisplayEx(void* pDst, uint32_t uiDstWidth, uint32_t uiDstHeight,
+                                uint32_t uiComponents, uint32_t uiDstWidthBytes, uint32_t uiBpc,
+                                uint32_t uiVirtualWidth, uint32_t uiVirtualHeight, uint32_t uiLeft,
+                                uint32_t uiTop, const void* pSrc, uint32_t uiKnownLeft,
+                                uint32_t uiKnownTop, uint32_t uiKnownWidth, uint32_t uiKnownHeight,
+                                uint32_t uiSrcWidth, uint32_t uiSrcHeight, uint32_t uiSrcWidthBytes,
+                                EQmPicStretchMode eMode, const void* pBackground);
+
+    // ----- Overlays ------------------------------------------------------------------------------
+    //
+    // Laid over a picture of 3 x 8 bits (blue, green, red) in place, in the calling thread. Colours
+    // have red in bits 0 to 7. All give 0; null pictures and sizes of 0 are no-ops.
+
+    /// Each cell of a pixel whose bit is set becomes (c * ucAlpha + (255 - ucAlpha) * cell) / 255,
+    /// cut, c being the colour's: 255 paints the colour. Bits begin at bit 7 - `uiBitOffset` mod 8
+    /// of byte `uiBitOffset` / 8 of each row.
+    static int BlendColorWithBinary(void* pDst, uint32_t uiDstWidthBytes, const void* pBinary,
+                                    uint32_t uiBitOffset, uint32_t uiBinaryWidthBytes,
+                                    uint32_t uiWidth, uint32_t uiHeight, uint32_t uiColor,
+                                    unsigned char ucAlpha);
+    /// The same where a mask of bytes (`uiMaskBpc` 8) or words (9 to 16) is not 0. Other depths
+    /// change nothing.
+    static int BlendColorWithUnpackedBinary(void* pDst, uint32_t uiDstWidthBytes, const void* pMask,
+                                            uint32_t uiMaskBpc, uint32_t uiMaskWidthBytes,
+                                            uint32_t uiWidth, uint32_t uiHeight, uint32_t uiColor,
+                                            unsigned char ucAlpha);
+    /// A picture of 3 x 8 bits over another, but for its pixels of the key colour: each cell
+    /// becomes (ucTransparency * cell + (255 - ucTransparency) * annotation) / 255, cut, so that
+    /// here 0 paints and 255 leaves the picture alone. Any number of threads may call it.
+    static int BlendColorWithAnnotation(void* pDst, uint32_t uiDstWidthBytes,
+                                        const void* pAnnotation, uint32_t uiAnnotationWidthBytes,
+                                        uint32_t uiWidth, uint32_t uiHeight, uint32_t uiKeyColor,
+                                        unsigned char ucTransparency);
+    /// The same, with nothing kept between calls.
+    static int BlendColorWithAnnotationRefresh(void* pDst, uint32_t uiDstWidthBytes,
+                                               const void* pAnnotation,
+                                               uint32_t uiAnnotationWidthBytes, uint32_t uiWidth,
+                                               uint32_t uiHeight, uint32_t uiKeyColor,
+                                               unsigned char ucTransparency);
+    /// An annotation of one byte a pixel, coloured by a set of one table of 256 colours of 3 x 8
+    /// bits; anything else is handed to BlendColorWithAnnotation. The key is the low byte of
+    /// `uiKeyColor`. A transparency of 0 paints the byte itself as grey. **The colours are those of
+    /// the set that was given when the transparency last changed**: another set at the same
+    /// transparency draws like the one before.
+    static int BlendColorWithAnnotationEx(void* pDst, uint32_t uiDstWidthBytes,
+                                          const void* pAnnotation, uint32_t uiAnnotationWidthBytes,
+                                          uint32_t uiAnnotationBpc, uint32_t uiAnnotationComponents,
+                                          uint32_t uiWidth, uint32_t uiHeight, uint32_t uiKeyColor,
+                                          unsigned char ucTransparency, const SQmLut* pLut);
+
+    // ----- Lines and neighbourhoods --------------------------------------------------------------
+
+    /// A line from (`iX0`, `iY0`) to (`iX1`, `iY1`), both included, clipped to the picture (Cohen
+    /// and Sutherland). 1 or 3 components of 8 bits. The colour has red in bits 0 to 7; one
+    /// component takes its low byte.
+    /// @param iConnectivity  8: steps may be diagonal; otherwise such a step gets a pixel beside it
+    /// @return 0, also when nothing is within the picture; -2 for other formats
+    static int Line(void* pData, uint32_t uiComponents, uint32_t uiBpc, uint32_t uiWidthBytes,
+                    uint32_t uiWidth, uint64_t uiSizeInPixels, int iX0, int iY0, int iX1, int iY1,
+                    int iConnectivity, uint32_t uiColor);
+    /// Not a code: pixels of a square around a point, copied row by row without gaps, until
+    /// `ullDstBytes` are full. The square reaches from `uiX` - `uiRadius` up to, but not including,
+    /// the smaller of `uiX` + `uiRadius` and the picture's **last** column, and so with rows:
+    /// radius 1 at (5, 5) has rows and columns 4 and 5. Radius 0 is the pixel itself.
+    /// @return pixels of the square, also of those that found no room; 1 for a radius of 0
+    static uint32_t GetDataInCircle(void* pDst, uint64_t ullDstBytes, const void* pSrc,
+                                    uint32_t uiSrcWidthBytes, uint32_t uiBpc, uint32_t uiComponents,
+                                    uint32_t uiWidth, uint64_t uiSizeInPixels, uint32_t uiRadius,
+                                    uint32_t uiX, uint32_t uiY);
 
     // ----- Packed binary pictures ----------------------------------------------------------------
 

@@ -44,7 +44,7 @@ int SQmRatioDesc::LoadFromVariant(SQmRatioDesc& desc, const CQmVariant& v) {
 }
 
 int SQmRatioDesc::SaveToLiteVariant(CQmLiteVariantW& w, const SQmRatioDesc& desc) {
-    return stored_or_no_memory([&] {
+    return or_no_memory([&] {
         int code = w.LevelBegin(kLevel);
         if (code != QM_OK) return code;
         visit_fields(desc, [&](const CQmStringW& key, auto field) {
@@ -62,9 +62,9 @@ int SQmRatioDesc::SaveToLiteVariant(CQmLiteVariantW& w, const SQmRatioDesc& desc
 }
 
 int SQmRatioDesc::LoadFromLiteVariant(SQmRatioDesc& desc, CQmLiteVariantR& r) {
-    return stored_or_no_memory([&] {
+    return or_no_memory([&] {
         if (r.LevelBegin(kLevel) != QM_OK) return int{QM_BAD_BUFFER};
-        const int code = stored_or_no_memory([&] {
+        const int code = or_no_memory([&] {
             visit_fields(desc, [&](const CQmStringW& key, auto& field) {
                 using Field = std::remove_reference_t<decltype(field)>;
                 // A ratio that is absent stays, an index or offset becomes 0.

@@ -50,7 +50,7 @@ int SQmGradientConfig::SaveToVariant(CQmVariant* v) {
 
 int SQmGradientConfig::LoadFromVariant(const CQmVariant* v) {
     if (v == nullptr) return QM_BAD_BUFFER;
-    return stored_or_no_memory([&] {
+    return or_no_memory([&] {
         if (!is_named(*v, kGradient)) return int{QM_BAD_BUFFER};
         const LoadLevel level(*v);
         level(L"m_sName", m_sName);
@@ -86,7 +86,7 @@ int SQmGradientConfigs::SaveToVariant(CQmVariant* v) {
 
 int SQmGradientConfigs::LoadFromVariant(const CQmVariant* v) {
     if (v == nullptr) return QM_BAD_BUFFER;
-    return stored_or_no_memory([&] {
+    return or_no_memory([&] {
         if (!is_named(*v, kGradients)) return int{QM_BAD_BUFFER};
         Free();
         const CQmVariant* const elements = v->SearchFixedOneLevel(kElements);

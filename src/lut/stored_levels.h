@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <new>
 #include <string>
 #include <type_traits>
 
+#include "core/no_memory.h"
 #include "qmpic/status.h"
 #include "qmpic/system/Variant.h"
 
@@ -12,15 +12,6 @@
 /// a SaveLevel or a LoadLevel visits.
 
 namespace qmpic {
-
-template <class Work>
-int stored_or_no_memory(Work work) {
-    try {
-        return work();
-    } catch (const std::bad_alloc&) {
-        return QM_NO_MEMORY;
-    }
-}
 
 /// "stem7", with `digits` at least, filled up with zeros.
 inline CQmStringW indexed(const wchar_t* stem, std::uint32_t index, std::uint32_t digits = 1) {
@@ -103,7 +94,7 @@ class LoadLevel {
 /// Makes `variant` null and fills it by `fill(level)`. On failure it is null.
 template <class Fill>
 int save_to(CQmVariant& variant, Fill fill) {
-    const int code = stored_or_no_memory([&] {
+    const int code = or_no_memory([&] {
         variant.MakeNull();
         SaveLevel level(variant);
         fill(level);
@@ -116,7 +107,7 @@ int save_to(CQmVariant& variant, Fill fill) {
 /// Reads by `fill(level)`.
 template <class Fill>
 int load_from(const CQmVariant& variant, Fill fill) {
-    return stored_or_no_memory([&] {
+    return or_no_memory([&] {
         fill(LoadLevel(variant));
         return QM_OK;
     });

@@ -133,7 +133,7 @@ class Writing {
 /// Writes by `write(writing)`.
 template <class Write>
 int save(CQmLiteVariantW& w, const wchar_t* name, Write write) {
-    return stored_or_no_memory([&] {
+    return or_no_memory([&] {
         Writing writing(w, name);
         write(writing);
         return writing.code();
@@ -209,7 +209,7 @@ inline bool plausible(const Sizes& sizes) {
 /// `read(record, reading)` into a copy, which takes the record's place when that gives 0.
 template <class Params, class Exchange, class Read>
 int load(Params& into, CQmLiteVariantR& r, const wchar_t* name, Exchange exchange, Read read) {
-    return stored_or_no_memory([&] {
+    return or_no_memory([&] {
         Reading reading(r, name);
         if (!reading) return int{QM_BAD_BUFFER};
         Params loaded(into);

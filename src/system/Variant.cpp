@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "core/no_memory.h"
 #include "qmpic/status.h"
 #include "system/stored_form.h"
 
@@ -12,6 +13,7 @@
 
 namespace {
 
+using namespace qmpic;
 using namespace qmpic::stored;
 
 constexpr wchar_t kListName[] = L"CQmListVariant";
@@ -32,15 +34,6 @@ template <class Value>
 Value or_zero(const std::optional<Value>& value, bool* ok) {
     report(ok, value.has_value());
     return value.value_or(Value{});
-}
-
-template <class Work>
-int without_bad_alloc(Work work) {
-    try {
-        return work();
-    } catch (const std::bad_alloc&) {
-        return QM_NO_MEMORY;
-    }
 }
 
 }  // namespace
@@ -165,7 +158,7 @@ int CQmVariant::SetRunType(const CQmVariantRunType& type) {
     const Kind present = m_pContent ? m_pContent->kind() : Kind::kNull;
     if (wanted == present) return QM_OK;
     if (present != Kind::kNull && !m_bTypeChange) return QM_REJECTED;
-    return without_bad_alloc([&] {
+    return or_no_memory([&] {
         Content& made = content();
         MakeNull();
         made.number.kind = wanted;
@@ -184,7 +177,7 @@ int CQmVariant::Append(const CQmVariant& child) {
     if (present != Kind::kNull && !m_bTypeChange) return QM_REJECTED;
     CQmListVariant list;
     if (const int code = list.Append(child); code != QM_OK) return code;
-    return without_bad_alloc([&] {
+    return or_no_memory([&] {
         Content& made = content();
         MakeNull();
         made.number.kind = Kind::kList;
@@ -230,7 +223,7 @@ CQmListVariant CQmVariant::GetCQmListVariant(bool* pbOk) const {
 int CQmVariant::Write(std::vector<std::uint8_t>& vecBytes) const {
     if (m_pContent && !m_pContent->fits()) return QM_BAD_BUFFER;
     const size_t before = vecBytes.size();
-    const int code = without_bad_alloc([&] {
+    const int code = or_no_memory([&] {
         Writer writer(vecBytes);
         const size_t begin = writer.begin_block();
         Content::write(writer, *this);
@@ -244,7 +237,7 @@ int CQmVariant::Write(std::vector<std::uint8_t>& vecBytes) const {
 int CQmVariant::Read(CQmVariant& variant, const void* pBytes, std::size_t uiSize) noexcept {
     const std::optional<Node> outermost = read_block(pBytes, uiSize);
     if (!outermost) return QM_REJECTED;
-    return without_bad_alloc([&] {
+    return or_no_memory([&] {
         variant.m_pContent = std::move(Content::read(*outermost).m_pContent);
         return QM_OK;
     });
@@ -276,7 +269,7 @@ int CQmListVariant::Append(const CQmVariant& child) {
     const std::uint32_t height = CQmVariant::Content::height_of(child);
     if (height > kDepthLimit || GetCount() == UINT32_MAX) return QM_BAD_BUFFER;
     if (child.m_pContent && !child.m_pContent->fits()) return QM_BAD_BUFFER;
-    return without_bad_alloc([&] {
+    return or_no_memory([&] {
         m_vecChildren.push_back(CQmVariant(child));  // a copy, for it may be one of the children
         m_uiHeight = std::max(m_uiHeight, height);
         return QM_OK;

@@ -55,3 +55,44 @@ using CopyFloatComponentKernel = int(float* pDst, uint32_t uiDstComponents,
                                      uint32_t uiSrcWidthBytes, uint32_t uiSrcComponent,
                                      uint32_t uiWidth, uint64_t uiSizeInPixels);
 QM_API CopyFloatComponentKernel copycomponent_Nxfloat_to_Nxfloat;
+
+/// Component `uiSrcComponent` of every integer pixel, bytes or words by the name, becomes component
+/// `uiDstComponent` of the destination pixel as a float; the others stay. Indexes are not compared
+/// with the counts. Always on an OpenMP team that shares the rows.
+///
+/// @param uiBpc  not read: words are taken as they are
+using CopyToFloatComponentKernel = int(float* pDst, uint32_t uiDstComponents,
+                                       uint32_t uiDstWidthBytes, uint32_t uiDstComponent,
+                                       const void* pSrc, uint32_t uiSrcComponents,
+                                       uint32_t uiSrcWidthBytes, uint32_t uiSrcComponent,
+                                       uint32_t uiBpc, uint32_t uiWidth, uint64_t uiSizeInPixels);
+QM_API CopyToFloatComponentKernel copycomponent_Nx8_to_Nxfloat, copycomponent_Nx16_to_Nxfloat;
+
+/// The same, and `*pfMin` and `*pfMax` become the least and the greatest of what they were and of
+/// the samples.
+using CopyToFloatComponentMinMaxKernel = int(float* pDst, uint32_t uiDstComponents,
+                                             uint32_t uiDstWidthBytes, uint32_t uiDstComponent,
+                                             const void* pSrc, uint32_t uiSrcComponents,
+                                             uint32_t uiSrcWidthBytes, uint32_t uiSrcComponent,
+                                             uint32_t uiBpc, uint32_t uiWidth,
+                                             uint64_t uiSizeInPixels, float* pfMin, float* pfMax);
+QM_API CopyToFloatComponentMinMaxKernel copycomponent_Nx8_to_Nxfloat_minmax,
+    copycomponent_Nx16_to_Nxfloat_minmax;
+
+// Blocks of packed pictures: rows of uiWidth * uiComponents floats, without gaps. Nothing is
+// clipped, and sizes of 0 are no-ops. A block and its destination must not overlap. They give 0.
+
+/// Copies the block of `uiDstWidth` x `uiDstHeight` pixels at (`uiX`, `uiY`) of the source.
+/// `uiSrcHeight` is not read.
+using CutFloatKernel = int(float* pDst, uint32_t uiDstWidth, uint32_t uiDstHeight,
+                           const float* pSrc, uint32_t uiSrcWidth, uint32_t uiSrcHeight,
+                           uint32_t uiX, uint32_t uiY, uint32_t uiComponents);
+QM_API CutFloatKernel cutfloatpic_to_floatpic;
+/// Copies the whole source to (`uiX`, `uiY`) of the destination. `uiDstHeight` is not read.
+QM_API CutFloatKernel joinfloatpic_to_floatpic;
+/// Copies a block of `uiWidth` x `uiHeight` pixels. Both heights of pictures are not read.
+using JoinFloatBlockKernel = int(float* pDst, uint32_t uiDstWidth, uint32_t uiDstHeight,
+                                 const float* pSrc, uint32_t uiSrcWidth, uint32_t uiSrcHeight,
+                                 uint32_t uiDstX, uint32_t uiDstY, uint32_t uiSrcX, uint32_t uiSrcY,
+                                 uint32_t uiWidth, uint32_t uiHeight, uint32_t uiComponents);
+QM_API JoinFloatBlockKernel joinfloatpic_to_floatpic_ex;
