@@ -800,6 +800,7 @@ void add_contrast() {
         std::vector<CQmRangeBase<unsigned>> ranges{{9, 90}, {7, 80}, {8, 99}};
         SQmLut lut;
         SQmLutParam param;
+        Shown() { param.sCompLutParam[0].uiMinSrc = 5; }
     };
     const auto print = [](Print& out, const Shown& p) {
         print_tables(out, p.lut);
@@ -810,7 +811,6 @@ void add_contrast() {
     add<Shown>(
         "SQmPicBufAPI_Base::GetAutoContrast", {kSilent, kSilent},
         [](Shown& p) {
-            p.param.SetUnit();
             return Api::GetAutoContrast(&p.param, nullptr, &p.picture, 0.1, 0.1, false, false);
         },
         print);
