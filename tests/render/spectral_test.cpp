@@ -286,7 +286,7 @@ TEST(SpectralRendering, LimitsNegativeSumsToBlack) {
 TEST(SpectralRendering, RoundsAfterEachMultiplication) {
     // 257 / 65535 * 255 is 1 in numbers; in two single steps it is less.
     ParametricSet set(1, 16, 8);
-    for (const uint16_t sample : {257, 514, 1028, 32896}) {
+    for (const uint16_t sample : Words{257, 514, 1028, 32896}) {
         const auto below = static_cast<uint8_t>(sample / 257 - 1);
         EXPECT_EQ(sse(set, {sample}, 16), (Bytes{below, below, below}));
         EXPECT_EQ(plain(set, {sample}, 16), (Bytes{below, below, below}));
