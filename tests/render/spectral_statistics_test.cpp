@@ -284,14 +284,14 @@ TEST(SpectralHistogram, OfCellsBlueGreenRed) {
 }
 
 TEST(SpectralHistogram, WeighsBytesWithARoundedProduct) {
-    // 255 * 0.003921569f is one step above 1: at 16 bits 65535 times it is no longer 65535.
-    const float weight = 255.0f * 0.003921569f;
-    EXPECT_NE(weight, 1.0f);
-    const Row row{{65535}, 16, {0xFFFFFF}};
+    // 3 * 0.003921569f is one step above 3 / 255.
+    const float weight = 3.0f * 0.003921569f;
+    EXPECT_NE(weight, 3.0f / 255.0f);
+    const Row row{{65535}, 16, {0x030303}};
     double low[3], high[3];
-    EXPECT_EQ(row.limits(low, high, 0, -1, 257.0), 0);
-    EXPECT_EQ(high[0], static_cast<double>(65535.0f * weight * 1.0f));
-    EXPECT_NE(high[0], 65535.0);
+    EXPECT_EQ(row.limits(low, high, 0, -1, 257.0), 0);  // 257 * 255 / 65535 is 1
+    EXPECT_EQ(high[0], static_cast<double>(65535.0f * weight));
+    EXPECT_NE(high[0], static_cast<double>(65535.0f * (3.0f / 255.0f)));
 }
 
 TEST(SpectralHistogram, WrapsNegativeSums) {
