@@ -51,7 +51,7 @@ struct DrawnCounts : Counts {
         }
     }
     explicit DrawnCounts(Random& random)
-        : DrawnCounts(random, random(1, 5), random(0, 20) == 0 ? random(12, 16) : random(1, 10)) {}
+        : DrawnCounts(random, random(1, 5), random(0, 30) == 0 ? random(12, 16) : random(1, 10)) {}
 
   private:
     DrawnCounts(Random& random, uint32_t components, uint32_t bits)
