@@ -409,7 +409,7 @@ TEST(SpectralContrast, BringsOverlappingGroupsToWhatTheirSumNeeds) {
 
 TEST(SpectralContrast, RefusesWhatIsMissingOrDoesNotFit) {
     Random random(1);
-    const SpectralPicture picture(2, 8, {1, 2}, random);
+    const SpectralPicture picture(2, 8, Numbers{1, 2}, random);
     const unsigned colors[] = {0xFF, 0xFF};
     TrueColor param(2, 1, 2, kOnes.data(), 8);
     CustomColor custom(1, 1, 2, 2, kOnes.data(), 8);

@@ -52,8 +52,8 @@ struct SpectralPicture : GuardedPicture {
     }
     /// Of one row: the samples of pixel after pixel.
     SpectralPicture(uint32_t components, uint32_t bpc, const Numbers& samples, Random& random)
-        : SpectralPicture(components, bpc, {static_cast<uint32_t>(samples.size()) / components, 1},
-                          random) {
+        : SpectralPicture(components, bpc,
+                          Size{static_cast<uint32_t>(samples.size()) / components, 1}, random) {
         for (uint32_t i = 0; i < samples.size(); ++i) set(i, 0, samples[i]);
     }
     uint32_t top() const { return (1u << format().bpc) - 1; }
