@@ -337,6 +337,19 @@ TEST(OldSpectralContrast, BringsOverlappingGroupsToWhatTheirSumNeeds) {
     EXPECT_NEAR(e.param.gain(1), 10.0 * 255 / 765, 1e-5);
 }
 
+TEST(OldSpectralContrast, LeavesOutOfTheSumWhatTheMaskDoesNotTouch) {
+    Example e(kGrouped);
+    Parameters param(kGrouped, {1, 1, 1});
+    const Numbers colors(4, 0x0000FF);
+    ASSERT_EQ(Api::GetLutParamSpectAutocontrast(&param, &e.picture.record, mask_of(4, {0, 2}), -1,
+                                                colors.data(), nullptr, false, false, 0, 0),
+              QM_OK);
+    // 19.125 and 15 are halved for the component behind: 40 * 9.5625 + 51 * 7.5 = 765.
+    EXPECT_NEAR(param.gain(0), 19.125 * 255 / 765, 1e-5);
+    EXPECT_EQ(param.gain(1), 1.0);
+    EXPECT_NEAR(param.gain(2), 15.0 * 255 / 765, 1e-5);
+}
+
 TEST(OldSpectralContrast, TakesTheColourOfAGroupFromItsLastComponent) {
     Example e(kGrouped);
     e.colors = {0x00FF00, 0x0000FF, 0x00FF00, 0};  // only the first one overlaps

@@ -405,6 +405,23 @@ TEST(SpectralContrast, BringsOverlappingGroupsToWhatTheirSumNeeds) {
     EXPECT_EQ(param.GetOffset(1), 0.0);
 }
 
+TEST(SpectralContrast, KnowsAnOverlapInEveryPrimary) {
+    Random random(1);
+    const SpectralPicture picture(2, 8, {40, 51}, random);
+    Grouped param(2, kOnes.data(), 2, 2, 2, kOnes.data(), 8);
+    for (const uint32_t first : {0u, 8u, 16u})
+        for (const uint32_t second : {0u, 8u, 16u}) {
+            param.SetColor(0, 0xFFu << first);
+            param.SetColor(1, 0xFFu << second);
+            ASSERT_EQ(
+                Api::GetAutoContrastSpectralGrouped(&param, &picture.record, false, false, 0, 0),
+                QM_OK);
+            // Both groups reach 510 by themselves, and twice that together.
+            EXPECT_NEAR(param.GetGain(1), first == second ? 10 / 4.0 : 10, 1e-5)
+                << first << ' ' << second;
+        }
+}
+
 // ----- Refusals ----------------------------------------------------------------------------------
 
 TEST(SpectralContrast, RefusesWhatIsMissingOrDoesNotFit) {
