@@ -790,6 +790,47 @@ void add_constructions() {
           [](Typed& p) { return Api::CreateLutsSpectralGrouped(&p.lut, &p.grouped, 1.0); });
 }
 
+// ----- Automatic contrast ------------------------------------------------------------------------
+
+void add_contrast() {
+    using Api = SQmPicBufAPI_Base;
+    struct Shown {
+        uint8_t pixels[12] = {9, 7, 8, 20, 30, 40, 20, 30, 40, 90, 80, 99};
+        SQmPicBuf picture{4, 1, 12, 8, 3, 12, pixels};
+        std::vector<CQmRangeBase<unsigned>> ranges{{9, 90}, {7, 80}, {8, 99}};
+        SQmLut lut;
+        SQmLutParam param;
+        Shown() { param.sCompLutParam[0].uiMinSrc = 5; }
+    };
+    const auto print = [](Print& out, const Shown& p) {
+        print_tables(out, p.lut);
+        for (const SQmCompLutParam& c : p.param.sCompLutParam) out << c.uiMinSrc << c.uiMaxSrc;
+    };
+    // Without a histogram the levels are the ends of the depth; then there may be no tables.
+    constexpr Fate no_tables = lost(QM_NO_MEMORY);
+    add<Shown>(
+        "SQmPicBufAPI_Base::GetAutoContrast", {kSilent, kSilent},
+        [](Shown& p) {
+            return Api::GetAutoContrast(&p.param, nullptr, &p.picture, 0.1, 0.1, false, false);
+        },
+        print);
+    add<Shown>(
+        "SQmPicBufAPI_Base::GetAutoContrast of tables",
+        {kUnnoticed, kUnnoticed, no_tables, no_tables},
+        {no_tables, no_tables, no_tables, no_tables},
+        [](Shown& p) {
+            return Api::GetAutoContrast(nullptr, &p.lut, &p.picture, 0.1, 0.1, false, false);
+        },
+        print);
+    add<Shown>(
+        "SQmPicBufAPI_Base::GetContrastFromMinMax of tables", {no_tables, no_tables},
+        [](Shown& p) {
+            return Api::GetContrastFromMinMax(nullptr, &p.lut, &p.picture, p.ranges, 1, 1, false,
+                                              false);
+        },
+        print);
+}
+
 // ----- Colour tables -----------------------------------------------------------------------------
 
 /// The lists of colour tables as they are made, and one extended table.
@@ -1173,6 +1214,7 @@ const std::vector<FailureCase>& all_cases() {
     add_display_parameters();
     add_generators();
     add_constructions();
+    add_contrast();
     add_colour_tables();
     add_rendering();
     add_histograms();

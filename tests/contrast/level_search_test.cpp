@@ -113,7 +113,7 @@ TEST(GetHistoRange, FindsNothingBeyondAllPixels) {
 }
 
 TEST(GetHistoRange, FindsNothingInAnEmptyHistogram) {
-    const Counts one({{}}), three({{}, {}, {}}, 12);
+    const Counts one({Bins{}}), three({{}, {}, {}}, 12);
     EXPECT_EQ(range_of(one, 0, 1, 1, 1, false), (Levels{255, 0, 255, kUntouched, kUntouched}));
     EXPECT_EQ(range_of(one, 0, 1, 1, 1, true), (Levels{0, 255, 128, kUntouched, kUntouched}));
     EXPECT_EQ(range_of(three, 0, 3, 1, 1, true), (Levels{0, 4095, 2048, kUntouched, kUntouched}));
@@ -201,7 +201,7 @@ TEST(GetHistoRange, LooksAtNoMoreThan65536Bins) {
 }
 
 TEST(GetHistoRange, FindsEveryBin) {
-    Counts histo({{}}, 9);
+    Counts histo({Bins{}}, 9);
     for (uint32_t low = 0; low < 512; ++low) {
         const uint32_t high = 511 - (low * 7 + 3) % (512 - low);
         histo.put(0, low, 3), histo.put(0, high, 3);
