@@ -221,7 +221,8 @@ int render(Form form, const SpectralCall& c) {
     const uint32_t dst_bpc = std::clamp<uint32_t>(c.dst_bpc, 8, 8 * sizeof(Cell));
     const float gamma = form == kSse ? static_cast<float>(lut.pParams[0].dGamma) : 1.0f;
     Results results{1.0f / top_of(c.bpc), gamma, static_cast<float>(max_value(dst_bpc)),
-                    result_colours(lut, std::ldexp(1.0, static_cast<int>(c.bpc))), dst_bpc - 8};
+                    result_colours(lut, static_cast<double>(uint64_t{1} << (c.bpc & 63))),
+                    dst_bpc - 8};
     if (sizeof(Cell) == 1 && results.colours != nullptr && changes_nothing(results.colours))
         results.colours = nullptr;
     const SpectralPicture<T, Src> picture({c.src, c.src_stride}, Area::of_pixels(c.width, c.size),
