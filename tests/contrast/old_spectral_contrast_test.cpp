@@ -10,6 +10,7 @@
 #include "qmpic/FloatPicMemAPI_Base.h"
 #include "qmpic/LutParam.h"
 #include "qmpic/status.h"
+#include "render/spectral_reference.h"
 #include "support/cases.h"
 #include "support/float_picture.h"
 #include "support/parameters.h"
@@ -113,7 +114,7 @@ void expect_groups(Parameters& expected, const Measure& measure, const Numbers& 
         together.insert(together.end(), own.begin(), own.end());
     }
     if (!overlap(shown)) return;
-    HandMadeSet set(components, together);
+    ChosenState set(components, together);
     for (uint32_t c = 0; c < spectral; ++c) {
         const uint32_t g = expected.sCompLutParam[c].uiGroup;
         set.put(c, {data.GetOffset(g), data.GetGain(g) * (spectral < components ? 0.5 : 1.0)},
@@ -297,6 +298,17 @@ TEST(OldSpectralContrast, IsOneValueInTrueColourAndInGreyScale) {
         }
 }
 
+TEST(OldSpectralContrast, CountsNoComponentsThatThePictureHasNot) {
+    Example e(kTrueColor);
+    e.colors = {0x0000FF, 0x0000FF, 0x0000FF, 0x0000FF};
+    ASSERT_EQ(e.call(CQmRangeMask(192, 0, 191, 1), -1), QM_OK);
+    EXPECT_NEAR(e.param.gain(0), 255 / (174.0 / 4), 1e-5);
+    ASSERT_EQ(e.call(CQmRangeMask(3, 1, 2, 1), -1), QM_OK);  // a short mask selects no others
+    EXPECT_NEAR(e.param.gain(0), 255 / (131.0 / 2), 1e-5);
+    ASSERT_EQ(e.call(CQmRangeMask(), -1), QM_OK);
+    EXPECT_EQ(e.param.gain(0), 50.0);
+}
+
 TEST(OldSpectralContrast, IsTheSameForAllNodesOfCustomColours) {
     Example e(kCustom);
     ASSERT_EQ(e.call(mask_of(4, {2}), 1), QM_OK);
@@ -426,6 +438,10 @@ TEST(OldSpectralContrast, RefusesWhatIsMissing) {
     other = e.picture.record;
     other.uiComponents = 193;
     EXPECT_EQ(call(&e.param, &other, e.colors.data()), QM_TOO_MANY);
+    {
+        const NoSse2 without;
+        EXPECT_EQ(call(&e.param, &e.picture.record, e.colors.data()), QM_BAD_BUFFER);
+    }
     SQmLutParam without_arrays;  // nor components that groups could be made of
     without_arrays.sLutDataSpectral.uiSpectralColorMode = kGrouped;
     EXPECT_EQ(call(&without_arrays, &e.picture.record, e.colors.data()), QM_BAD_BUFFER);

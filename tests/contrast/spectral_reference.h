@@ -172,8 +172,8 @@ inline Value value_of_channel(const SpectralPicture& picture, uint32_t first, ui
 }
 
 /// A parametric set with the values of some components, which are those that it selects.
-struct HandMadeSet : SQmLut {
-    HandMadeSet(uint32_t components, const Numbers& selected) {
+struct ChosenState : SQmLut {
+    ChosenState(uint32_t components, const Numbers& selected) {
         ucComponents = static_cast<uint8_t>(components);
         ReinitParametric(*this);
         for (uint32_t c = 0; c < components; ++c) put(c, {0, 0}, 0);
