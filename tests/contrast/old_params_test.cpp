@@ -253,6 +253,7 @@ TEST(OldParameters, OfChannelsAreThoseOfTheirFirstComponents) {
     SQmLutParam old;
     old.uiGradient = 12;
     old.SetGammaSrc(0.5);
+    old.SetCompMaxSrcDbl(5, 0.2);  // past the components
     for (unsigned c = 0; c < 5; ++c) {
         old.SetCompMaxSrcDbl(c, 0.2 * (c + 1));
         old.SetCompGammaSrc(c, c + 1.0);
@@ -369,15 +370,15 @@ TEST(OldParameters, NeedSizesForWhatIsBehindTheSpectrum) {
     for (const unsigned comps : {3u, 4u}) {
         const int code = comps == 3 ? QM_OK : QM_BAD_BUFFER;
         EXPECT_EQ(
-            Api::ConvertOldLutParamToLutSpectralTrueColor(&param, &e.old, 3, comps, 3, nullptr, 8),
+            Api::ConvertOldLutParamToLutSpectralTrueColor(&param, &e.old, 3, comps, 5, nullptr, 8),
             code);
-        EXPECT_EQ(Api::ConvertOldLutParamToLutSpectralCustomColor(&custom, &e.old, 3, comps, 3,
+        EXPECT_EQ(Api::ConvertOldLutParamToLutSpectralCustomColor(&custom, &e.old, 3, comps, 5,
                                                                   nullptr, 8),
                   code);
         EXPECT_EQ(
-            Api::ConvertOldLutParamToLutSpectralGrouped(&grouped, &e.old, 3, comps, 3, nullptr, 8),
+            Api::ConvertOldLutParamToLutSpectralGrouped(&grouped, &e.old, 3, comps, 5, nullptr, 8),
             code);
-        // Without sizes each component is a channel.
+        // Without sizes each spectral component is a channel.
         EXPECT_EQ(param.GetSpectralChannelCount(), 3u);
         EXPECT_EQ(custom.GetSpectralChannelCount(), 3u);
         EXPECT_EQ(grouped.GetSpectralChannelCount(), 3u);
