@@ -1100,6 +1100,103 @@ void add_rendering() {
         print_destination);
 }
 
+/// Bands of a spectrum, and what is computed of their sums.
+struct Spectrum {
+    static constexpr uint32_t kBands = 5, kEdge = 6, kStride = 2 * kBands * kEdge;
+    SQmLut lut;
+    std::vector<uint16_t> words;
+    std::vector<float> floats;
+    std::vector<uint8_t> d = std::vector<uint8_t>(3 * kEdge * kEdge, 7);
+    uint32_t h[3][4096] = {{7}, {7}, {7}};
+    double low[3] = {7, 7, 7}, high[3] = {7, 7, 7};
+    uint32_t colours[kBands] = {0xFF, 0xFF00, 0xFF0000, 0x808080, 0x102030}, masks[kBands];
+    unsigned short word_masks[kBands];
+    std::vector<CQmRangeBase<float>> ranges{{0.0f, 4095.0f}};
+
+    Spectrum() {
+        SQmLut::Alloc(lut, 12, kBands, 8, 3);
+        SQmLut::ReinitParametric(lut);
+        for (uint32_t c = 0; c < kBands; ++c) {
+            lut.pParams[c].dOffset = -3;
+            lut.pParams[c].dGain = 0.4;
+            lut.pParams[c].dGamma = 1;
+            lut.pParams[c].uiColor = colours[c];
+            masks[c] = word_masks[c] = 0xFFFF;
+        }
+        for (uint32_t i = 0; i < kBands * kEdge * kEdge; ++i)
+            words.push_back(static_cast<uint16_t>(i * 97 % 4096));
+        floats.assign(words.begin(), words.end());
+    }
+};
+void print_spectrum(Print& print, const Spectrum& p) {
+    print << p.d << p.words;
+    for (const auto& bins : p.h) print.block(bins, 4096);
+    print.block(p.low, 3).block(p.high, 3);
+}
+
+void add_spectra() {
+    using Api = CQmPicMemAPI_Base;
+    using FloatApi = CQmFloatPicMemAPI_Base;
+    constexpr uint32_t n = Spectrum::kBands, edge = Spectrum::kEdge, stride = Spectrum::kStride;
+    // Nothing is known before there is memory for the bands, bins and records.
+    const auto refuses = [](std::string name, uint32_t allocations, auto call) {
+        add<Spectrum>(std::move(name), std::vector<Fate>(allocations, refused(QM_NO_MEMORY)), call,
+                      print_spectrum);
+    };
+    refuses("CQmPicMemAPI_Base::MapComponentsMToN of a spectrum", 1, [](Spectrum& p) {
+        return Api::MapComponentsMToN(p.d.data(), 3, 8, 3 * edge, p.words.data(), n, 12, stride,
+                                      &p.lut, edge, edge * edge);
+    });
+    refuses("CQmPicMemAPI_Base::ConvertToTrueColor of a spectrum", 1, [](Spectrum& p) {
+        return Api::ConvertToTrueColor(p.d.data(), 3 * edge, p.words.data(), n, 12, stride, edge,
+                                       edge * edge, &p.lut);
+    });
+    refuses("CQmPicMemAPI_Base::SpectralApplyLuts", 1, [](Spectrum& p) {
+        return Api::SpectralApplyLuts(p.words.data(), n, 12, stride, &p.lut, edge, edge * edge);
+    });
+    refuses("CQmPicMemAPI_Base::SpetralGetHistoRGB", 2, [](Spectrum& p) {
+        return Api::SpetralGetHistoRGB(p.h[0], p.h[1], p.h[2], p.words.data(), stride, 12, n, edge,
+                                       edge * edge, p.colours, p.word_masks, 0.2);
+    });
+    refuses("CQmPicMemAPI_Base::SpetralGetHistoRGB_Precise", 2, [](Spectrum& p) {
+        return Api::SpetralGetHistoRGB_Precise(p.h[0], p.h[1], p.h[2], p.words.data(), stride, 12,
+                                               n, edge, edge * edge, p.colours, p.word_masks, 0.2);
+    });
+    refuses("CQmPicMemAPI_Base::SpetralGetHistoRGBEx", 2, [](Spectrum& p) {
+        return Api::SpetralGetHistoRGBEx(p.h[0], p.h[1], p.h[2], p.words.data(), stride, 12, n,
+                                         edge, edge * edge, &p.lut);
+    });
+    refuses("CQmPicMemAPI_Base::SpetralGetLoHiRGB", 4, [](Spectrum& p) {
+        return Api::SpetralGetLoHiRGB(p.low, p.high, p.words.data(), stride, 12, n, edge,
+                                      edge * edge, p.colours, p.word_masks, 0.2, 1, 1);
+    });
+    refuses("CQmPicMemAPI_Base::SpetralGetLoHiRGB of the greatest", 2, [](Spectrum& p) {
+        return Api::SpetralGetLoHiRGB(p.low, p.high, p.words.data(), stride, 12, n, edge,
+                                      edge * edge, p.colours, p.word_masks, 0.2, 0, -1);
+    });
+    refuses("CQmPicMemAPI_Base::SpetralGetLoHiRGBEx", 4, [](Spectrum& p) {
+        return Api::SpetralGetLoHiRGBEx(p.low, p.high, p.words.data(), stride, 12, n, edge,
+                                        edge * edge, &p.lut, 1, 1);
+    });
+    refuses("CQmFloatPicMemAPI_Base::SpetralGetHistoRGB", 2, [](Spectrum& p) {
+        return FloatApi::SpetralGetHistoRGB(p.h[0], p.h[1], p.h[2], p.floats.data(), 2 * stride,
+                                            p.ranges, n, edge, edge * edge, p.colours, p.masks,
+                                            0.2);
+    });
+    refuses("CQmFloatPicMemAPI_Base::SpetralGetHistoRGBEx", 2, [](Spectrum& p) {
+        return FloatApi::SpetralGetHistoRGBEx(p.h[0], p.h[1], p.h[2], p.floats.data(), 2 * stride,
+                                              p.ranges, n, edge, edge * edge, &p.lut);
+    });
+    refuses("CQmFloatPicMemAPI_Base::SpetralGetLoHiRGB", 4, [](Spectrum& p) {
+        return FloatApi::SpetralGetLoHiRGB(p.low, p.high, p.floats.data(), 2 * stride, p.ranges, n,
+                                           edge, edge * edge, p.colours, p.masks, 0.2, 1, 1);
+    });
+    refuses("CQmFloatPicMemAPI_Base::SpetralGetLoHiRGBEx", 4, [](Spectrum& p) {
+        return FloatApi::SpetralGetLoHiRGBEx(p.low, p.high, p.floats.data(), 2 * stride, p.ranges,
+                                             n, edge, edge * edge, &p.lut, 1, 1);
+    });
+}
+
 // ----- Histograms --------------------------------------------------------------------------------
 
 struct Histogram : SQmHisto {
@@ -1352,6 +1449,7 @@ const std::vector<FailureCase>& all_cases() {
     add_conversions();
     add_colour_tables();
     add_rendering();
+    add_spectra();
     add_histograms();
     add_counting();
     add_gradients();
