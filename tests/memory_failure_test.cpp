@@ -831,6 +831,139 @@ void add_contrast() {
         print);
 }
 
+// ----- Automatic contrast of spectral pictures, and conversions of parameters --------------------
+
+/// A picture of bytes and one of floats, of two spectral components and a further one.
+struct SpectralContrast {
+    using Api = SQmPicBufAPI_Base;
+    static constexpr unsigned kSizes[] = {1, 1, 1};
+    uint8_t pixels[12] = {9, 7, 8, 20, 30, 40, 20, 30, 40, 90, 80, 99};
+    float floats[12] = {9, 7, 8, 20, 30, 40, 20, 30, 40, 90, 80, 99};
+    SQmPicBuf picture{4, 1, 12, 8, 3, 12, pixels};
+    SQmFloatPicBuf float_picture{0, 4, 1, 48, 32, 3, 48, nullptr, nullptr, floats};
+    const std::vector<CQmRangeBase<float>> ranges{{7, 99}, {7, 99}, {7, 99}};
+    const CQmRangeMask mask{3, 0, 1, 1};
+    const unsigned colors[3] = {0x0000FF, 0x0000FF, 0xFFFFFF};
+    CQmLutParamSpectralTrueColor true_color{3, 2, 3, kSizes, 8};
+    CQmLutParamSpectralCustomColor custom{2, 2, 3, 3, kSizes, 8};
+    CQmLutParamSpectralGrouped grouped{2, kSizes, 2, 3, 3, kSizes, 8};
+    SQmLutParam param;
+
+    explicit SpectralContrast(uint32_t mode) {
+        auto& data = param.sLutDataSpectral;
+        data.uiSpectralCompCount = 2;
+        data.uiSpectralColorMode = mode;
+    }
+    int contrast() {
+        return Api::GetLutParamSpectAutocontrast(&param, &picture, mask, -1, colors, nullptr, true,
+                                                 true, 20, 20);
+    }
+    int contrast_floats() {
+        return Api::GetLutParamSpectAutocontrast(&param, &float_picture, mask, -1, colors, nullptr,
+                                                 true, true, 20, 20, ranges);
+    }
+};
+template <uint32_t mode>
+struct SpectralContrastIn : SpectralContrast {
+    SpectralContrastIn() : SpectralContrast(mode) {}
+};
+void print_contrast(Print& print, const SpectralContrast& p) {
+    const auto print_values = [&](const auto& of) {
+        for (unsigned i = 0; i < 3; ++i) print << of.GetGain(i) << of.GetOffset(i);
+    };
+    print_values(p.true_color);
+    print_values(p.custom);
+    print_values(p.grouped);
+    print_parameters(print, p.param);
+}
+
+void add_spectral_contrast() {
+    using Api = SQmPicBufAPI_Base;
+    using TrueColor = SpectralContrastIn<0>;
+    using Grouped = SpectralContrastIn<2>;
+    // A measurement has a histogram (2), what it knows of the components, and bins of threads: 4.
+    // Another one is made for further channels: 2.
+    const auto fates = [](size_t untouched, size_t begun) {
+        std::vector<Fate> all(untouched, refused(QM_NO_MEMORY));
+        all.insert(all.end(), begun, lost(QM_NO_MEMORY));
+        return all;
+    };
+    add<TrueColor>(
+        "SQmPicBufAPI_Base::GetAutoContrastSpectralTrueColor", fates(4 + 2, 0),
+        [](TrueColor& p) {
+            return Api::GetAutoContrastSpectralTrueColor(&p.true_color, p.colors, &p.picture, true,
+                                                         true, 20, 20);
+        },
+        print_contrast);
+    add<TrueColor>(
+        "SQmPicBufAPI_Base::GetAutoContrastSpectralCustomColor", fates(4 + 2, 0),
+        [](TrueColor& p) {
+            return Api::GetAutoContrastSpectralCustomColor(&p.custom, &p.picture, true, true, 20,
+                                                           20);
+        },
+        print_contrast);
+    // Each group is written when it is known; then comes the set that they make together.
+    constexpr size_t together = 1 + 4;
+    add<TrueColor>(
+        "SQmPicBufAPI_Base::GetAutoContrastSpectralGrouped", fates(4, 4 + together + 2),
+        [](TrueColor& p) {
+            return Api::GetAutoContrastSpectralGrouped(&p.grouped, &p.picture, true, true, 20, 20);
+        },
+        print_contrast);
+    add<TrueColor>(
+        "SQmPicBufAPI_Base::GetLutParamSpectAutocontrast", fates(4, 0),
+        [](TrueColor& p) { return p.contrast(); }, print_contrast);
+    add<TrueColor>(
+        "SQmPicBufAPI_Base::GetLutParamSpectAutocontrast of floats", fates(4, 0),
+        [](TrueColor& p) { return p.contrast_floats(); }, print_contrast);
+    // Groups are made first: six arrays.
+    add<Grouped>(
+        "SQmPicBufAPI_Base::GetLutParamSpectAutocontrast of groups", fates(6, 4 + 4 + together),
+        [](Grouped& p) { return p.contrast(); }, print_contrast);
+}
+
+void add_conversions() {
+    using Api = SQmPicBufAPI_Base;
+    static constexpr unsigned kSizes[] = {1, 1, 1, 1};
+    struct Converted {
+        Spectral<3> old;
+        CQmLutParamMCH channels;
+        CQmLutParamSpectralTrueColor true_color;
+        CQmLutParamSpectralCustomColor custom;
+        CQmLutParamSpectralGrouped grouped;
+    };
+    const auto print = [](Print& out, const Converted& p) {
+        out << p.channels.GetChannelCount() << p.true_color.GetChannelCount();
+        out << p.custom.GetChannelCount() << p.grouped.GetChannelCount();
+        for (unsigned i = 0; i < 3; ++i) out << p.grouped.GetGain(i) << p.custom.GetColor(i);
+    };
+    const auto convert = [&](const std::string& name, size_t allocations, auto call) {
+        add<Converted>(name, std::vector<Fate>(allocations, refused(QM_NO_MEMORY)), call, print);
+    };
+    convert("SQmPicBufAPI_Base::ConvertOldLutParamToLutParamMCH", 4, [](Converted& p) {
+        p.channels.Free();
+        return Api::ConvertOldLutParamToLutParamMCH(&p.channels, &p.old, 4, 4, kSizes, 8);
+    });
+    // The copy of the parameters has ten arrays. Twelve components in one group are shared out anew
+    // in it, among as many groups as there are arrays for.
+    convert("SQmPicBufAPI_Base::ConvertOldLutParamToLutSpectralTrueColor", 10 + 3,
+            [](Converted& p) {
+                p.true_color.Free();
+                return Api::ConvertOldLutParamToLutSpectralTrueColor(&p.true_color, &p.old, 3, 4, 4,
+                                                                     kSizes, 8);
+            });
+    convert("SQmPicBufAPI_Base::ConvertOldLutParamToLutSpectralCustomColor", 10 + 4,
+            [](Converted& p) {
+                p.custom.Free();
+                return Api::ConvertOldLutParamToLutSpectralCustomColor(&p.custom, &p.old, 3, 4, 4,
+                                                                       kSizes, 8);
+            });
+    convert("SQmPicBufAPI_Base::ConvertOldLutParamToLutSpectralGrouped", 10 + 5, [](Converted& p) {
+        p.grouped.Free();
+        return Api::ConvertOldLutParamToLutSpectralGrouped(&p.grouped, &p.old, 3, 4, 4, kSizes, 8);
+    });
+}
+
 // ----- Colour tables -----------------------------------------------------------------------------
 
 /// The lists of colour tables as they are made, and one extended table.
@@ -1312,6 +1445,8 @@ const std::vector<FailureCase>& all_cases() {
     add_generators();
     add_constructions();
     add_contrast();
+    add_spectral_contrast();
+    add_conversions();
     add_colour_tables();
     add_rendering();
     add_spectra();

@@ -498,28 +498,49 @@ class QM_API SQmPicBufAPI_Base {
     /// One search over components 0 and 1, **without component 2**, sets all three.
     static int GetAutoContrastRGB(CQmLutParamRGB* param, const SQmHisto* histo, bool bLow,
                                   bool bHigh, double lowPercent, double highPercent);
-    /// Offset 0 and gain 0 from the limits of the sum of all spectral components
-    /// (CQmPicMemAPI_Base::SpetralGetLoHiRGB): 255 / highest, 50 where that is 0. Channels behind
-    /// them get theirs by searches as in GetAutoContrastMCH: gain top / high, 100000 for 0.
-    /// @param colors  one a component
+    // What spectral pictures show is **measured**: of the mean of some components, each in its
+    // colour, red, green and blue have limits from 0 to 255 (CQmPicMemAPI_Base::SpetralGetLoHiRGB;
+    // a percent that is not asked for leaves its side out). The greatest of the lows is an offset,
+    // 255 / the greatest of the highs a gain, which is 50 where nothing shows.
+    //
+    // -8 above 192 components, -3, and codes of what is measured with: -2 above 16 bits.
+
+    /// Offset 0 and gain 0 are measured over all spectral components. Channels behind them have
+    /// indexes from 1 on and are searched as in GetAutoContrastMCH: their offset is low, or 7 / 8
+    /// of it if with `bHigh` it is above 7 / 8 of high, and 0 without `bLow`; their gain is top /
+    /// high, 100000 for 0.
+    /// @param colors  one a spectral component
     /// @return -9 also when depth or components are not those of the parameters
     static int GetAutoContrastSpectralTrueColor(CQmLutParamSpectralTrueColor* param,
                                                 const unsigned int* colors, const SQmPicBuf* pic,
                                                 bool bLow, bool bHigh, double lowPercent,
                                                 double highPercent);
-    /// The same with the colours of GetCompColors, for every node.
+    /// The same with the colours of GetCompColors: every node gets what was measured, and channels
+    /// stand behind the nodes.
     static int GetAutoContrastSpectralCustomColor(CQmLutParamSpectralCustomColor* param,
                                                   const SQmPicBuf* pic, bool bLow, bool bHigh,
                                                   double lowPercent, double highPercent);
-    /// Each enabled group by its own components; where colours of groups overlap, all are then
-    /// brought to what their sum needs.
+    /// Each group is measured by itself, and the gain multiplied by the number of groups. If two of
+    /// them show in one primary, the set that all of this makes is measured, too, with a scale of
+    /// 1: gains are then multiplied by its gain, and all offsets become its offset. Groups without
+    /// components stay. Channels stand behind the groups.
+    /// @return -9 also without sizes of groups. A failure may leave some groups done.
     static int GetAutoContrastSpectralGrouped(CQmLutParamSpectralGrouped* param,
                                               const SQmPicBuf* pic, bool bLow, bool bHigh,
                                               double lowPercent, double highPercent);
-    /// Gain and offset of the selected spectral components. In grouped mode (2) with `group` -1 as
-    /// in GetAutoContrastSpectralGrouped, and components behind the spectral ones by
-    /// AutoOneCompContrast of `histo`, if that is given; otherwise one measurement, written to
-    /// `group`, in modes 0 and 3 to index 0, in mode 1 to all.
+    /// Gain and offset of the components in the mask, written to index 0 in modes 0 and 3, to
+    /// `group` in mode 2, and to all nodes in mode 1.
+    ///
+    /// But in mode 2 with `group` -1 all groups that the mask touches are done as in
+    /// GetAutoContrastSpectralGrouped, each as a whole; SQmLUTDataSpectral::GetAllGroupCount mends
+    /// them first. The colour of a group is that of its last component. If `histo` is not null,
+    /// components behind the spectral ones get their levels by AutoOneCompContrast; a black level
+    /// of the first of them above 7 / 8 of the white level becomes 7 / 8 of itself.
+    ///
+    /// The lock of the spectral data is not held while the picture is looked at.
+    /// @param colors  one for each spectral component and for each in the mask
+    /// @return -9 also, in the second case, for parameters without groups, and when `histo` is
+    ///         given and neither level asked for: then groups are done
     static int GetLutParamSpectAutocontrast(SQmLutParam* param, const SQmPicBuf* pic,
                                             const CQmRangeMask& mask, int group,
                                             const unsigned int* colors, const SQmHisto* histo,
@@ -534,7 +555,9 @@ class QM_API SQmPicBufAPI_Base {
 
     // ----- Typed parameters from old ones --------------------------------------------------------
 
-    // The target is made anew for the given counts. -9 for null.
+    // The target gets the given counts by Reinit, whose codes are returned. Where the counts are
+    // those that it has, spectral ones keep their sizes. -9 for null, -8 above 192 components, -3.
+    // The old parameters stay as they are.
 
     /// Each channel has the levels and gamma of its first component; with fewer than two components
     /// those of the picture, and its gradient.
@@ -543,15 +566,22 @@ class QM_API SQmPicBufAPI_Base {
                                                const unsigned int* sizes, unsigned int bpc);
     static int ConvertOldLutParamToLutParamRGB(CQmLutParamRGB* dst, const SQmLutParam* old,
                                                unsigned int bpc);
-    /// Gains and offsets of the old parameters' mode, and their gamma. Channels behind the spectral
-    /// ones: offset GetMinSrc, gain GetMaxDst / GetMaxSrc, 100000 for 0.
-    /// @param sizes  components of each channel; -9 for null with components behind the spectral
+    /// Gains and offsets of the old parameters' mode, and their gamma: here those of index 0, and
+    /// the gradient. Spectral channels are the leading ones that hold `spectralComps` components.
+    /// Channels behind them have the levels of their first component: offset GetMinSrc, gain
+    /// GetMaxDst / GetMaxSrc, 100000 for 0.
+    /// @param sizes  components of each channel. Null is -9 with components behind the spectral
+    ///               ones; without these it stands for channels of one component.
     static int ConvertOldLutParamToLutSpectralTrueColor(
         CQmLutParamSpectralTrueColor* dst, const SQmLutParam* old, unsigned int spectralComps,
         unsigned int comps, unsigned int channels, const unsigned int* sizes, unsigned int bpc);
+    /// Gain and colour of each node, and **the offset of the first one for all**. There are at most
+    /// as many nodes as spectral channels.
     static int ConvertOldLutParamToLutSpectralCustomColor(
         CQmLutParamSpectralCustomColor* dst, const SQmLutParam* old, unsigned int spectralComps,
         unsigned int comps, unsigned int channels, const unsigned int* sizes, unsigned int bpc);
+    /// Gain, offset, colour and size of each group, after groups that do not fit were made anew as
+    /// in GetAllGroupCount. There are at most as many as spectral channels.
     static int ConvertOldLutParamToLutSpectralGrouped(CQmLutParamSpectralGrouped* dst,
                                                       const SQmLutParam* old,
                                                       unsigned int spectralComps,
