@@ -108,7 +108,8 @@ struct Avx2Groups {
                                        uint32_t count) const;
 };
 
-/// Blocks below AVX-512, by groups. The last pixels of a row are copied and back.
+/// Blocks below AVX-512, by groups. The last pixels are those at the end of a whole group, which
+/// overlaps the one before and has no other bits; where there is none they are copied and back.
 class GroupedOverlay {
   public:
     explicit GroupedOverlay(uint32_t stays)
@@ -116,14 +117,22 @@ class GroupedOverlay {
 
     void block(Sample<uint8_t>* d, OverlayCells over, const OverlayMask& mask,
                uint32_t pixels) const {
-        const uint32_t whole = pixels / kOverlayGroup, rest = pixels % kOverlayGroup * 3;
+        const uint32_t whole = pixels / kOverlayGroup, rest = pixels % kOverlayGroup;
         groups(d, over, mask.bytes, whole);
         if (rest == 0 || mask.group(whole) == 0) return;
-        Sample<uint8_t> own[kOverlayCells] = {}, others[kOverlayCells] = {};
-        std::memcpy(own, d + whole * kOverlayCells, rest);
-        std::memcpy(others, over.first + whole * over.step, rest);
-        groups(own, {others, kOverlayCells}, mask.bytes + whole * 8, 1);
-        std::memcpy(d + whole * kOverlayCells, own, rest);
+        if (whole != 0) {
+            const uint32_t before = 3 * (pixels - kOverlayGroup);
+            const uint64_t bits = __builtin_bswap64(mask.group(whole)) >> (kOverlayGroup - rest);
+            const Sample<uint64_t> last[1] = {{__builtin_bswap64(bits)}};
+            if (over.step != 0) over.first += before;
+            groups(d + before, over, reinterpret_cast<const uint8_t*>(last), 1);
+        } else {
+            Sample<uint8_t> own[kOverlayCells] = {}, others[kOverlayCells] = {};
+            std::memcpy(own, d, 3 * rest);
+            std::memcpy(others, over.first, 3 * rest);
+            groups(own, {others, kOverlayCells}, mask.bytes, 1);
+            std::memcpy(d, own, 3 * rest);
+        }
     }
 
   private:

@@ -149,7 +149,7 @@ struct LayOver {
 
     void operator()(RowRange rows) const {
         OverlayMask mask{};
-        alignas(64) Sample<uint8_t> made[kBlockCells + 1];  // words of the last pixel are longer
+        alignas(64) Sample<uint8_t> made[kBlockCells + 1] = {};  // words are longer than pixels
         for (uint64_t y = rows.first; y < rows.last; ++y)
             for (uint64_t x = 0; x < width; x += kOverlayBlock) {
                 const auto pixels =
