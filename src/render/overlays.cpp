@@ -203,7 +203,7 @@ void read_colours(const void* rows, ByteColours& colours) {
     const RowTable<uint8_t> table(rows);
     for (uint32_t value = 0; value < 256; ++value)
         colours.words[value] =
-            uint32_t{table(value, 0)} | table(value, 1) << 8 | table(value, 2) << 16;
+            table(value, 0) | uint32_t{table(value, 1)} << 8 | uint32_t{table(value, 2)} << 16;
 }
 
 /// The colours of the set that was given when the transparency last changed. None are kept for 0.

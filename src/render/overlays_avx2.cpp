@@ -41,7 +41,7 @@ struct Blend {
         return {_mm256_mullo_epi16(_mm256_and_si256(others, low_bytes()), comes),
                 _mm256_mullo_epi16(_mm256_srli_epi16(others, 8), comes)};
     }
-    [[QM_INLINE]] __m256i operator()(__m256i old, Products others) const {
+    [[QM_INLINE]] __m256i operator()(__m256i old, const Products& others) const {
         const __m256i even = mixed(_mm256_and_si256(old, low_bytes()), others.even),
                       odd = mixed(_mm256_srli_epi16(old, 8), others.odd);
         // The odd ones up by one, in place of down by 7 and up by 8.

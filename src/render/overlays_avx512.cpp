@@ -40,7 +40,7 @@ struct Blend {
         return {_mm512_mullo_epi16(_mm512_and_si512(others, low_bytes()), comes),
                 _mm512_mullo_epi16(_mm512_srli_epi16(others, 8), comes)};
     }
-    [[QM_INLINE]] __m512i operator()(__m512i old, Products others) const {
+    [[QM_INLINE]] __m512i operator()(__m512i old, const Products& others) const {
         const __m512i even = mixed(_mm512_and_si512(old, low_bytes()), others.even),
                       odd = mixed(_mm512_srli_epi16(old, 8), others.odd);
         // The odd ones up by one, in place of down by 7 and up by 8.
