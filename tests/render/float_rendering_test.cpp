@@ -644,42 +644,6 @@ TEST(FloatsToTrueColour, FindRowsIn32Bits) {
 
 // ----- Memory and threads ------------------------------------------------------------------------
 
-TEST(FloatRendering, GivesOutOfMemoryAndWritesNothing) {
-    if (!FailingAlloc::kWorks) GTEST_SKIP() << "a sanitizer watches the heap";
-    omp_set_num_threads(2);
-    const ParametricSet lut({param(0, 1, 1, kWhite)});
-    const Floats s{4.0f};
-    Bytes bytes(3);
-    Floats cells(3);
-    const auto check = [&](uint32_t n, const Outcome& outcome) {
-        EXPECT_EQ(outcome.code_or_throw(), n == 0 ? QM_OK : QM_NO_MEMORY);
-        EXPECT_EQ(outcome.live, 0);
-        EXPECT_EQ(bytes[0] + static_cast<int>(cells[0]), n == 0 ? 255 : 99) << n;
-        bytes.assign(3, 99), cells.assign(3, 0.0f);
-    };
-    bytes.assign(3, 99);
-    EXPECT_GE(each_failure(
-                  [&] {
-                      return nonspect_render_NxFloat_3x8_float(bytes.data(), 3, s.data(), 4, 1,
-                                                               &lut, 1, 1, kFour);
-                  },
-                  check),
-              1u);
-    const auto check_cells = [&](uint32_t n, const Outcome& outcome) {
-        EXPECT_EQ(outcome.code_or_throw(), n == 0 ? QM_OK : QM_NO_MEMORY);
-        EXPECT_EQ(outcome.live, 0);
-        EXPECT_EQ(cells[0], n == 0 ? 255.0f : 99.0f) << n;
-        cells.assign(3, 99.0f);
-    };
-    EXPECT_GE(each_failure(
-                  [&] {
-                      return Api::ConvertFloatToRGBFloat(cells.data(), 12, s.data(), 1, 4, &lut, 1,
-                                                         1, kFour);
-                  },
-                  check_cells),
-              1u);
-}
-
 TEST(FloatsToTrueColour, NeedAByteAPixelForGreys) {
     if (!FailingAlloc::kWorks) GTEST_SKIP() << "a sanitizer watches the heap";
     const Floats s(1000, 7.0f);
