@@ -64,8 +64,9 @@ class Contributions {
                : j < axis_.line.end ? j
                                     : axis_.line.end - 1;
     }
-    /// The most weights that a list has.
+    /// The most weights that a list has, and those of all lists.
     uint32_t longest() const { return longest_; }
+    size_t weights() const { return begin_[axis_.count]; }
 
   private:
     FilterAxis axis_;
