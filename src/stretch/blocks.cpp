@@ -178,7 +178,8 @@ struct NarrowBlocks {
             case 3: average_neighbours<T, 3>(means, sums, call); break;
             default: average_neighbours<T, 0>(means, sums, call);
             }
-            call.picker->pick(call.to<uint8_t>(j), reinterpret_cast<const Sample<uint8_t>*>(means));
+            const auto* const made = reinterpret_cast<const Sample<uint8_t>*>(means);
+            call.picker->pick(call.to<uint8_t>(j), made, made);
         }
     }
 };
