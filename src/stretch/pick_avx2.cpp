@@ -1,6 +1,7 @@
 #include <immintrin.h>
 
 #include "core/isa.h"
+#include "core/prefetch.h"
 #include "stretch/pick.h"
 
 // The compiler picks bytes one by one at every level.
@@ -31,6 +32,7 @@ template <uint32_t vectors>
     const uint64_t whole = blocks.bytes / step;
     for (uint64_t b = 0; b < whole; ++b) {
         _mm_prefetch(reinterpret_cast<const char*>(next + blocks.from[b]), _MM_HINT_T0);
+        fetch_ahead_to_write(d + b * step, 1);
         pick_block<vectors>(d + b * step, s + blocks.from[b], blocks.masks + b * vectors * step);
     }
     if (blocks.bytes % step != 0)
