@@ -82,7 +82,7 @@ struct PicturePass {
     }
     void filter(uint32_t* pair, const Sample<T>* a, const Sample<T>* b) const {
         if (windows != nullptr)
-            windows(pair, a, b, *table);
+            windows(pair, a, b, 2 * uint64_t{src.stride}, *table);
         else
             filter_lines(pair, a, b, lines);
     }

@@ -74,7 +74,7 @@ template <int outputs>
 /// 0 pairs: as many as the table says.
 template <class T, int outputs, bool shared, uint32_t known_pairs>
 [[QM_TARGET_COLUMNS]] void filter_windows(uint32_t* pair, const void* even, const void* odd,
-                                          const WindowTable& table) {
+                                          uint64_t ahead, const WindowTable& table) {
     const auto *const a = static_cast<const uint8_t*>(even),
                      *const b = static_cast<const uint8_t*>(odd);
     const uint32_t pairs = known_pairs != 0 ? known_pairs : table.shape().pairs;
@@ -82,6 +82,8 @@ template <class T, int outputs, bool shared, uint32_t known_pairs>
     const uint8_t* step = table.steps();
     for (uint64_t v = table.vectors(); v != 0; --v, pair += 2 * outputs) {
         __m256i sum_a = _mm256_setzero_si256(), sum_b = _mm256_setzero_si256(), from_a, from_b;
+        fetch_ahead(a + *offsets, ahead);
+        fetch_ahead(b + *offsets, ahead);
         if (shared) {
             from_a = lowered<T>(load_windows(a, offsets));
             from_b = lowered<T>(load_windows(b, offsets));
