@@ -132,7 +132,7 @@ int filter_picture(Dst dst, Src src, uint32_t components, const StretchWindow& w
     if (table && table->state() == WindowTable::kNoMemory) return QM_NO_MEMORY;
     const uint64_t used = windows != nullptr ? table->samples_written() : lines.samples();
     const uint64_t words = (std::max(used, lines.samples()) + kBandBlock - 1) / kBandBlock * kBandBlock;
-    const Strips<uint32_t> strips(window.height, words, pairs.longest());
+    const Strips<uint32_t> strips(window.height, words, 1, pairs.longest());
     if (!strips) return QM_NO_MEMORY;
     strips.clear_behind(lines.samples());
 
