@@ -76,8 +76,11 @@ double filter_support(Mode mode, double scale) {
 }
 
 Contributions::Contributions(const FilterAxis& axis, Mode mode, WeightRule rule)
-    : axis_(axis), capacity_(list_capacity(filter_support(mode, axis.scale))), first_(axis.count),
-      begin_(size_t{axis.count} + 1), weights_(saturated_product(axis.count, capacity_)) {
+    : axis_(axis),
+      capacity_(list_capacity(filter_support(mode, axis.scale))),
+      first_(axis.count),
+      begin_(size_t{axis.count} + 1),
+      weights_(saturated_product(axis.count, capacity_)) {
     if (!*this) return;
     const double scale = axis.scale, radius = filter_support(mode, scale) * 0.5,
                  width = std::max(scale, 1.0);
@@ -95,10 +98,11 @@ Contributions::Contributions(const FilterAxis& axis, Mode mode, WeightRule rule)
             while (first <= last && !(std::fabs(x(first)) < filter.kReach)) ++first;
             while (first <= last && !(std::fabs(x(last)) < filter.kReach)) --last;
             int32_t* const weights = weights_.get() + at;
-            size_t count = first <= last ? std::min(static_cast<size_t>(last - first) + 1, capacity_) : 0;
+            size_t count =
+                first <= last ? std::min(static_cast<size_t>(last - first) + 1, capacity_) : 0;
             for (size_t k = 0; k < count; ++k)
-                weights[k] = trunc_i32(filter(x(first + static_cast<int64_t>(k))) / width * rule.one +
-                                       rule.rounding);
+                weights[k] = trunc_i32(
+                    filter(x(first + static_cast<int64_t>(k))) / width * rule.one + rule.rounding);
             if (count == 0 && all_known) {
                 first = whole(p + 0.5);
                 weights[count++] = rule.one;

@@ -32,8 +32,8 @@ template <class T>
 template <class T, bool shared, uint32_t known_pairs>
 [[QM_TARGET_WINDOWS]] void filter_windows(uint32_t* pair, const void* even, const void* odd,
                                           uint64_t ahead, const WindowTable& table) {
-    const auto *const a = static_cast<const uint8_t*>(even),
-                     *const b = static_cast<const uint8_t*>(odd);
+    const auto *const a = static_cast<const uint8_t*>(even), *const b =
+                                                                 static_cast<const uint8_t*>(odd);
     const uint32_t pairs = known_pairs != 0 ? known_pairs : table.shape().pairs;
     const uint32_t* offsets = table.offsets();
     const uint8_t* step = table.steps();

@@ -81,8 +81,13 @@ using Eight = float __attribute__((vector_size(kLines * sizeof(float))));
 struct LineBlock {
     const Sample<float>* from[kLines];
     float* to[kLines];
+    uint64_t ahead;  ///< bytes from these lines to the next ones
 };
 
+[[gnu::always_inline]] inline void ask_ahead(const void* p, uint64_t distance) {
+    __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(p) + distance), 0,
+                       2);
+}
 /// rows[r][c] becomes rows[c][r].
 inline void turn(Eight (&rows)[kLines]) {
     Eight pairs[kLines], fours[kLines];
@@ -93,11 +98,11 @@ inline void turn(Eight (&rows)[kLines]) {
     for (int i = 0; i < 8; ++i) {
         const int first = i / 4 * 4 + i % 2;
         if (i % 4 < 2)
-            fours[i] = __builtin_shufflevector(pairs[first], pairs[first + 2], 0, 1, 8, 9, 4, 5, 12,
-                                               13);
+            fours[i] =
+                __builtin_shufflevector(pairs[first], pairs[first + 2], 0, 1, 8, 9, 4, 5, 12, 13);
         else
-            fours[i] = __builtin_shufflevector(pairs[first], pairs[first + 2], 2, 3, 10, 11, 6, 7,
-                                               14, 15);
+            fours[i] =
+                __builtin_shufflevector(pairs[first], pairs[first + 2], 2, 3, 10, 11, 6, 7, 14, 15);
     }
     for (int i = 0; i < 4; ++i) {
         rows[i] = __builtin_shufflevector(fours[i], fours[i + 4], 0, 1, 2, 3, 8, 9, 10, 11);
@@ -110,8 +115,10 @@ inline void turn_lines(Eight* tile, const LineBlock& lines, uint64_t first, uint
     uint64_t i = first;
     for (; i + kLines <= last; i += kLines, tile += kLines) {
         Eight rows[kLines];
-        for (uint64_t r = 0; r < kLines; ++r)
+        for (uint64_t r = 0; r < kLines; ++r) {
             std::memcpy(&rows[r], lines.from[r] + i, sizeof rows[r]);
+            ask_ahead(lines.from[r] + i, lines.ahead);
+        }
         turn(rows);
         for (uint64_t c = 0; c < kLines; ++c) tile[c] = rows[c];
     }
@@ -224,9 +231,10 @@ struct FloatPass {
     /// Rows that nobody needs are not read: others stand for them.
     void make(float* block, uint64_t j) const {
         LineBlock lines;
+        lines.ahead = kLines * uint64_t{src.stride};
         for (uint64_t r = 0; r < kLines; ++r) {
-            const uint64_t y = std::clamp(j * kLines + r, needed.first,
-                                          needed.first + needed.count - 1);
+            const uint64_t y =
+                std::clamp(j * kLines + r, needed.first, needed.first + needed.count - 1);
             lines.from[r] = src.row(y);
             lines.to[r] = block + r * step;
         }
@@ -262,8 +270,7 @@ struct FloatPass {
 /// The most blocks of rows that a list reaches into.
 uint64_t most_blocks(const FloatPass& pass) {
     uint64_t most = 0;
-    for (uint64_t y = 0; y < pass.lists->size(); ++y)
-        most = std::max(most, pass.rows(y).count);
+    for (uint64_t y = 0; y < pass.lists->size(); ++y) most = std::max(most, pass.rows(y).count);
     return most;
 }
 
@@ -280,9 +287,9 @@ int stretch_filtered(FloatDst dst, FloatSrc src, uint32_t components, const Stre
     if (!columns || !rows) return QM_NO_MEMORY;
     const uint64_t samples = uint64_t{window.width} * components,
                    step = (samples + FloatPass::kBlock - 1) / FloatPass::kBlock * FloatPass::kBlock;
-    const FloatPass pass{
-        dst, src, components, &columns, &rows, joined(rows.range(0), rows.range(window.height - 1)),
-        step};
+    const FloatPass pass{dst,      src,   components,
+                         &columns, &rows, joined(rows.range(0), rows.range(window.height - 1)),
+                         step};
     const Strips<float> strips(window.height, step, kLines, most_blocks(pass));
     if (!strips) return QM_NO_MEMORY;
     strips.clear_behind(samples);

@@ -10,9 +10,9 @@
 
 /// The band between the two passes, which is never there as a whole: a thread goes through its
 /// destination rows in the order of the source and keeps the band rows of one of them in a ring, in
-/// blocks of as many as the first pass makes at a time. So the working memory does not grow with the height of the picture, a band row is still in the
-/// cache when it is used, and the passes need one parallel region. Rows that two threads need are
-/// made by both.
+/// blocks of as many as the first pass makes at a time. So the working memory does not grow with
+/// the height of the picture, a band row is still in the cache when it is used, and the passes need
+/// one parallel region. Rows that two threads need are made by both.
 
 namespace qmpic {
 
@@ -22,9 +22,12 @@ class Strips {
   public:
     /// `capacity` blocks of `lines` x `words` for each of the threads of a team that shares `rows`.
     Strips(uint64_t rows, uint64_t words, uint64_t lines, uint64_t capacity)
-        : words_(words), block_(product(words, lines)), capacity_(capacity),
+        : words_(words),
+          block_(product(words, lines)),
+          capacity_(capacity),
           count_(std::min<uint64_t>(static_cast<uint64_t>(omp_get_max_threads()), rows)),
-          memory_(product(product(block_, capacity), count_)), blocks_(product(capacity, count_)) {}
+          memory_(product(product(block_, capacity), count_)),
+          blocks_(product(capacity, count_)) {}
     explicit operator bool() const { return memory_ && blocks_; }
 
     /// Words behind the first `used` of all lines become 0, since they are read in groups.

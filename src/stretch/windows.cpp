@@ -43,7 +43,8 @@ bool WindowTable::place(Lines lines, uint64_t window, uint32_t sample_bytes, uin
     const uint64_t in_vector = shape_.vector / shape_.window, lane = window % in_vector,
                    vector = window / in_vector;
     const uint64_t first = window * shape_.outputs, samples = lines.samples(),
-                   count = first < samples ? std::min<uint64_t>(shape_.outputs, samples - first) : 0;
+                   count =
+                       first < samples ? std::min<uint64_t>(shape_.outputs, samples - first) : 0;
     Output outputs[16];
     uint64_t leftmost = UINT64_MAX;
     for (uint64_t o = 0, pixel = first / n, component = first % n; o < count; ++o) {
@@ -82,8 +83,8 @@ bool WindowTable::place(Lines lines, uint64_t window, uint32_t sample_bytes, uin
     for (uint64_t o = 0; o < count; ++o)
         for (uint64_t k = 0; k < outputs[o].run.count; ++k) {
             const uint64_t slot = outputs[o].slot + k, t = slot / 2;
-            uint8_t* const control = steps + t * 2 * shape_.vector + lane * shape_.window + 4 * o +
-                                     slot % 2 * 2;
+            uint8_t* const control =
+                steps + t * 2 * shape_.vector + lane * shape_.window + 4 * o + slot % 2 * 2;
             const uint64_t at = place_of(outputs[o], k) - bases[t];
             for (uint64_t byte = 0; byte < sample_bytes; ++byte)
                 control[byte] = static_cast<uint8_t>(at + byte);
