@@ -16,6 +16,7 @@
 #include "histogram/repair_kernels.h"
 #include "render/composition_kernels.h"
 #include "render/luts_kernels.h"
+#include "stretch/stretch_kernels.h"
 
 namespace qmpic {
 
@@ -25,7 +26,8 @@ void for_each_kernel_list(Visit visit) {
     const auto all =
         std::tuple_cat(kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists, kComponentLists,
                        kMaskLists, kLutLists, kCompositionLists, kFloatLists, kHistogramLists,
-                       kHistogram2DLists, kRepairLists, kBinaryLists, kThresholdLists);
+                       kHistogram2DLists, kRepairLists, kBinaryLists, kThresholdLists,
+                       kStretchLists);
     std::apply([&](const auto&... list) { (visit(list), ...); }, all);
 }
 
