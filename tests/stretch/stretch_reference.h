@@ -27,7 +27,7 @@ struct ReferenceAxis {
     uint32_t start = 0;
     bool flip = false;
     bool spline = false;
-    int64_t lowest, highest;              ///< samples that there are
+    int64_t lowest, highest;  ///< samples that there are
     int64_t known_first = lowest, known_last = highest;
     int64_t one = 1024;
     double rounding = 0.5;
@@ -55,8 +55,7 @@ inline TapList reference_list(const ReferenceAxis& a, uint32_t destination) {
         const auto sample = static_cast<int64_t>(
             std::clamp(j, static_cast<double>(a.lowest), static_cast<double>(a.highest)));
         if (sample < a.known_first || sample > a.known_last) continue;
-        list.push_back(
-            {sample, static_cast<int64_t>(w * static_cast<double>(a.one) + a.rounding)});
+        list.push_back({sample, static_cast<int64_t>(w * static_cast<double>(a.one) + a.rounding)});
     }
     if (list.empty()) return list;
     int64_t sum = 0;
