@@ -18,16 +18,17 @@
 #include "render/composition_kernels.h"
 #include "render/luts_kernels.h"
 #include "render/spectral_kernels.h"
+#include "stretch/stretch_kernels.h"
 
 namespace qmpic {
 
 /// Calls `visit` with the kernel list of every family: what the library exports beside classes.
 template <class Visit>
 void for_each_kernel_list(Visit visit) {
-    const auto all = std::tuple_cat(kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists,
-                                    kComponentLists, kMaskLists, kLutLists, kCompositionLists,
-                                    kFloatLists, kHistogramLists, kHistogram2DLists, kRepairLists,
-                                    kBinaryLists, kThresholdLists, kSpectralLists, kDrawingLists);
+    const auto all = std::tuple_cat(
+        kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists, kComponentLists, kMaskLists,
+        kLutLists, kCompositionLists, kFloatLists, kHistogramLists, kHistogram2DLists, kRepairLists,
+        kBinaryLists, kThresholdLists, kSpectralLists, kDrawingLists, kStretchLists);
     std::apply([&](const auto&... list) { (visit(list), ...); }, all);
 }
 
