@@ -24,6 +24,7 @@
 #include "qmpic/PicBuf.h"
 #include "qmpic/PicMemAPI_Base.h"
 #include "qmpic/TypedLutParams.h"
+#include "qmpic/kernels/stretch.h"
 #include "qmpic/status.h"
 #include "qmpic/system/Alloc.h"
 #include "support/cases.h"
@@ -1162,6 +1163,90 @@ void add_gradients() {
         look);
 }
 
+// ----- Stretches ---------------------------------------------------------------------------------
+
+/// Floats of 8 x 8 to 5 x 5.
+struct FloatSquares {
+    std::vector<float> d = std::vector<float>(25, 7), s = std::vector<float>(64);
+    FloatSquares() {
+        for (uint32_t i = 0; i < 64; ++i) s[i] = static_cast<float>(i * 37 % 64);
+    }
+};
+
+void add_stretches() {
+    using Api = CQmPicMemAPI_Base;
+    const Fate none = refused(QM_NO_MEMORY);
+    using Pictures = Memory<300, 300>;
+    add<Pictures>(
+        "CQmPicMemAPI_Base::StretchDisplay quick", {none},
+        [](Pictures& p) {
+            return Api::StretchDisplay(p.d.data(), 10, 10, 3, 30, 8, 20, 20, 3, 4, p.s.data(), 10,
+                                       10, 30, Api::StretchQuick, false, true);
+        },
+        print_destination);
+    add<Pictures>(
+        "CQmPicMemAPI_Base::StretchDisplayEx quick", {none},
+        [](Pictures& p) {
+            const uint8_t background[3] = {1, 2, 3};
+            return Api::StretchDisplayEx(p.d.data(), 10, 10, 3, 30, 8, 20, 20, 3, 4, p.s.data(), 0,
+                                         0, 10, 5, 10, 10, 30, Api::StretchQuick, background);
+        },
+        print_destination);
+    // Columns, and the bits that are asked for.
+    add<Pictures>(
+        "stretch_quick_binary", {none, none},
+        [](Pictures& p) {
+            return stretch_quick_binary(p.d.data(), 20, 160, 10, p.s.data(), 10, 20, 0, 0, 70, 20);
+        },
+        print_destination);
+    add<Pictures>(
+        "stretch_quick_binary_display", {none, none},
+        [](Pictures& p) {
+            return stretch_quick_binary_display(p.d.data(), 160, 10, 20, 200, 30, 5, 6, p.s.data(),
+                                                80, 20, 10, true, false);
+        },
+        print_destination);
+    const auto look = [](Print& print, const FloatSquares& p) { print << p.d; };
+    add<FloatSquares>(
+        "CQmFloatPicMemAPI_Base::StretchDisplay quick", {none},
+        [](FloatSquares& p) {
+            return CQmFloatPicMemAPI_Base::StretchDisplay(p.d.data(), 5, 5, 1, 20, 32, 9, 9, 1, 1,
+                                                          p.s.data(), 8, 8, 32, Api::StretchQuick,
+                                                          true, true);
+        },
+        look);
+    add<FloatSquares>(
+        "stretch_float_quick_1", {none},
+        [](FloatSquares& p) {
+            return stretch_float_quick_1(p.d.data(), 1, 20, 5, 5, p.s.data(), 32, 8, 8, 0, 0, 8, 8);
+        },
+        look);
+    // Of each axis where lists begin, in the source and in memory, and the weights; and the rows
+    // between the two.
+    const std::vector<Fate> lists(3, none), all(7, none);
+    add<FloatSquares>(
+        "stretch_float_generic_horz_1_validity", lists,
+        [](FloatSquares& p) {
+            return stretch_float_generic_horz_1_validity(p.d.data(), 1, 20, 5, 5, p.s.data(), 32, 8,
+                                                         0, 8, Api::StretchLinear);
+        },
+        look);
+    add<FloatSquares>(
+        "stretch_float_generic_vert_1_validity", lists,
+        [](FloatSquares& p) {
+            return stretch_float_generic_vert_1_validity(p.d.data(), 1, 20, 5, 5, p.s.data(), 32, 0,
+                                                         8, 0, Api::StretchSpline);
+        },
+        look);
+    add<FloatSquares>(
+        "CQmFloatPicMemAPI_Base::Stretch_WithValidity", all,
+        [](FloatSquares& p) {
+            return CQmFloatPicMemAPI_Base::Stretch_WithValidity(
+                p.d.data(), 1, 20, 5, 5, p.s.data(), 32, 8, 8, 0, 0, 8, 8, Api::StretchLinear);
+        },
+        look);
+}
+
 const std::vector<FailureCase>& all_cases() {
     add_picture_buffers();
     add_float_picture_buffers();
@@ -1179,6 +1264,7 @@ const std::vector<FailureCase>& all_cases() {
     add_counting();
     add_gradients();
     add_statistics();
+    add_stretches();
     return failure_cases();
 }
 

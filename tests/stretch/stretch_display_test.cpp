@@ -198,7 +198,7 @@ TEST(StretchDisplay, KeepsConstantPicturesAtAnyZoom) {
     Random random(41);
     for (const Level level : levels()) {
         const ForcedLevel forced(level);
-        for (uint32_t round = 0; round < 200; ++round) {
+        for (uint32_t round = 0; round < 60; ++round) {
             const uint32_t components = random(1, 5), bits = random.one_of({8u, 16u});
             const Size size{random(1, 80), random(1, 50)};
             const WindowAxis x = draw_axis(random, size.width, 90),
@@ -253,7 +253,7 @@ TEST(StretchDisplay, WindowsArePartsOfTheWholeInAllModes) {
     for (const Mode mode : kModes)
         for (const auto& [width, height] :
              {std::pair(128u, 96u), {32u, 24u}, {16u, 96u}, {256u, 12u}, {128u, 48u}, {64u, 48u}})
-            for (uint32_t round = 0; round < 12; ++round) {
+            for (uint32_t round = 0; round < 4; ++round) {
                 const GuardedPicture whole(format, {width, height}, random);
                 ASSERT_EQ(Api::StretchDisplay(whole.data(), width, height, 3, whole.stride(), 8,
                                               width, height, 0, 0, s.data(), size.width,
@@ -292,7 +292,7 @@ TEST(StretchDisplay, AWindowBelowWhatIsKnownIsBackgroundInAllModes) {
 
 TEST(StretchDisplay, ExOfAWholePictureIsTheStretchOfIt) {
     Random random(43);
-    for (uint32_t round = 0; round < 100; ++round) {
+    for (uint32_t round = 0; round < 40; ++round) {
         const uint32_t components = random(1, 4), bits = random.one_of({8u, 16u});
         const Format format{components, bits, bits};
         const Size size{random(1, 60), random(1, 40)};

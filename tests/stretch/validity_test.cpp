@@ -268,9 +268,9 @@ void check_quick(Round round) {
         [&] { return quick_lines(component(s, index), r); });
 }
 
-const bool registered = add_cases({{"stretch_float_generic_horz_1_validity", check_along, 120},
-                                   {"stretch_float_generic_vert_1_validity", check_down, 120},
-                                   {"stretch_float_quick_1", check_quick, 160}},
+const bool registered = add_cases({{"stretch_float_generic_horz_1_validity", check_along, 72},
+                                   {"stretch_float_generic_vert_1_validity", check_down, 72},
+                                   {"stretch_float_quick_1", check_quick, 96}},
                                   {}, {"CQmFloatPicMemAPI_Base::Stretch_WithValidity"});
 
 // ----- The entry ---------------------------------------------------------------------------------
@@ -278,7 +278,7 @@ const bool registered = add_cases({{"stretch_float_generic_horz_1_validity", che
 TEST(StretchWithValidity, FiltersTheRowsAndThenTheColumnsOfARegion) {
     Random random(31);
     Digest digest;
-    for (uint32_t round = 0; round < 300; ++round) {
+    for (uint32_t round = 0; round < 150; ++round) {
         const uint32_t components = draw_components(random), index = random(0, components - 1);
         const Size size{random(1, 60), random(1, 40)};
         const Region r = draw_region(random, size);
