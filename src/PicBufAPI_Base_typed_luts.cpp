@@ -219,6 +219,27 @@ int SQmPicBufAPI_Base::CreateLutsSpectralCustomColor(SQmLut* lut,
     return finish(*lut, state, param->GetGamma(), s.components);
 }
 
+int qmpic::make_grouped_state(SQmLut& lut, const CQmLutParamSpectralGrouped& param, double scale) {
+    make_parametric(lut, param.GetComponentCount());
+    const Spectrum s = spectrum_of(param, scale);
+    const uint32_t groups = param.GetGroupCount();
+    SpectralState state;
+    uint32_t first = 0;
+    for (uint32_t g = 0; g < groups; ++g) {
+        const uint32_t size = param.puiGroupSize[g];
+        const uint32_t end = first + std::min(size, s.spectral - first);
+        // Only the size itself decides, also of a group that does not fit.
+        const double factor = group_factor(lut, s.spectral, first, size, groups);
+        for (; first < end; ++first) {
+            state.offset[first] = param.GetOffset(g);
+            state.gain[first] = param.GetGain(g) * factor / s.scale;
+            state.color[first] = param.GetColor(g);
+        }
+    }
+    add_others(state, param, s, groups);
+    return finish(lut, state, param.GetGamma(), s.components);
+}
+
 int SQmPicBufAPI_Base::CreateLutsSpectralGrouped(SQmLut* lut, CQmLutParamSpectralGrouped* param,
                                                  double scale) {
     if (lut == nullptr || param == nullptr) return QM_BAD_BUFFER;
@@ -226,20 +247,5 @@ int SQmPicBufAPI_Base::CreateLutsSpectralGrouped(SQmLut* lut, CQmLutParamSpectra
     if (param->GetGroupSizes(&group_sizes) < 0 || group_sizes == nullptr) return QM_BAD_BUFFER;
     const int made = prepare_spectral(*lut, *param, false);
     if (made < 0) return made;
-    const Spectrum s = spectrum_of(*param, scale);
-    const uint32_t groups = param->GetGroupCount();
-    SpectralState state;
-    uint32_t first = 0;
-    for (uint32_t g = 0; g < groups; ++g) {
-        const uint32_t end = first + std::min(group_sizes[g], s.spectral - first);
-        // Only the size itself decides, also of a group that does not fit.
-        const double factor = group_factor(*lut, s.spectral, first, group_sizes[g], groups);
-        for (; first < end; ++first) {
-            state.offset[first] = param->GetOffset(g);
-            state.gain[first] = param->GetGain(g) * factor / s.scale;
-            state.color[first] = param->GetColor(g);
-        }
-    }
-    add_others(state, *param, s, groups);
-    return finish(*lut, state, param->GetGamma(), s.components);
+    return make_grouped_state(*lut, *param, scale);
 }

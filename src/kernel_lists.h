@@ -16,16 +16,17 @@
 #include "histogram/repair_kernels.h"
 #include "render/composition_kernels.h"
 #include "render/luts_kernels.h"
+#include "render/spectral_kernels.h"
 
 namespace qmpic {
 
 /// Calls `visit` with the kernel list of every family: what the library exports beside classes.
 template <class Visit>
 void for_each_kernel_list(Visit visit) {
-    const auto all =
-        std::tuple_cat(kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists, kComponentLists,
-                       kMaskLists, kLutLists, kCompositionLists, kFloatLists, kHistogramLists,
-                       kHistogram2DLists, kRepairLists, kBinaryLists, kThresholdLists);
+    const auto all = std::tuple_cat(kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists,
+                                    kComponentLists, kMaskLists, kLutLists, kCompositionLists,
+                                    kFloatLists, kHistogramLists, kHistogram2DLists, kRepairLists,
+                                    kBinaryLists, kThresholdLists, kSpectralLists);
     std::apply([&](const auto&... list) { (visit(list), ...); }, all);
 }
 

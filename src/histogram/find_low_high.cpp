@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "core/frame.h"
+#include "histogram/temporary_histo.h"
 #include "qmpic/FloatPicBuf.h"
 #include "qmpic/Histo.h"
 #include "qmpic/PicMemAPI_Base.h"
@@ -14,36 +15,6 @@ using namespace qmpic;
 
 /// The depth of bins: histograms go no further.
 constexpr uint32_t kMostBits = 16;
-
-struct TemporaryHisto : SQmHisto {
-    TemporaryHisto() { CQmHistoAPI_Base::Init(this); }
-    ~TemporaryHisto() { CQmHistoAPI_Base::Free(this); }
-    TemporaryHisto(const TemporaryHisto&) = delete;
-    TemporaryHisto& operator=(const TemporaryHisto&) = delete;
-
-    bool is_empty() const { return pData == nullptr; }
-};
-
-SQmPicBufDesc describe(uint32_t width, uint32_t height, uint32_t bpc, uint32_t components) {
-    SQmPicBufDesc desc{};
-    desc.uiWidth = width;
-    desc.uiHeight = height;
-    desc.uiBpc = static_cast<uint8_t>(bpc);
-    desc.uiComponents = components;
-    return desc;
-}
-
-/// Bins of 8 bytes where 4 might not do; the product of the sides wraps.
-bool is_huge(const SQmPicBuf& picture) { return picture.uiWidth * picture.uiHeight == UINT32_MAX; }
-
-void reinit(SQmHisto& histo, const SQmPicBuf& picture, uint32_t bits) {
-    const SQmPicBufDesc desc =
-        describe(picture.uiWidth, picture.uiHeight, bits, picture.uiComponents);
-    if (is_huge(picture))
-        CQmHistoAPI_Base::Reinit64(&histo, &desc);
-    else
-        CQmHistoAPI_Base::Reinit32(&histo, &desc);
-}
 
 uint64_t pixels_of(const SQmPicBuf& picture) {
     return uint64_t{picture.uiWidth} * picture.uiHeight;
@@ -65,7 +36,7 @@ template <class Statistic>
 int find(const SQmPicBuf* picture, uint32_t* low, uint32_t* high, Statistic statistic) {
     if (picture == nullptr) return QM_BAD_BUFFER;
     TemporaryHisto histo;
-    reinit(histo, *picture, std::min<uint32_t>(picture->uiBpc, kMostBits));
+    histo.fit(*picture, std::min<uint32_t>(picture->uiBpc, kMostBits));
     if (histo.is_empty()) return QM_OK;
     if (histo.uiBits >= picture->uiBpc) {
         count(histo, *picture);
@@ -88,7 +59,7 @@ int SQmPicBufAPI_Base::FindLowHighInHistogram(const SQmPicBuf* pBuf, uint32_t* p
                                               uint32_t* puiHigh, double dLow, double dHigh) {
     if (pBuf == nullptr) return QM_BAD_BUFFER;
     TemporaryHisto histo;
-    reinit(histo, *pBuf, pBuf->uiBpc);
+    histo.fit(*pBuf, pBuf->uiBpc);
     if (!histo.is_empty()) count(histo, *pBuf);
     return CQmHistoAPI_Base::GetLowHigh(&histo, puiLow, puiHigh, dLow, dHigh);
 }
@@ -97,8 +68,7 @@ int SQmPicBufAPI_Base::FindLowHighInHistogram(SQmFloatPicBuf* pBuf, uint32_t* pu
                                               uint32_t* puiHigh, double dLow, double dHigh) {
     if (pBuf == nullptr) return QM_BAD_BUFFER;
     TemporaryHisto histo;
-    const SQmPicBufDesc desc =
-        describe(pBuf->uiWidth, pBuf->uiHeight, kMostBits, pBuf->uiComponents);
+    const SQmPicBufDesc desc = TemporaryHisto::format_of(*pBuf, kMostBits);
     CQmHistoAPI_Base::Reinit32(&histo, &desc);
     const int code = CQmHistoAPI_Base::Calculate(&histo, pBuf, true);
     if (code != QM_OK) return code;

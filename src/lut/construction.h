@@ -6,6 +6,8 @@
 
 #include "qmpic/Lut.h"
 
+class CQmLutParamSpectralGrouped;
+
 /// What all constructions of table sets from display parameters share. Nothing is allocated but the
 /// set itself: the values of a curve are made within a table and turned into cells from there, for
 /// all components that have the same curve.
@@ -84,5 +86,7 @@ inline constexpr double kHalf = 0.5;
 void make_parametric(SQmLut& lut, uint32_t components);
 /// Writes the state of the first `components`, of which there must be as many.
 void write_state(SQmLut& lut, const SpectralState& state, double gamma, uint32_t components);
+/// What SQmPicBufAPI_Base::CreateLutsSpectralGrouped does beside tables. There are sizes of groups.
+int make_grouped_state(SQmLut& lut, const CQmLutParamSpectralGrouped& param, double scale);
 
 }  // namespace qmpic

@@ -11,6 +11,7 @@
 #include "render/channels.h"
 #include "render/composition_gathers.h"
 #include "render/composition_kernels.h"
+#include "render/spectral_kernels.h"
 
 // Composition. Rows are walked here and in no shape, since a row is composed in blocks: the colours
 // of up to four channels are looked up into planes of dense cells, one scalar load after the other
@@ -677,6 +678,22 @@ bool is_for(const SQmLut& lut, uint32_t src_components, uint32_t src_bpc, uint32
            lut.ucDstBpc == dst_bpc && lut.ucDstComponents == dst_components;
 }
 
+/// What a parametric set describes. Sources of 16-bit results are bytes unless they are words.
+int render_spectrum(const SpectralCall& c) {
+    const uint32_t to = storage_bits(c.dst_bpc);
+    const uint32_t from = storage_bits(c.bpc) == 16 ? 16 : 8;
+    if ((to != 8 && to != 16) || (to == 8 && c.bpc > 16)) return QM_NO_KERNEL;
+    if (nothing_to_do(c.dst, c.src, c.width, c.size)) return QM_OK;
+    const bool marks =
+        to == 8 && (c.lut->pOverExpColor != nullptr || c.lut->pUnderExpColor != nullptr);
+    const auto kernel_of = [&](const auto& list) {
+        return list.find_between(c.components, from, to);
+    };
+    return (CQmPicMemAPI_Base::IsCPU_SSE2() ? kernel_of(kSpectralSse)
+            : marks                         ? kernel_of(kSpectralFloatOver)
+                                            : kernel_of(kSpectralFloat))(c);
+}
+
 }  // namespace
 
 int CQmPicMemAPI_Base::MapComponentsIterNToN(void* pDst, uint32_t uiDstComponents,
@@ -704,8 +721,9 @@ int CQmPicMemAPI_Base::MapComponentsMToN(void* pDst, uint32_t uiDstComponents, u
         uiSizeInPixels == 0)
         return QM_REJECTED;
     if (uiDstBpc > 16 || uiDstComponents != 3) return QM_NO_KERNEL;
-    // Spectral rendering will stand here: it computes what a parametric set describes.
-    if (pLut->pParams != nullptr) return QM_NO_KERNEL;
+    if (pLut->pParams != nullptr)
+        return render_spectrum({pDst, uiDstBpc, uiDstWidthBytes, pSrc, uiSrcComponents, uiSrcBpc,
+                                uiSrcWidthBytes, pLut, uiWidth, uiSizeInPixels});
     if (pLut->pLuts == nullptr) return QM_REJECTED;
     const uint32_t from = storage_bits(uiSrcBpc), to = storage_bits(uiDstBpc);
     const bool marks =
