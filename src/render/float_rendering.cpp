@@ -1,0 +1,352 @@
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+#include <cstring>
+
+#include "PicMemAPI/pixel_bytes.h"
+#include "core/frame.h"
+#include "core/prefetch.h"
+#include "core/scratch.h"
+#include "core/shapes.h"
+#include "float/float_kernels.h"
+#include "float/to_integers.h"
+#include "qmpic/FloatPicMemAPI_Base.h"
+#include "qmpic/Lut.h"
+#include "qmpic/LutParam.h"
+#include "render/packed_table.h"
+
+// Pictures of floats on the screen. Rows are walked here and in no shape, since a row is rendered in
+// blocks: the values of one channel after the other are made in a plane and merged into the planes
+// of the cells, pixels side by side in vectors.
+
+namespace {
+
+using namespace qmpic;
+using Ranges = std::vector<CQmRangeBase<float>>;
+
+constexpr uint32_t kCells = 3;
+constexpr uint64_t kBlock = 128, kVector = 16;  // pixels; of those that are computed together
+
+struct FloatChannel {
+    uint32_t index;  // among the components of a pixel
+    float offset, gain, gamma;
+    float colours[kCells];  // of the planes
+};
+
+/// What all threads of a call share.
+struct FloatRendering {
+    uint32_t step;  // components of the source
+    float scale = 1;
+    uint32_t channels = 0, planes = 0;
+    /// Cells that have the same colours in all channels, such as those of greys or the two dark ones
+    /// of a primary colour, are computed once.
+    uint32_t plane_of[kCells] = {};
+    bool looked_up = false;
+    uint8_t table[kCells][256];
+    FloatChannel channel[CQmRangeMask::MaxSize];
+
+    FloatRendering(uint32_t components, const SQmLut& lut, const Ranges& ranges)
+        : step(components) {
+        const float lo = SQmLutParam::GetMinFromFloatRanges(ranges),
+                    hi = SQmLutParam::GetMaxFromFloatRanges(ranges);
+        const float range = lo == 0 && hi == 0 ? 1.0f : hi - lo;
+        scale = 1.0f / range;
+        for (uint32_t c = 0; c < std::min(components, lut.rmComponents.GetSize()); ++c)
+            if (lut.rmComponents.Get(c)) add(c, lut.pParams[c]);
+        share_planes();
+        if (lut.iPredefLut != -1 && components != 0) look_up(lut, range);
+    }
+
+  private:
+    void add(uint32_t index, const SQmLut::SQmParam& param) {
+        FloatChannel& one = channel[channels++];
+        one = {index,
+               static_cast<float>(param.dOffset),
+               static_cast<float>(param.dGain),
+               static_cast<float>(param.dGamma),
+               {}};
+        for (uint32_t cell = 0; cell < kCells; ++cell)  // the reference has red in its low byte
+            one.colours[cell] = static_cast<float>(param.uiColor >> (16 - 8 * cell) & 255);
+    }
+
+    bool same_colours(uint32_t a, uint32_t b) const {
+        return std::all_of(channel, channel + channels, [=](const FloatChannel& one) {
+            return one.colours[a] == one.colours[b];
+        });
+    }
+    void share_planes() {
+        uint32_t cell_of[kCells];
+        for (uint32_t cell = 0; cell < kCells; ++cell) {
+            uint32_t p = 0;
+            while (p < planes && !same_colours(cell_of[p], cell)) ++p;
+            if (p == planes) cell_of[planes++] = cell;
+            plane_of[cell] = p;
+        }
+        for (uint32_t c = 0; c < channels; ++c)
+            for (uint32_t p = 0; p < planes; ++p)
+                channel[c].colours[p] = channel[c].colours[cell_of[p]];
+    }
+
+    /// The tables are red, green, blue, and asked for what the first channel shows.
+    void look_up(const SQmLut& lut, float range) {
+        const SQmLut::SQmParam& first = lut.pParams[0];
+        const unsigned char* const colours =
+            SQmLut::GetPredefLut(lut.iPredefLut, false)
+                ->getLuts(-first.dOffset,
+                          static_cast<double>(range) / first.dGain - first.dOffset);
+        looked_up = colours != nullptr;
+        for (uint32_t i = 0; looked_up && i < 256; ++i)
+            for (uint32_t cell = 0; cell < kCells; ++cell)
+                table[cell][i] = colours[3 * i + 2 - cell];
+    }
+};
+
+/// The floats of a block, a number a pixel. What lies behind the last pixel of a short block is
+/// computed with it, and of no account.
+struct alignas(64) Plane {
+    float values[kBlock] = {};
+};
+
+struct Workspace {
+    Plane value, cell[kCells];
+    alignas(64) uint32_t words[kBlock];
+};
+
+/// values = ((x + offset) * gain) * scale. A step of 0 is the given one.
+template <uint32_t known>
+void take_values(Plane& plane, const Sample<float>* s, uint64_t given, uint64_t count,
+                 FloatChannel one, float scale) {
+    const uint64_t step = known != 0 ? known : given;
+    for (uint64_t x = 0; x < count; ++x)
+        plane.values[x] = ((s[x * step] + one.offset) * one.gain) * scale;
+}
+
+inline void take_powers(Plane& plane, uint64_t count, float gamma) {
+    for (uint64_t x = 0; x < count; ++x)
+        if (const float value = plane.values[x]; value > 0)
+            plane.values[x] = std::pow(value, gamma);
+}
+
+/// a + c - a * c / 255 with c = value * colour, from 0: infinities end as NaN, and that as 0.
+template <bool first>
+void merge(Plane& cell, const Plane& value, float colour, uint64_t count) {
+    for (uint64_t at = 0; at < count; at += kVector)
+        for (uint64_t i = at; i < at + kVector; ++i) {
+            const float a = first ? 0.0f : cell.values[i], c = value.values[i] * colour;
+            cell.values[i] = (a + c) - (a * c) * 0.003921569f;
+        }
+}
+
+inline void limit(Plane& cell, uint64_t count) {
+    for (uint64_t at = 0; at < count; at += kVector)
+        for (uint64_t i = at; i < at + kVector; ++i) {
+            float v = cell.values[i];
+            v = v > 0 ? v : 0;  // also NaN
+            cell.values[i] = v < 255 ? v : 255;
+        }
+}
+
+/// The cells of a block, within 0 and 255.
+void compose(const FloatRendering& plan, Workspace& work, const Sample<float>* s, uint64_t count) {
+    const uint32_t step = plan.step, planes = plan.planes;
+    if (plan.channels == 0) std::fill_n(work.cell, kCells, Plane{});
+    for (uint32_t c = 0; c < plan.channels; ++c) {
+        const FloatChannel one = plan.channel[c];
+        const Sample<float>* const from = s + one.index;
+        switch (step) {
+        case 1: take_values<1>(work.value, from, step, count, one, plan.scale); break;
+        case 2: take_values<2>(work.value, from, step, count, one, plan.scale); break;
+        case 3: take_values<3>(work.value, from, step, count, one, plan.scale); break;
+        case 4: take_values<4>(work.value, from, step, count, one, plan.scale); break;
+        default: take_values<0>(work.value, from, step, count, one, plan.scale); break;
+        }
+        if (one.gamma != 1) take_powers(work.value, count, one.gamma);
+        for (uint32_t p = 0; p < planes; ++p)
+            if (c == 0)
+                merge<true>(work.cell[p], work.value, one.colours[p], count);
+            else
+                merge<false>(work.cell[p], work.value, one.colours[p], count);
+    }
+    for (uint32_t p = 0; p < planes; ++p) limit(work.cell[p], count);
+}
+
+/// Cells as bytes, cut or looked up, in words.
+void make_words(const FloatRendering& plan, Workspace& work, uint64_t count) {
+    const float* cells[kCells];
+    for (uint32_t i = 0; i < kCells; ++i) cells[i] = work.cell[plan.plane_of[i]].values;
+    uint32_t* const words = work.words;
+    if (plan.looked_up) {
+        for (uint64_t x = 0; x < count; ++x)
+            words[x] = plan.table[0][static_cast<int32_t>(cells[0][x])] |
+                       plan.table[1][static_cast<int32_t>(cells[1][x])] << 8 |
+                       plan.table[2][static_cast<int32_t>(cells[2][x])] << 16;
+        return;
+    }
+    for (uint64_t at = 0; at < count; at += kVector)
+        for (uint64_t x = at; x < at + kVector; ++x)
+            words[x] = static_cast<uint32_t>(static_cast<int32_t>(cells[0][x]) |
+                                             static_cast<int32_t>(cells[1][x]) << 8 |
+                                             static_cast<int32_t>(cells[2][x]) << 16);
+}
+
+inline BlockShuffle without_fourth_bytes() {
+    BlockShuffle shuffle{4, 3, 4, {}};
+    for (uint32_t i = 0; i < 16; ++i)
+        shuffle.bytes[i] = static_cast<uint8_t>(i < 12 ? i / 3 * 4 + i % 3 : BlockShuffle::kNothing);
+    return shuffle;
+}
+
+inline void write_block(const FloatRendering& plan, Workspace& work, Sample<uint8_t>* d,
+                        uint64_t count) {
+    make_words(plan, work, count);
+    if (shuffles(4)) return rearrange_row_avx2(d, work.words, count, without_fourth_bytes());
+    write_pixels(d, count, [words = work.words](uint64_t x) { return words[x]; });
+}
+
+inline void write_block(const FloatRendering& plan, Workspace& work, Sample<float>* d,
+                        uint64_t count) {
+    if (plan.looked_up) {
+        make_words(plan, work, count);
+        for (uint64_t x = 0; x < count; ++x)
+            for (uint32_t i = 0; i < kCells; ++i)
+                d[3 * x + i] = static_cast<float>(work.words[x] >> 8 * i & 255);
+        return;
+    }
+    const float* const blue = work.cell[plan.plane_of[0]].values;
+    const float* const green = work.cell[plan.plane_of[1]].values;
+    const float* const red = work.cell[plan.plane_of[2]].values;
+    for (uint64_t x = 0; x < count; ++x) {
+        d[3 * x] = blue[x];
+        d[3 * x + 1] = green[x];
+        d[3 * x + 2] = red[x];
+    }
+}
+
+/// T is uint8_t or float.
+template <class T, class D>
+int render(D dst, FloatSrc src, uint32_t components, const SQmLut& lut, Area area,
+           const Ranges& ranges) {
+    const FloatRendering plan(components, lut, ranges);
+    const Area whole = joined(kCallingThread, area,
+                              {stride_of(dst, kCells * sizeof(T)),
+                               stride_of(src, uint64_t{components} * sizeof(float))});
+    const bool one_row = whole.rows == 1;
+    const auto rows_of = [=, shared = &plan](RowRange range) {
+        on_best_isa([=] {
+            const uint64_t rows = range.last - range.first;
+            const Area mine = one_row ? Area{area.width * rows, rows != 0} : Area{area.width, rows};
+            Workspace work;
+            for (uint64_t y = range.first; y < range.first + mine.rows; ++y) {
+                Sample<T>* const d = dst.template row<T>(y);
+                const Sample<float>* const s = src.row(y);
+                for (uint64_t x = 0; x < mine.width; x += kBlock) {
+                    const uint64_t count = std::min(kBlock, mine.width - x);
+                    const uint64_t at = x * shared->step;
+                    fetch_ahead(s + at, count * shared->step * sizeof(float));
+                    fetch_ahead_to_write(d + 3 * x, count * 3 * sizeof(T));
+                    compose(*shared, work, s + at, count);
+                    write_block(*shared, work, d + 3 * x, count);
+                }
+            }
+        });
+    };
+    if (!lut.bParallel) {
+        rows_of({0, area.rows});
+        return QM_OK;
+    }
+    const auto threads = static_cast<uint32_t>(omp_get_num_procs());
+    in_team(Team{true, threads}, [=](Member member) {
+        for (uint64_t t = member.index; t < threads; t += member.count)  // a smaller team does all
+            rows_of({t * area.rows / threads, (t + 1) * area.rows / threads});
+    });
+    return QM_OK;
+}
+
+}  // namespace
+
+int nonspect_render_NxFloat_3x8_float(void* pDst, uint32_t uiDstWidthBytes, const float* pSrc,
+                                      uint32_t uiSrcWidthBytes, uint32_t uiComponents,
+                                      const SQmLut* pLut, uint32_t uiWidth, uint64_t uiSizeInPixels,
+                                      const Ranges& ranges) {
+    return render<uint8_t>(Dst{pDst, uiDstWidthBytes}, {pSrc, uiSrcWidthBytes}, uiComponents, *pLut,
+                           Area::of_pixels(uiWidth, uiSizeInPixels), ranges);
+}
+
+int CQmFloatPicMemAPI_Base::MapComponentsMToNToUint(
+    void* pDst, uint32_t /*uiDstComponents*/, uint32_t /*uiDstBpc*/, uint32_t uiDstWidthBytes,
+    const float* pSrc, uint32_t uiSrcComponents, uint32_t uiSrcWidthBytes, const SQmLut* pLut,
+    uint32_t uiWidth, uint64_t uiSizeInPixels, const Ranges& ranges) {
+    if (nothing_to_do(pDst, pSrc, uiWidth, uiSizeInPixels)) return QM_OK;
+    if (pLut == nullptr || pLut->pParams == nullptr) return QM_REJECTED;
+    return nonspect_render_NxFloat_3x8_float(pDst, uiDstWidthBytes, pSrc, uiSrcWidthBytes,
+                                             uiSrcComponents, pLut, uiWidth, uiSizeInPixels,
+                                             ranges);
+}
+
+int CQmFloatPicMemAPI_Base::ConvertFloatToRGBFloat(float* pDst, uint32_t uiDstWidthBytes,
+                                                   const float* pSrc, uint32_t uiSrcComponents,
+                                                   uint32_t uiSrcWidthBytes, const SQmLut* pLut,
+                                                   uint32_t uiWidth, uint64_t uiSizeInPixels,
+                                                   const Ranges& ranges) {
+    if (nothing_to_do(pDst, pSrc, uiWidth, uiSizeInPixels)) return QM_OK;
+    if (pLut == nullptr || pLut->pParams == nullptr) return QM_REJECTED;
+    return render<float>(FloatDst{pDst, uiDstWidthBytes}, {pSrc, uiSrcWidthBytes}, uiSrcComponents,
+                         *pLut, Area::of_pixels(uiWidth, uiSizeInPixels), ranges);
+}
+
+namespace {
+
+/// The levels of one component three times, a short run at a time. `levels` has room for a row.
+void grey_to_colour(Dst dst, FloatSrc src, Area area, Level<uint8_t> level,
+                    Sample<uint8_t>* levels) {
+    constexpr uint64_t kRun = 1024;
+    each_row<uint8_t, float>(
+        kCallingThread, dst, src, area, [=](Sample<uint8_t>* d, const Sample<float>* s) {
+            for (uint64_t x0 = 0; x0 < area.width; x0 += kRun) {
+                const uint64_t count = std::min(kRun, area.width - x0);
+                for (uint64_t x = 0; x < count; ++x) levels[x] = level(s[x0 + x]);
+                Sample<uint8_t>* const to = d + 3 * x0;
+                for (uint64_t x = 0; x < count; ++x)
+                    to[3 * x] = to[3 * x + 1] = to[3 * x + 2] = levels[x].value;
+            }
+        });
+}
+
+}  // namespace
+
+int CQmFloatPicMemAPI_Base::ConvertToTrueColor(void* pDst, uint32_t uiDstWidthBytes,
+                                               const float* pSrc, uint32_t uiComponents,
+                                               uint32_t uiSrcWidthBytes, uint32_t uiWidth,
+                                               uint64_t uiSizeInPixels, const SQmLut* pLut,
+                                               const Ranges& ranges) {
+    if (nothing_to_do(pDst, pSrc, uiWidth, uiSizeInPixels)) return QM_OK;
+    if (pLut != nullptr && pLut->pParams != nullptr) {
+        if (pLut->ucDstBpc != 8) return QM_REJECTED;
+        if (pLut->rmComponents.GetCount() == 0) {
+            const uint8_t black[kCells] = {};
+            return CQmPicMemAPI_Base::SetValue(pDst, kCells, 8, uiDstWidthBytes, black, uiWidth,
+                                               uiSizeInPixels);
+        }
+        return MapComponentsMToNToUint(pDst, kCells, 8, uiDstWidthBytes, pSrc, uiComponents,
+                                       uiSrcWidthBytes, pLut, uiWidth, uiSizeInPixels, ranges);
+    }
+    float lo = FLT_MAX, hi = -FLT_MAX;
+    for (const CQmRangeBase<float>& range : ranges) {
+        lo = std::min(lo, range.tLower);
+        hi = std::max(hi, range.tUpper);
+    }
+    const Level<uint8_t> level{Scaled(lo, hi, hi - lo > 255.0f, 255), 255};
+    const Dst dst{pDst, uiDstWidthBytes};
+    const FloatSrc src{pSrc, uiSrcWidthBytes};
+    const Area area = Area::of_pixels(uiWidth, uiSizeInPixels);
+    if (uiComponents == kCells) {
+        map_samples<uint8_t, float>(kCallingThread, dst, src, {area.width * kCells, area.rows},
+                                    level);
+        return QM_OK;
+    }
+    if (uiComponents != 1) return QM_REJECTED;
+    const Scratch<Sample<uint8_t>> levels(uiSizeInPixels);  // a byte a pixel, the first of them used
+    if (!levels) return QM_NO_MEMORY;
+    grey_to_colour(dst, src, area, level, levels.get());
+    return QM_OK;
+}
