@@ -17,6 +17,7 @@
 #include "render/composition_kernels.h"
 #include "render/luts_kernels.h"
 #include "render/spectral_kernels.h"
+#include "stretch/stretch_kernels.h"
 
 namespace qmpic {
 
@@ -26,7 +27,7 @@ void for_each_kernel_list(Visit visit) {
     const auto all = std::tuple_cat(kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists,
                                     kComponentLists, kMaskLists, kLutLists, kCompositionLists,
                                     kFloatLists, kHistogramLists, kHistogram2DLists, kRepairLists,
-                                    kBinaryLists, kThresholdLists, kSpectralLists);
+                                    kBinaryLists, kThresholdLists, kSpectralLists, kStretchLists);
     std::apply([&](const auto&... list) { (visit(list), ...); }, all);
 }
 
