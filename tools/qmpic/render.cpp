@@ -181,7 +181,8 @@ Pixels by_spectrum(const Options& options, const Parsed& parsed, const Picture& 
     for (const std::uint32_t c : channels_of(parsed, picture)) colours[c] = light[c];
     if (std::ranges::all_of(colours, [](Colour colour) { return colour == 0; }))
         throw WrongUsage("--channels: none of them has light from 380 to 780 nm");
-    make_spectral_tables(lut, picture, colours, parsed.left_out, gamma.empty() ? 1.0 : gamma[0]);
+    const auto left_out = options.minmax ? std::nullopt : std::optional(parsed.left_out);
+    make_spectral_tables(lut, picture, colours, left_out, gamma.empty() ? 1.0 : gamma[0]);
     lut.rmComponents = CQmRangeMask(bands, 0, bands - 1, 0);
     for (std::uint32_t c = 0; c < bands; ++c)
         if (colours[c] != 0) lut.rmComponents.Set(c);
@@ -306,8 +307,8 @@ std::function<void()> declare_render(CLI::App& app) {
     CLI::Option* spectral =
         app.add_option("--spectral", options->spectral,
                        "Sum the components in the colours of their light: component I has START + "
-                       "I STEP nanometres, or that of line I of a file; one gamma, levels of the "
-                       "sum by --auto")
+                       "I STEP nanometres, or that of line I of a file. One gamma; levels are those "
+                       "of the sums, with --minmax 0 and the greatest sum")
             ->type_name("START:STEP|FILE");
     for (CLI::Option* option : {colours, levels, lut, save, load}) spectral->excludes(option);
     add_screen(app, options->screen);

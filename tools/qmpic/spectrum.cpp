@@ -71,16 +71,20 @@ std::vector<Colour> Spectrum::colours(std::uint32_t components) const {
 }
 
 void make_spectral_tables(SQmLut& lut, const Picture& picture, std::vector<Colour> colours,
-                          const Percents& left_out, double gamma) {
+                          const std::optional<Percents>& left_out, double gamma) {
     const SQmPicBuf& record = picture.pixels.record();
     const std::uint32_t bands = picture.components();
     const std::vector<unsigned> sizes(bands, 1);
+    const bool search = left_out.has_value();
+    const Percents percents = left_out.value_or(Percents{0, 0});
     CQmLutParamSpectralTrueColor params(bands, bands, bands, sizes.data(), record.uiBpc);
     check(SQmPicBufAPI_Base::GetAutoContrastSpectralTrueColor(
-              &params, colours.data(), &record, true, true, left_out.low, left_out.high),
+              &params, colours.data(), &record, search, search, percents.low, percents.high),
           "no levels");
+    // What was measured is the sum divided by the number of bands, on a scale of 0 to 255; an offset
+    // is one of samples.
+    params.SetOffset(0, params.GetOffset(0) * top_of(record.uiBpc) / 255);
     params.dGamma = gamma;
-    // What was measured is the sum divided by the number of bands, on a scale of 0 to 255.
     check(SQmPicBufAPI_Base::CreateLutsSpectralTrueColor(&lut, &params, colours.data(), bands),
           "no tables");
 }

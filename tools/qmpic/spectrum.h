@@ -29,9 +29,9 @@ class Spectrum {
 };
 
 /// Fills `lut` so that the picture's bands are summed in these colours, black ones not at all.
-/// Black and gain are found from the sums, of which so many percent are left out; the gain is the
-/// same for all colours.
+/// Black and gain are found from the sums, of which so many percent are left out; without percents
+/// black is 0, and the gain brings the greatest sum to white. It is the same for all colours.
 void make_spectral_tables(SQmLut& lut, const Picture& picture, std::vector<Colour> colours,
-                          const Percents& left_out, double gamma);
+                          const std::optional<Percents>& left_out, double gamma);
 
 }  // namespace tool
