@@ -34,7 +34,8 @@ class SharedExtremes {
     template <class Beats>
     static void replace(std::atomic<uint32_t>& best, uint32_t value, Beats beats) {
         uint32_t held = best;
-        while (beats(value, held) && !best.compare_exchange_weak(held, value)) {}
+        while (beats(value, held) && !best.compare_exchange_weak(held, value)) {
+        }
     }
     std::atomic<uint32_t> least_{UINT32_MAX}, greatest_{0};
 };
@@ -141,7 +142,7 @@ void to_all(FloatDst dst, uint32_t count, FloatSrc src, Area area) {
 }
 
 /// Sums begin at 0 and take the components in order, each sum rounded to a float.
-struct Mean {
+struct SumOverCount {
     float count;
     float add(float sum, float x, uint64_t) const { return sum + x; }
     float result(float sum) const { return sum / count; }
@@ -303,7 +304,7 @@ int CQmFloatPicMemAPI_Base::CollapseComponents(float* pDst, uint32_t uiDstWidthB
     const FloatSrc src{pSrc, uiSrcWidthBytes};
     const Area area = Area::of_pixels(uiWidth, uiSizeInPixels);
     if (pdWeights == nullptr) {
-        const Mean mean{static_cast<float>(uiSrcComponents)};
+        const SumOverCount mean{static_cast<float>(uiSrcComponents)};
         collapse_any(dst, src, uiSrcComponents, area, mean, mean);
     } else {
         const auto* const weights = reinterpret_cast<const Sample<double>*>(pdWeights);

@@ -18,8 +18,8 @@ struct ToFloat {
     }
 };
 
-/// Sample by sample: bytes for a depth of 8, words for all others up to 16, also below 8, and 32-bit
-/// words up to 32. `op` takes integers of all three. False above 32 bits, with nothing done.
+/// Sample by sample: bytes for a depth of 8, words for all others up to 16, also below 8, and
+/// 32-bit words up to 32. `op` takes integers of all three. False above 32 bits, with nothing done.
 template <class Op>
 bool floats_of(Team team, FloatDst dst, Src src, uint32_t bpc, Area area, Op op) {
     if (bpc == 8)

@@ -7,8 +7,8 @@
 #include "qmpic/FloatPicMemAPI_Base.h"
 #include "qmpic/PicMemAPI_Base.h"
 
-// Blocks of packed pictures and what is laid out of them, and mirrors. All of it in blocks for the C
-// library, but for mirrored rows.
+// Blocks of packed pictures and what is laid out of them, and mirrors. All of it in blocks for the
+// C library, but for mirrored rows.
 
 namespace {
 

@@ -14,10 +14,11 @@
 #include "qmpic/Lut.h"
 #include "qmpic/LutParam.h"
 #include "render/packed_table.h"
+#include "render/spectral_window.h"
 
-// Pictures of floats on the screen. Rows are walked here and in no shape, since a row is rendered in
-// blocks: the values of one channel after the other are made in a plane and merged into the planes
-// of the cells, pixels side by side in vectors.
+// Pictures of floats on the screen. Rows are walked here and in no shape, since a row is rendered
+// in blocks: the values of one channel after the other are made in a plane and merged into the
+// planes of the cells, pixels side by side in vectors.
 
 namespace {
 
@@ -25,79 +26,47 @@ using namespace qmpic;
 using Ranges = std::vector<CQmRangeBase<float>>;
 
 constexpr uint32_t kCells = 3;
-constexpr uint64_t kBlock = 128, kVector = 16;  // pixels; of those that are computed together
-
-struct FloatChannel {
-    uint32_t index;  // among the components of a pixel
-    float offset, gain, gamma;
-    float colours[kCells];  // of the planes
-};
+constexpr uint64_t kBlock = 128, kVector = 16;  // pixels; a vector divides a block
 
 /// What all threads of a call share.
 struct FloatRendering {
     uint32_t step;  // components of the source
-    float scale = 1;
-    uint32_t channels = 0, planes = 0;
-    /// Cells that have the same colours in all channels, such as those of greys or the two dark ones
-    /// of a primary colour, are computed once.
-    uint32_t plane_of[kCells] = {};
-    bool looked_up = false;
-    uint8_t table[kCells][256];
-    FloatChannel channel[CQmRangeMask::MaxSize];
+    float range, scale;
+    SpectralWindow window;
+    const uint8_t* colours = nullptr;  // the results are looked up there
+    /// Cells that have the same colours in all channels, such as those of greys or the two dark
+    /// ones of a primary colour, are computed once: the plane of each, and the first cell of each
+    /// plane.
+    uint32_t planes = 0, plane_of[kCells] = {}, cell_of[kCells] = {};
+    bool empty = true;  // nothing is selected
 
     FloatRendering(uint32_t components, const SQmLut& lut, const Ranges& ranges)
-        : step(components) {
-        const float lo = SQmLutParam::GetMinFromFloatRanges(ranges),
-                    hi = SQmLutParam::GetMaxFromFloatRanges(ranges);
-        const float range = lo == 0 && hi == 0 ? 1.0f : hi - lo;
-        scale = 1.0f / range;
-        for (uint32_t c = 0; c < std::min(components, lut.rmComponents.GetSize()); ++c)
-            if (lut.rmComponents.Get(c)) add(c, lut.pParams[c]);
-        share_planes();
-        if (lut.iPredefLut != -1 && components != 0) look_up(lut, range);
-    }
-
-  private:
-    void add(uint32_t index, const SQmLut::SQmParam& param) {
-        FloatChannel& one = channel[channels++];
-        one = {index,
-               static_cast<float>(param.dOffset),
-               static_cast<float>(param.dGain),
-               static_cast<float>(param.dGamma),
-               {}};
-        for (uint32_t cell = 0; cell < kCells; ++cell)  // the reference has red in its low byte
-            one.colours[cell] = static_cast<float>(param.uiColor >> (16 - 8 * cell) & 255);
-    }
-
-    bool same_colours(uint32_t a, uint32_t b) const {
-        return std::all_of(channel, channel + channels, [=](const FloatChannel& one) {
-            return one.colours[a] == one.colours[b];
-        });
-    }
-    void share_planes() {
-        uint32_t cell_of[kCells];
+        : step(components),
+          range(range_of(ranges)),
+          scale(1.0f / range),
+          window(lut, components, ColourUnit::kByte) {
+        if (!window) return;
         for (uint32_t cell = 0; cell < kCells; ++cell) {
             uint32_t p = 0;
             while (p < planes && !same_colours(cell_of[p], cell)) ++p;
             if (p == planes) cell_of[planes++] = cell;
             plane_of[cell] = p;
         }
-        for (uint32_t c = 0; c < channels; ++c)
-            for (uint32_t p = 0; p < planes; ++p)
-                channel[c].colours[p] = channel[c].colours[cell_of[p]];
+        empty = window.used() == 0;
+        if (components != 0) colours = result_colours(lut, range);
     }
 
-    /// The tables are red, green, blue, and asked for what the first channel shows.
-    void look_up(const SQmLut& lut, float range) {
-        const SQmLut::SQmParam& first = lut.pParams[0];
-        const unsigned char* const colours =
-            SQmLut::GetPredefLut(lut.iPredefLut, false)
-                ->getLuts(-first.dOffset,
-                          static_cast<double>(range) / first.dGain - first.dOffset);
-        looked_up = colours != nullptr;
-        for (uint32_t i = 0; looked_up && i < 256; ++i)
-            for (uint32_t cell = 0; cell < kCells; ++cell)
-                table[cell][i] = colours[3 * i + 2 - cell];
+  private:
+    static float range_of(const Ranges& ranges) {
+        const float lo = SQmLutParam::GetMinFromFloatRanges(ranges),
+                    hi = SQmLutParam::GetMaxFromFloatRanges(ranges);
+        return lo == 0 && hi == 0 ? 1.0f : hi - lo;
+    }
+    bool same_colours(uint32_t a, uint32_t b) const {
+        const SpectralBand* const bands = window.bands();
+        return std::all_of(bands, bands + window.used(), [=](const SpectralBand& one) {
+            return !one.selected() || one.weight[a] == one.weight[b];
+        });
     }
 };
 
@@ -115,7 +84,7 @@ struct Workspace {
 /// values = ((x + offset) * gain) * scale. A step of 0 is the given one.
 template <uint32_t known>
 void take_values(Plane& plane, const Sample<float>* s, uint64_t given, uint64_t count,
-                 FloatChannel one, float scale) {
+                 SpectralBand one, float scale) {
     const uint64_t step = known != 0 ? known : given;
     for (uint64_t x = 0; x < count; ++x)
         plane.values[x] = ((s[x * step] + one.offset) * one.gain) * scale;
@@ -149,10 +118,12 @@ inline void limit(Plane& cell, uint64_t count) {
 /// The cells of a block, within 0 and 255.
 void compose(const FloatRendering& plan, Workspace& work, const Sample<float>* s, uint64_t count) {
     const uint32_t step = plan.step, planes = plan.planes;
-    if (plan.channels == 0) std::fill_n(work.cell, kCells, Plane{});
-    for (uint32_t c = 0; c < plan.channels; ++c) {
-        const FloatChannel one = plan.channel[c];
-        const Sample<float>* const from = s + one.index;
+    if (plan.empty) std::fill_n(work.cell, kCells, Plane{});
+    bool first = true;
+    for (uint32_t c = 0; c < plan.window.used(); ++c) {
+        const SpectralBand one = plan.window.bands()[c];
+        if (!one.selected()) continue;
+        const Sample<float>* const from = s + plan.window.first() + c;
         switch (step) {
         case 1: take_values<1>(work.value, from, step, count, one, plan.scale); break;
         case 2: take_values<2>(work.value, from, step, count, one, plan.scale); break;
@@ -161,11 +132,14 @@ void compose(const FloatRendering& plan, Workspace& work, const Sample<float>* s
         default: take_values<0>(work.value, from, step, count, one, plan.scale); break;
         }
         if (one.gamma != 1) take_powers(work.value, count, one.gamma);
-        for (uint32_t p = 0; p < planes; ++p)
-            if (c == 0)
-                merge<true>(work.cell[p], work.value, one.colours[p], count);
+        for (uint32_t p = 0; p < planes; ++p) {
+            const float colour = one.weight[plan.cell_of[p]];
+            if (first)
+                merge<true>(work.cell[p], work.value, colour, count);
             else
-                merge<false>(work.cell[p], work.value, one.colours[p], count);
+                merge<false>(work.cell[p], work.value, colour, count);
+        }
+        first = false;
     }
     for (uint32_t p = 0; p < planes; ++p) limit(work.cell[p], count);
 }
@@ -175,11 +149,12 @@ void make_words(const FloatRendering& plan, Workspace& work, uint64_t count) {
     const float* cells[kCells];
     for (uint32_t i = 0; i < kCells; ++i) cells[i] = work.cell[plan.plane_of[i]].values;
     uint32_t* const words = work.words;
-    if (plan.looked_up) {
+    if (plan.colours != nullptr) {  // red, green, blue
+        const uint8_t* const colours = plan.colours;
         for (uint64_t x = 0; x < count; ++x)
-            words[x] = plan.table[0][static_cast<int32_t>(cells[0][x])] |
-                       plan.table[1][static_cast<int32_t>(cells[1][x])] << 8 |
-                       plan.table[2][static_cast<int32_t>(cells[2][x])] << 16;
+            words[x] = colours[3 * static_cast<int32_t>(cells[0][x]) + 2] |
+                       colours[3 * static_cast<int32_t>(cells[1][x]) + 1] << 8 |
+                       colours[3 * static_cast<int32_t>(cells[2][x])] << 16;
         return;
     }
     for (uint64_t at = 0; at < count; at += kVector)
@@ -192,7 +167,8 @@ void make_words(const FloatRendering& plan, Workspace& work, uint64_t count) {
 inline BlockShuffle without_fourth_bytes() {
     BlockShuffle shuffle{4, 3, 4, {}};
     for (uint32_t i = 0; i < 16; ++i)
-        shuffle.bytes[i] = static_cast<uint8_t>(i < 12 ? i / 3 * 4 + i % 3 : BlockShuffle::kNothing);
+        shuffle.bytes[i] =
+            static_cast<uint8_t>(i < 12 ? i / 3 * 4 + i % 3 : BlockShuffle::kNothing);
     return shuffle;
 }
 
@@ -205,7 +181,7 @@ inline void write_block(const FloatRendering& plan, Workspace& work, Sample<uint
 
 inline void write_block(const FloatRendering& plan, Workspace& work, Sample<float>* d,
                         uint64_t count) {
-    if (plan.looked_up) {
+    if (plan.colours != nullptr) {
         make_words(plan, work, count);
         for (uint64_t x = 0; x < count; ++x)
             for (uint32_t i = 0; i < kCells; ++i)
@@ -227,11 +203,12 @@ template <class T, class D>
 int render(D dst, FloatSrc src, uint32_t components, const SQmLut& lut, Area area,
            const Ranges& ranges) {
     const FloatRendering plan(components, lut, ranges);
-    const Area whole = joined(kCallingThread, area,
-                              {stride_of(dst, kCells * sizeof(T)),
-                               stride_of(src, uint64_t{components} * sizeof(float))});
+    if (!plan.window) return QM_NO_MEMORY;
+    const Area whole = joined(
+        kCallingThread, area,
+        {stride_of(dst, kCells * sizeof(T)), stride_of(src, uint64_t{components} * sizeof(float))});
     const bool one_row = whole.rows == 1;
-    const auto rows_of = [=, shared = &plan](RowRange range) {
+    const auto render_rows = [=, shared = &plan](RowRange range) {
         on_best_isa([=] {
             const uint64_t rows = range.last - range.first;
             const Area mine = one_row ? Area{area.width * rows, rows != 0} : Area{area.width, rows};
@@ -250,15 +227,8 @@ int render(D dst, FloatSrc src, uint32_t components, const SQmLut& lut, Area are
             }
         });
     };
-    if (!lut.bParallel) {
-        rows_of({0, area.rows});
-        return QM_OK;
-    }
-    const auto threads = static_cast<uint32_t>(omp_get_num_procs());
-    in_team(Team{true, threads}, [=](Member member) {
-        for (uint64_t t = member.index; t < threads; t += member.count)  // a smaller team does all
-            rows_of({t * area.rows / threads, (t + 1) * area.rows / threads});
-    });
+    const Team team{lut.bParallel, static_cast<uint32_t>(omp_get_num_procs())};
+    in_team(team, [=](Member member) { render_rows(rows_of(member, area.rows)); });
     return QM_OK;
 }
 
@@ -272,10 +242,12 @@ int nonspect_render_NxFloat_3x8_float(void* pDst, uint32_t uiDstWidthBytes, cons
                            Area::of_pixels(uiWidth, uiSizeInPixels), ranges);
 }
 
-int CQmFloatPicMemAPI_Base::MapComponentsMToNToUint(
-    void* pDst, uint32_t /*uiDstComponents*/, uint32_t /*uiDstBpc*/, uint32_t uiDstWidthBytes,
-    const float* pSrc, uint32_t uiSrcComponents, uint32_t uiSrcWidthBytes, const SQmLut* pLut,
-    uint32_t uiWidth, uint64_t uiSizeInPixels, const Ranges& ranges) {
+int CQmFloatPicMemAPI_Base::MapComponentsMToNToUint(void* pDst, uint32_t /*uiDstComponents*/,
+                                                    uint32_t /*uiDstBpc*/, uint32_t uiDstWidthBytes,
+                                                    const float* pSrc, uint32_t uiSrcComponents,
+                                                    uint32_t uiSrcWidthBytes, const SQmLut* pLut,
+                                                    uint32_t uiWidth, uint64_t uiSizeInPixels,
+                                                    const Ranges& ranges) {
     if (nothing_to_do(pDst, pSrc, uiWidth, uiSizeInPixels)) return QM_OK;
     if (pLut == nullptr || pLut->pParams == nullptr) return QM_REJECTED;
     return nonspect_render_NxFloat_3x8_float(pDst, uiDstWidthBytes, pSrc, uiSrcWidthBytes,
@@ -345,7 +317,8 @@ int CQmFloatPicMemAPI_Base::ConvertToTrueColor(void* pDst, uint32_t uiDstWidthBy
         return QM_OK;
     }
     if (uiComponents != 1) return QM_REJECTED;
-    const Scratch<Sample<uint8_t>> levels(uiSizeInPixels);  // a byte a pixel, the first of them used
+    const Scratch<Sample<uint8_t>> levels(
+        uiSizeInPixels);  // a byte a pixel, the first of them used
     if (!levels) return QM_NO_MEMORY;
     grey_to_colour(dst, src, area, level, levels.get());
     return QM_OK;
