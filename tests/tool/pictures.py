@@ -142,8 +142,8 @@ def read_tiff(data):
     pixels = b"".join(data[a:a + b] for a, b in zip(tags[273], tags[279]))
     code = {8: "B", 16: "H", 32: "I"}[tags[258][0]]
     samples = struct.unpack(f"<{width * height * n}{code}", pixels)
-    return tags, [[list(samples[(y * width + x) * n:][:n]) for x in range(width)]
-                  for y in range(height)]
+    pixels = [list(samples[i:i + n]) for i in range(0, len(samples), n)]
+    return tags, [pixels[i:i + width] for i in range(0, len(pixels), width)]
 
 
 COMPRESS = {NONE: bytes, LZW: lzw, DEFLATE: zlib.compress, PACKBITS: packbits}
