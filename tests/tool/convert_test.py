@@ -117,7 +117,7 @@ class Convert(Case):
             self.assertEqual(read_png(data), [[tuple(p) if components == 3 else p[0] for p in row]
                                               for row in rows])
             self.assertEqual(dict(png_chunks(data))[b"sBIT"], b"\x0c" * components)
-            self.convert(source, 8, "shift", name="made.PNG")
+            self.convert(source, 8, "shift", "--from-bits", 12, name="made.PNG")
             self.assertEqual(read_png(self.made.read_bytes()),
                              [[tuple(s >> 4 for s in p) if components == 3 else p[0] >> 4
                                for p in row] for row in rows])

@@ -7,6 +7,7 @@ import json
 import math
 import os
 import random
+import re
 import struct
 import sys
 import unittest
@@ -524,6 +525,48 @@ class Floats(Close):
                        f"--load-view={self.folder}/v"]:
             self.assert_fails(2, option.split("=")[0], "render", picture, "-o", self.out, option)
         self.assertEqual(os.listdir(self.folder), ["picture"])
+
+
+# ----- The gallery ----------------------------------------------------------------------------------
+
+class Gallery(Case):
+    ROOT = DATA.parent
+    PAGE = ROOT / "docs" / "gallery.md"
+
+    def commands(self):
+        """[(words, name of the picture that is made)]"""
+        found = []
+        for line in self.PAGE.read_text().splitlines():
+            if line.startswith("qmpic "):
+                words = line.split()[1:]
+                made = [i + 1 for i, word in enumerate(words) if word in ("-o", "--plot")]
+                self.assertEqual(len(made), 1, line)
+                found.append((words, made[0]))
+        return found
+
+    def test_every_picture_of_the_page_is_made_by_a_command(self):
+        text = self.PAGE.read_text()
+        made = {words[at] for words, at in self.commands()}
+        self.assertEqual({f"docs/{name}" for name in re.findall(r'src="([^"]+)"', text)} - made,
+                         set())
+        kept = {f"docs/images/{path.name}" for path in (self.ROOT / "docs" / "images").iterdir()}
+        self.assertEqual(kept, made)
+
+    def test_every_picture_of_the_data_is_shown(self):
+        read = {words[1] for words, at in self.commands()}
+        self.assertEqual({f"data/{path.name}" for path in DATA.iterdir()
+                          if path.suffix in (".tif", ".png")} - read, set())
+
+    def test_the_commands_make_the_pictures(self):
+        for words, at in self.commands():
+            if words[0] not in ("render", "threshold"):  # fonts may differ
+                continue
+            with self.subTest(made=words[at]):
+                kept = (self.ROOT / words[at]).read_bytes()
+                run = self.run_tool(*words[:at], self.out, *words[at + 1:], cwd=self.ROOT)
+                self.assertEqual((run.returncode, run.stderr), (0, b""))
+                made = self.out.read_bytes()
+                self.assertTrue(made == kept or read_png(made) == read_png(kept))
 
 
 if __name__ == "__main__":

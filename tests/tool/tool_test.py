@@ -28,7 +28,7 @@ from pictures import *
 sys.path.append(str(pathlib.Path(__file__).parent.parent / "data" / "stored"))
 import make as stored  # the byte form, made from its documentation
 
-TOOL, DATA = sys.argv[1], pathlib.Path(sys.argv[2])
+TOOL, DATA = os.path.abspath(sys.argv[1]), pathlib.Path(sys.argv[2]).absolute()
 BLUE, GREEN, RED, GREY = (0, 0, 255), (0, 255, 0), (255, 0, 0), (255, 255, 255)
 CYAN, MAGENTA, YELLOW = (0, 255, 255), (255, 0, 255), (255, 255, 0)
 CHANNEL_COLOURS = [BLUE, GREEN, RED, GREY, CYAN, MAGENTA, YELLOW]
