@@ -1,10 +1,13 @@
 #!/usr/bin/env bash
-# Draws the pictures of docs/gallery.md.
+# Draws the pictures of docs/gallery.md: runs the commands that stand there.
 #
 # usage: scripts/make-gallery.sh [TOOL]     without one: build/release/bin/qmpic
 set -euo pipefail
 cd "$(dirname "$0")/.."
-tool=${1:-build/release/bin/qmpic}
+tool=$(realpath "${1:-build/release/bin/qmpic}")
 
-"$tool" luts -o docs/images/luts.png
-"$tool" render data/plant_1ch_12bit_512x512.tif -o docs/images/plant.png --lut Iron --gamma 0.7
+qmpic() { "$tool" "$@" >/dev/null; }
+commands=$(grep '^qmpic ' docs/gallery.md)
+while read -r line; do
+    eval "$line"
+done <<<"$commands"

@@ -44,8 +44,20 @@ def png(rows, bits=8, colour=GREY, before=b""):
             chunk(b"IDAT", zlib.compress(lines)) + chunk(b"IEND", b""))
 
 
+def png_chunks(data):
+    """[(name, content)]"""
+    assert data[:8] == b"\x89PNG\r\n\x1a\n"
+    at, chunks = 8, []
+    while at < len(data):
+        size, name = struct.unpack(">I4s", data[at:at + 8])
+        chunks.append((name, data[at + 8:at + 8 + size]))
+        at += 12 + size
+    return chunks
+
+
 def read_png(data):
-    """Rows of an 8-bit PNG as the tool writes them: (red, green, blue) of RGB, numbers of grey."""
+    """Rows of a PNG as the tool writes them: (red, green, blue) of RGB, numbers of grey. Samples of
+    16 bits are numbers, too."""
     assert data[:8] == b"\x89PNG\r\n\x1a\n"
     at, packed = 8, b""
     while at < len(data):
@@ -54,8 +66,8 @@ def read_png(data):
         assert struct.unpack(">I", data[at + 8 + size:at + 12 + size])[0] == zlib.crc32(name + body)
         if name == b"IHDR":
             width, height, *kind = struct.unpack(">IIBBBBB", body)
-            assert kind in ([8, RGB, 0, 0, 0], [8, GREY, 0, 0, 0]), kind
-            n = 3 if kind[1] == RGB else 1  # bytes of a pixel
+            assert kind[0] in (8, 16) and kind[1:] in ([RGB, 0, 0, 0], [GREY, 0, 0, 0]), kind
+            n = (3 if kind[1] == RGB else 1) * kind[0] // 8  # bytes of a pixel
         elif name == b"IDAT":
             packed += body
         at += 12 + size
@@ -69,7 +81,9 @@ def read_png(data):
             guess = left + up - corner
             paeth = min((left, up, corner), key=lambda v: abs(guess - v))
             line[i] = (line[i] + (0, left, up, (left + up) // 2, paeth)[method]) & 255
-        rows.append([tuple(line[i:i + 3]) for i in range(0, n * width, 3)] if n == 3 else list(line))
+        samples = line if kind[0] == 8 else struct.unpack(f">{n * width // 2}H", line)
+        rows.append([tuple(samples[i:i + 3]) for i in range(0, 3 * width, 3)] if kind[1] == RGB
+                    else list(samples))
         above = bytes(line)
     return rows
 
@@ -93,6 +107,43 @@ def lzw(data):
 def packbits(data):
     return b"".join(bytes([len(data[i:i + 128]) - 1]) + data[i:i + 128]
                     for i in range(0, len(data), 128))
+
+
+def float_bits(rows):
+    """Floats as the whole numbers that have the same 32 bits."""
+    return [[[struct.unpack("<I", struct.pack("<f", v))[0] for v in p] for p in row]
+            for row in rows]
+
+
+FLOATS = {339: ("H", [3])}
+
+
+def float_tiff(rows, order="<", **how):
+    return tiff(page(float_bits(rows), 32, tags=FLOATS, **how), order=order)
+
+
+def read_tiff(data):
+    """({tag: values}, rows of pixels of components) of a plain little endian file."""
+    assert data[:4] == b"II*\0"
+    at = struct.unpack("<I", data[4:8])[0]
+    tags = {}
+    for i in range(struct.unpack("<H", data[at:at + 2])[0]):
+        tag, kind, count = struct.unpack("<HHI", data[at + 2 + 12 * i:][:8])
+        code = {1: "B", 3: "H", 4: "I", 11: "f", 12: "d"}.get(kind)
+        if code is None:
+            continue
+        size, place = struct.calcsize(code) * count, at + 10 + 12 * i
+        if size > 4:
+            place = struct.unpack("<I", data[place:place + 4])[0]
+        tags[tag] = list(struct.unpack(f"<{count}{code}", data[place:place + size]))
+    assert struct.unpack("<I", data[at + 2 + 12 * struct.unpack("<H", data[at:at + 2])[0]:][:4])[0] == 0
+    width, height, n = tags[256][0], tags[257][0], tags[277][0]
+    assert tags[259] == [1] and tags[284] == [1]
+    pixels = b"".join(data[a:a + b] for a, b in zip(tags[273], tags[279]))
+    code = {8: "B", 16: "H", 32: "I"}[tags[258][0]]
+    samples = struct.unpack(f"<{width * height * n}{code}", pixels)
+    pixels = [list(samples[i:i + n]) for i in range(0, len(samples), n)]
+    return tags, [pixels[i:i + width] for i in range(0, len(pixels), width)]
 
 
 COMPRESS = {NONE: bytes, LZW: lzw, DEFLATE: zlib.compress, PACKBITS: packbits}

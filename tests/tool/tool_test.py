@@ -28,7 +28,7 @@ from pictures import *
 sys.path.append(str(pathlib.Path(__file__).parent.parent / "data" / "stored"))
 import make as stored  # the byte form, made from its documentation
 
-TOOL, DATA = sys.argv[1], pathlib.Path(sys.argv[2])
+TOOL, DATA = os.path.abspath(sys.argv[1]), pathlib.Path(sys.argv[2]).absolute()
 BLUE, GREEN, RED, GREY = (0, 0, 255), (0, 255, 0), (255, 0, 0), (255, 255, 255)
 CYAN, MAGENTA, YELLOW = (0, 255, 255), (255, 0, 255), (255, 255, 0)
 CHANNEL_COLOURS = [BLUE, GREEN, RED, GREY, CYAN, MAGENTA, YELLOW]
@@ -125,7 +125,7 @@ class CommandLine(Case):
 
     def test_help_lists_every_command_with_a_sentence(self):
         self.assertEqual(self.commands(),
-                         ["info", "stats", "histogram", "threshold", "render", "luts"])
+                         ["info", "stats", "histogram", "threshold", "render", "convert", "luts"])
 
     def test_every_command_has_help_and_wants_a_file(self):
         for command in self.commands():
@@ -137,6 +137,7 @@ class CommandLine(Case):
             self.assert_fails(2, "FILE", command)
             self.assert_fails(2, "", command, "a", "b", "c")
             missing = {"render": ["-o", self.out],
+                       "convert": ["-o", self.out, "--bits", "8", "--meaning", "shift"],
                        "threshold": ["-o", self.out, "--otsu"]}.get(command, [])
             self.assert_fails(2, "--no-such", command, "a", "--no-such", *missing)
             self.assert_fails(1, "No such file", command, self.folder / "none", *missing)
@@ -149,7 +150,9 @@ class CommandLine(Case):
                 "threshold": ["-o", "--component", "--otsu", "--range", "--json"],
                 "render": ["-o", "--bits", "--channels", "--colors", "--levels", "--auto",
                            "--minmax", "--gamma", "--lut", "--mark-over", "--mark-under", "--save-view",
-                           "--load-view"]}.items():
+                           "--load-view", "--spectral", "--zoom", "--window", "--mode", "--flip",
+                           "--overlay", "--overlay-color", "--overlay-alpha"],
+                "convert": ["-o", "--bits", "--meaning", "--from-bits", "--levels"]}.items():
             text = self.run_tool(command, "--help").stdout.decode()
             for option in ["--page", "--max-pixels", *options]:
                 self.assertRegex(text, rf"(?m)^  {option}[ ,]")
@@ -174,6 +177,8 @@ class CommandLine(Case):
                               ("--colors", "FF0000,00FF00"), ("--colors", "GG0000"),
                               ("--levels", "1"), ("--levels", "2:1"), ("--levels", "1:1"),
                               ("--levels", "0:65536"), ("--levels", "0:1,0:2"),
+                              ("--levels", "0.5:1"), ("--levels", "-1:1"), ("--levels", "nan:1"),
+                              ("--levels", "0:inf"), ("--levels", "0:1e40"),
                               ("--auto", "1:"), ("--auto", ":1"), ("--auto", "-1:1"),
                               ("--auto", "50:50"), ("--auto", "1:2:3"), ("--auto", "1:1%%"),
                               ("--gamma", "0"), ("--gamma", "-1"), ("--gamma", "nan"),
@@ -428,16 +433,16 @@ class Levels(Case):
         return [[[v] for v in values[i:i + 100]] for i in range(0, count, 100)]
 
     def test_auto_leaves_out_a_tenth_percent_at_each_end(self):
-        # Of 2000 samples two are left out, so that the third from each end decides.
+        # The levels are the first values from the ends with which 2 of 2000 samples are reached.
         rows = self.ramp(2000)
-        want = composed(rows, {0: (2, 1997, GREY)}, 12)
+        want = composed(rows, {0: (1, 1998, GREY)}, 12)
         for options in [[], ["--auto"], ["--auto", "0.1:0.1"], ["--auto=0.1%:0.1%"]]:
             self.assertEqual(self.render(pnm(rows, 4095), *options, levels=None), want)
 
     def test_auto_with_percents(self):
         rows = self.ramp(2000)
-        for percents, low, high in [("5:10", 100, 1799), ("0:1", 0, 1979), ("2%:0%", 40, 1999),
-                                    ("0:0", 0, 1999), ("90:9.5", 1800, 1809)]:
+        for percents, low, high in [("5:10", 99, 1800), ("0:1", 0, 1980), ("2%:0%", 39, 1999),
+                                    ("0:0", 0, 1999), ("90:9.5", 1799, 1810)]:
             self.assertEqual(self.render(pnm(rows, 4095), "--auto", percents),
                              composed(rows, {0: (low, high, GREY)}, 12))
 
@@ -445,14 +450,17 @@ class Levels(Case):
         rows = [[[v[0], 100 + v[0], 3000 - v[0]] for v in row] for row in self.ramp(1000)]
         data = tiff(page(rows))
         self.assertEqual(self.render(data, levels=None), composed(rows, {
-            0: (1, 998, BLUE), 1: (101, 1098, GREEN), 2: (2002, 2999, RED)}))
+            0: (0, 999, BLUE), 1: (100, 1099, GREEN), 2: (2001, 3000, RED)}))
+        self.assertEqual(self.render(data, "--auto", "1:2", levels=None), composed(rows, {
+            0: (9, 980, BLUE), 1: (109, 1080, GREEN), 2: (2010, 2981, RED)}))
         self.assertEqual(self.render(data), composed(rows, {
             0: (0, 999, BLUE), 1: (100, 1099, GREEN), 2: (2001, 3000, RED)}))
         self.assertEqual(self.render(data, "--channels", "2", levels=None),
-                         composed(rows, {2: (2002, 2999, GREY)}))
+                         composed(rows, {2: (2001, 3000, GREY)}))
 
     def test_auto_without_enough_samples_is_minmax(self):
-        for rows in [[[[7], [9]]], [[[0]] * 1999 + [[50]]], [[[3], [3], [3], [200]]]]:
+        for rows in [[[[7], [9]]], [[[0]] * 1999 + [[50]]], [[[3], [3], [3], [200]]],
+                     [[[10]] + [[90]] * 2998 + [[200]]], [[[255]] * 2999 + [[3]]]]:
             values = [p[0] for p in rows[0]]
             self.assertEqual(self.render(pnm(rows, 255), levels=None),
                              composed(rows, {0: (min(values), max(values), GREY)}))
@@ -468,7 +476,19 @@ class Levels(Case):
         self.assertEqual(self.render(data),
                          composed(rows, {c: (20, 219, how[c]) for c in how}))
         self.assertEqual(self.render(data, "--auto", "5:10"),
-                         composed(rows, {c: (30, 199, how[c]) for c in how}))
+                         composed(rows, {c: (29, 200, how[c]) for c in how}))
+
+    def test_rgb_has_one_pair_of_levels(self):
+        # Of 1000 samples the 50th from below and the 100th from above that any component has.
+        rows = [[[20 + v[0] // 10, 60 + v[0] // 10, 100 + v[0] // 10] for v in row]
+                for row in self.ramp(1000)]
+        how = {0: RED, 1: GREEN, 2: BLUE}
+        data = png(rows, 8, RGB)
+        self.assertEqual(self.render(data), composed(rows, {c: (20, 199, how[c]) for c in how}))
+        self.assertEqual(self.render(data, "--auto", "5:10"),
+                         composed(rows, {c: (24, 190, how[c]) for c in how}, 8))
+        self.assertEqual(self.render(tiff(page(rows, 8)), "--auto", "5:10"), composed(
+            rows, {0: (24, 110, BLUE), 1: (64, 150, GREEN), 2: (104, 190, RED)}, 8))
 
     def test_levels_stay_within_the_depth(self):
         rows = [[[0], [500], [1023], [65535]]]
@@ -645,7 +665,11 @@ class Stats(Case):
         for name, at, code, many in [
                 ("cells_3ch_12bit_695x395.tif", 208, "H", 3),
                 ("cells_3ch_16bit_512x512.tif", 208, "H", 3),
+                ("cells_6ch_16bit_352x352.tif", 224, "H", 6),
                 ("cytoskeleton_3ch_13bit_350x350.tif", 208, "H", 3),
+                ("kernel_145band_12bit_43x31.tif", 784, "H", 145),
+                ("nuclei_1ch_11bit_149x147.tif", 176, "H", 1),
+                ("ratio_ph_2ch_8bit_256x256.tif", 208, "B", 2),
                 ("golgi_2ch_12bit_204x220.tif", 208, "H", 2),
                 ("landsat_6band_8bit_349x352.tif", 224, "B", 6),
                 ("nuclei_1ch_8bit_512x512.tif", 176, "B", 1),
@@ -834,8 +858,8 @@ class Histogram(Case):
         self.assertIsNone(plot.top_of(15, INKS[0]))
 
     def test_limits_are_dashed_lines(self):
-        # Of 2000 samples two are left out at each end: the limits are 20 and 40.
-        counts = {10: 2, 20: 3, **{v: 100 for v in range(21, 40)}, 50: 2}
+        # Of 2000 samples the second from each end decides: the limits are 20 and 40.
+        counts = {10: 1, 20: 3, **{v: 100 for v in range(21, 40)}, 50: 1}
         counts[40] = 2000 - sum(counts.values())
         plot = Plot(self, pnm(line_of(counts), 255))
         for value, dashed in [(20, True), (40, True), (12, False), (45, False), (50, False)]:
@@ -858,7 +882,8 @@ class Histogram(Case):
     def test_every_picture_has_a_plot(self):
         pictures = [pnm([[[0]]], 255), pnm([[[65535]]], 65535), tiff(page([[[0], [65535]]])),
                     tiff(page(random_rows(2, 2, 192, 255), 8)), pnm([[[7]] * 9], 255)]
-        for data in pictures + [path.read_bytes() for path in sorted(DATA.glob("*_*ch_*.tif"))]:
+        for data in pictures + [path.read_bytes() for path in sorted(DATA.glob("*_*ch_*.tif"))
+                                if "float" not in path.name]:
             for options in [[], ["--log"]]:
                 plot = Plot(self, data, *options)
                 self.assertEqual(plot.width, 1000)
@@ -1094,11 +1119,12 @@ class Tiff(Case):
         for text, made in [
                 ("floating-point", page([[[1]]], 32, tags={339: ("H", [3])})),
                 ("signed", page([[[1]]], 16, tags={339: ("H", [2])})),
-                ("16 bits", page([[[1]]], 32)),
+                ("16 bits", page([[[1]]], 32)), ("16 bits", page([[[1]]], 24)),
+                ("other than 32", page([[[1]]], 16, tags={339: ("H", [3])})),
                 ("palette", page([[[1]]], 8, TIFF_PALETTE, tags={320: ("H", [0] * 768)})),
                 ("colours", page(rows, 8, 8)),
                 ("compression", page([[[1]]], 8, tags={259: ("H", [34712])}))]:
-            self.assert_fails(1, text, "info", self.file(tiff(made)))
+            self.assert_fails(1, text, "stats", self.file(tiff(made)))
 
 
 class Png(Case):
@@ -1218,7 +1244,7 @@ class Failures(Case):
 
     def test_a_file_cut_short_fails_and_keeps_the_old_output(self):
         cut = {path.name: path.read_bytes() for path in DATA.iterdir()
-               if path.suffix in (".tif", ".png")}
+               if path.suffix in (".tif", ".png") and "15z" not in path.name}  # page 0 is whole
         self.assertGreaterEqual(len(cut), 5)
         cut.update(self.samples())
         self.out.write_bytes(b"old")

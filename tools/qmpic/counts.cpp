@@ -92,12 +92,33 @@ std::uint32_t Counts::percentile(std::uint32_t c, unsigned share) const {
     return low;
 }
 
-std::vector<Range> Counts::levels(double low, double high) const {
-    std::vector<std::uint32_t> lows = min_, highs = max_;  // stay where a part is 0
-    check(CQmHistoAPI_Base::GetLowHigh(&bins_, lows.data(), highs.data(), low, high));
-    std::vector<Range> found(components());
-    for (std::uint32_t c = 0; c < components(); ++c)
-        found[c] = lows[c] < highs[c] ? Range{lows[c], highs[c]} : Range{min_[c], max_[c]};
+std::vector<Range> Counts::levels(const Percents& left_out, bool together) const {
+    std::vector<Range> found, ends;
+    for (std::uint32_t c = 0; c < components(); ++c) ends.push_back({min_[c], max_[c]});
+    if (together) {
+        ends.assign(components(),
+                    {*std::ranges::min_element(min_), *std::ranges::max_element(max_)});
+        SQmLutParam params;
+        check(SQmPicBufAPI_Base::AutoContrast(&params, &bins_, true, true, false, 0, left_out.low,
+                                              left_out.high));
+        found.assign(components(),
+                     {params.GetMinSrc(bins_.uiBits), params.GetMaxSrc(bins_.uiBits)});
+    } else {
+        const std::vector<unsigned> sizes(components(), 1);
+        CQmLutParamMCH params(components(), components(), sizes.data(), bins_.uiBits);
+        check(SQmPicBufAPI_Base::GetAutoContrastMCH(&params, &bins_, true, true, left_out.low,
+                                                    left_out.high));
+        for (std::uint32_t c = 0; c < components(); ++c)
+            found.push_back({params.GetMin(c), params.GetMax(c)});
+    }
+    // Levels that met were pulled one step apart, or to the ends of the histogram. Fractions of
+    // 65535 are cut, which may cost a step of 16 bits.
+    for (std::uint32_t c = 0; c < components(); ++c) {
+        const bool met = found[c].high <= found[c].low + 1;
+        if (met || found[c].low + 1 < ends[c].low || found[c].high > ends[c].high)
+            found[c] = ends[c];
+        found[c].low = std::max(found[c].low, ends[c].low);
+    }
     return found;
 }
 

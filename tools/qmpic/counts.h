@@ -35,9 +35,11 @@ class Counts {
     /// The least value that at least `share` thousandths of the samples do not exceed.
     std::uint32_t percentile(std::uint32_t c, unsigned share) const;
 
-    /// The levels of each component that leave out about `low` and `high` of the samples at the two
-    /// ends, in parts of 1. A part of 0 gives minimum or maximum, and so do levels that meet.
-    std::vector<Range> levels(double low, double high) const;
+    /// The levels of each component that leave out so many percent of the samples at the two ends:
+    /// the first value from the end with which that part is reached. 0 gives minimum and maximum,
+    /// and so do levels that meet. `together`: one search for all components, whose levels are the
+    /// lowest and the highest that any of them needs; so colours keep their hue.
+    std::vector<Range> levels(const Percents& left_out, bool together = false) const;
 
     /// One to three thresholds that part the samples best; the upper class is above a threshold.
     /// Two are searched in steps of 2, 4, 8, 16 values when the maximum has 10, 12, 14, 16 bits,

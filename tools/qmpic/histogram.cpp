@@ -105,8 +105,7 @@ void show_json(const Options& options, const Depth& depth, const Counts& counts,
 Axes write_plot(const Options& options, const std::string& path, const Picture& picture,
                 const Depth& depth, const Counts& counts, const Chosen& chosen) {
     static constexpr const char* kRgbNames[] = {"red", "green", "blue"};
-    const std::vector<Range> limits =
-        counts.levels(kUsualPercents.low / 100, kUsualPercents.high / 100);
+    const std::vector<Range> limits = counts.levels(kUsualPercents);
     std::vector<Curve> curves;
     curves.reserve(chosen.size());
     for (const std::uint32_t c : chosen) {

@@ -1,7 +1,9 @@
 #include "lists.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <charconv>
+#include <cmath>
 
 #include "failure.h"
 
@@ -26,9 +28,15 @@ std::optional<Range> parse_range(const std::string& text) {
     return Range{*low, *high};
 }
 
-std::optional<Range> parse_levels(const std::string& text) {
-    const std::optional<Range> range = parse_range(text);
-    return range && range->low < range->high ? range : std::nullopt;
+std::optional<Levels> levels_of(const std::string& text) {
+    const std::size_t colon = text.find(':');
+    if (colon == std::string::npos) return std::nullopt;
+    const auto low = parse_whole<double>(text.substr(0, colon));
+    const auto high = parse_whole<double>(text.substr(colon + 1));
+    if (!low || !high || !(std::abs(*low) <= FLT_MAX && std::abs(*high) <= FLT_MAX) ||
+        !(static_cast<float>(*low) < static_cast<float>(*high)))
+        return std::nullopt;
+    return Levels{*low, *high};
 }
 
 std::optional<double> parse_gamma(const std::string& text) {
@@ -70,8 +78,15 @@ std::vector<Colour> parse_colours(const std::string& option, const std::string& 
     return parse_list(option, text, "a colour such as FF8000", parse_colour);
 }
 
-std::vector<Range> parse_ranges(const std::string& option, const std::string& text) {
-    return parse_list(option, text, "LOW:HIGH with 0 <= LOW < HIGH <= 65535", parse_levels);
+std::vector<Levels> parse_levels(const std::string& option, const std::string& text) {
+    return parse_list(option, text, "LOW:HIGH with LOW < HIGH", levels_of);
+}
+
+Range whole(const std::string& option, const Levels& levels) {
+    if (levels.low < 0 || levels.high > 65535 || levels.low != std::floor(levels.low) ||
+        levels.high != std::floor(levels.high))
+        throw WrongUsage(option + ": levels of this picture are whole numbers from 0 to 65535");
+    return {static_cast<std::uint32_t>(levels.low), static_cast<std::uint32_t>(levels.high)};
 }
 
 Range parse_values(const std::string& option, const std::string& text) {
@@ -81,6 +96,32 @@ Range parse_values(const std::string& option, const std::string& text) {
                              .append(text)
                              .append("' is not LOW:HIGH with 0 <= LOW <= HIGH <= 65535"));
     return *range;
+}
+
+Size parse_size(const std::string& option, const std::string& text) {
+    const std::size_t by = text.find('x');
+    const auto width = parse_whole<std::uint32_t>(text.substr(0, by));
+    const auto height = parse_whole<std::uint32_t>(by < text.size() ? text.substr(by + 1) : "");
+    if (!width || !height || *width == 0 || *height == 0)
+        throw WrongUsage((option + ": '").append(text).append("' is not WIDTHxHEIGHT"));
+    return {*width, *height};
+}
+
+Window parse_window(const std::string& option, const std::string& text) {
+    const auto list = parse_list(option, text, "a whole number", [](const std::string& part) {
+        return parse_whole<std::uint32_t>(part);
+    });
+    if (list.size() != 4 || list[2] == 0 || list[3] == 0)
+        throw WrongUsage((option + ": '").append(text).append("' is not X,Y,WIDTH,HEIGHT"));
+    return {list[0], list[1], {list[2], list[3]}};
+}
+
+double parse_number(const std::string& option, const std::string& text, double most) {
+    const auto value = parse_whole<double>(text);
+    if (!value || !(*value > 0 && *value <= most))
+        throw WrongUsage((option + ": '").append(text) + "' is not a number above 0 and at most " +
+                         std::to_string(static_cast<unsigned>(most)));
+    return *value;
 }
 
 Percents parse_percents(const std::string& option, const std::string& text) {

@@ -13,6 +13,8 @@ struct Wanted {
     std::string path;
     std::optional<std::uint32_t> page;       ///< of a TIFF; without it see read()
     std::uint64_t max_pixels = 500'000'000;  ///< all components counted
+    bool floats = false;                     ///< are floats of 32 bits wanted, too?
+    bool deep = false;                       ///< and whole numbers of 32 bits?
 };
 
 /// Reads a TIFF, PNG, PGM or PPM file, told by its first bytes. Of several pages of a TIFF those

@@ -46,7 +46,8 @@ struct Page {
 
     bool operator==(const Page&) const = default;
 
-    std::uint32_t container() const { return bits <= 8 ? 8 : 16; }
+    std::uint32_t container() const { return bits <= 8 ? 8 : bits <= 16 ? 16 : 32; }
+    bool floats() const { return format == SAMPLEFORMAT_IEEEFP; }
     /// Transparency is the last sample and is dropped.
     std::uint32_t shown() const { return alpha ? samples - 1U : samples; }
     bool rgb() const { return photometric == PHOTOMETRIC_RGB && shown() == 3; }
@@ -109,14 +110,22 @@ Page describe(TIFF* tiff) {
     return page;
 }
 
-void check_supported(const Page& page) {
+void check_supported(const Page& page, const Wanted& wanted) {
     const auto refuse = [](const char* what) {
         throw Failure(std::string(what) + " not supported");
     };
-    if (page.format == SAMPLEFORMAT_IEEEFP) refuse("floating-point samples are");
-    if (page.format != SAMPLEFORMAT_UINT && page.format != SAMPLEFORMAT_VOID)
-        refuse("signed or complex samples are");
-    if (page.bits < 1 || page.bits > 16) refuse("samples of more than 16 bits are");
+    if (page.floats()) {
+        if (page.bits != 32) refuse("floating-point samples of other than 32 bits are");
+        if (!wanted.floats)
+            refuse("floating-point samples, which info, render and convert take, are");
+    } else {
+        if (page.format != SAMPLEFORMAT_UINT && page.format != SAMPLEFORMAT_VOID)
+            refuse("signed or complex samples are");
+        if (page.bits < 1 || (page.bits > 16 && page.bits != 32))
+            refuse("samples of more than 16 bits, other than 32, are");
+        if (page.bits == 32 && !wanted.deep)
+            refuse("samples of more than 16 bits, which info and convert take, are");
+    }
     if (page.photometric == PHOTOMETRIC_PALETTE) refuse("palette TIFFs are");
     if (page.photometric != PHOTOMETRIC_MINISBLACK && page.photometric != PHOTOMETRIC_MINISWHITE &&
         page.photometric != PHOTOMETRIC_RGB)
@@ -139,7 +148,7 @@ class Unpacker {
         columns = std::min(columns, record.uiWidth - x);
         rows = std::min(rows, record.uiHeight - y);
         const std::uint32_t flip =
-            page_.photometric == PHOTOMETRIC_MINISWHITE ? top_of(page_.bits) : 0;
+            page_.photometric == PHOTOMETRIC_MINISWHITE && !page_.floats() ? top_of(page_.bits) : 0;
         for (std::uint32_t j = 0; j < rows; ++j) {
             const std::uint8_t* from = block + j * row_bytes_;
             const std::uint64_t at = std::uint64_t{x} * record.uiComponents + first;
@@ -151,6 +160,8 @@ class Unpacker {
                     const std::uint64_t to = std::uint64_t{i} * record.uiComponents + s;
                     if (page_.container() == 8)
                         bytes[to] = static_cast<std::uint8_t>(value);
+                    else if (page_.container() == 32)
+                        reinterpret_cast<std::uint32_t*>(bytes)[to] = value;
                     else
                         reinterpret_cast<std::uint16_t*>(bytes)[to] =
                             static_cast<std::uint16_t>(value);
@@ -164,6 +175,11 @@ class Unpacker {
         if (page_.bits == 16) {
             std::uint16_t word;
             std::memcpy(&word, row + 2 * index, sizeof word);
+            return word;
+        }
+        if (page_.bits == 32) {  // a float stays the bits that it is
+            std::uint32_t word;
+            std::memcpy(&word, row + 4 * index, sizeof word);
             return word;
         }
         const std::uint64_t bit = index * page_.bits;  // it spans three bytes at most
@@ -203,7 +219,8 @@ void read_page(const File& file, const Page& page, const Wanted& wanted, const P
         row_bytes != (std::uint64_t{columns} * samples * page.bits + 7) / 8 ||
         block_bytes / rows != row_bytes || block_bytes % rows != 0)
         file.fail("the sizes of its strips or tiles make no sense");
-    if (block_bytes / 4 > wanted.max_pixels + (std::uint64_t{1} << 18))
+    if (block_bytes / (page.container() == 32 ? 8 : 4) >
+        wanted.max_pixels + (std::uint64_t{1} << 18))
         throw Failure("a strip or tile is larger than --max-pixels allows");
 
     std::vector<std::uint8_t> block(block_bytes);
@@ -277,8 +294,13 @@ std::vector<std::uint32_t> channel_pages(const std::string& element, std::uint32
 }
 
 std::optional<Depth> stated_depth(TIFF* tiff, const Page& page, const std::string& element) {
+    if (page.floats()) return std::nullopt;
     const std::uint32_t significant = number(element, "SignificantBits");
     if (significant >= 1 && significant <= page.bits) return Depth{significant, "SignificantBits"};
+    double top = 0;  // what write_tiff() writes: here the top of the word counts as well
+    if (TIFFGetField(tiff, TIFFTAG_SMAXSAMPLEVALUE, &top) && top >= 1 && top <= top_of(page.bits))
+        return Depth{static_cast<unsigned>(std::bit_width(static_cast<std::uint32_t>(top))),
+                     "SMaxSampleValue"};
     std::uint16_t largest = 0;
     if (TIFFGetField(tiff, TIFFTAG_MAXSAMPLEVALUE, &largest) && largest > 0 &&
         largest < top_of(page.bits))
@@ -305,7 +327,7 @@ Picture read_tiff(const Wanted& wanted) {
     enter(0);
     const std::string element = pixels_element(file.get());  // speaks of all pages
     const Page first = enter(asked);
-    check_supported(first);
+    check_supported(first, wanted);
     std::vector<std::uint32_t> chosen = {asked};
     if (!wanted.page && all > 1 && first.shown() == 1) {
         chosen = channel_pages(element, all);
@@ -324,7 +346,8 @@ Picture read_tiff(const Wanted& wanted) {
 
     Picture picture;
     picture.container = first.container();
-    picture.rgb = first.rgb() && parts == 1;
+    picture.floats = first.floats();
+    picture.rgb = first.rgb() && parts == 1 && !first.floats();
     picture.pages = all;
     picture.pages_are_components = parts > 1;
     enter(chosen[0]);

@@ -1,14 +1,18 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <utility>
 
 #include "colours.h"
 #include "commands.h"
 #include "failure.h"
+#include "float_view.h"
 #include "lists.h"
 #include "luts.h"
 #include "options.h"
 #include "picture.h"
+#include "screen.h"
+#include "spectrum.h"
 #include "view.h"
 #include "write_png.h"
 
@@ -25,7 +29,9 @@ struct Options {
     bool minmax = false;
     std::optional<std::string> lut;
     std::optional<std::string> mark_over, mark_under;
+    std::optional<std::string> spectral;
     std::optional<std::string> save_view, load_view;
+    ScreenOptions screen;
 };
 
 /// Number `i` of a list that was given: one for each channel, or one for all.
@@ -52,15 +58,17 @@ struct Parsed {
                                     : std::vector<std::uint32_t>{}),
           marks{mark("--mark-over", options.mark_over, kRed),
                 mark("--mark-under", options.mark_under, kBlue)},
-          left_out(options.automatic ? parse_percents("--auto", *options.automatic)
-                                     : kUsualPercents) {
+          left_out(options.minmax      ? Percents{0, 0}
+                   : options.automatic ? parse_percents("--auto", *options.automatic)
+                                       : kUsualPercents) {
         for (std::size_t i = 0; i < channels.size(); ++i)
             if (std::count(channels.begin(), channels.end(), channels[i]) > 1)
                 throw WrongUsage("--channels: " + std::to_string(channels[i]) + " twice");
         if (options.colours) parse_colours("--colors", *options.colours);
-        if (options.levels) parse_ranges("--levels", *options.levels);
+        if (options.levels) parse_levels("--levels", *options.levels);
         if (options.gamma) parse_numbers("--gamma", *options.gamma);
         if (options.lut) lut = find_lut("--lut", *options.lut);
+        if (options.spectral) spectrum.emplace("--spectral", *options.spectral);
     }
 
     static Colour mark(const std::string& option, const std::optional<std::string>& text,
@@ -78,6 +86,7 @@ struct Parsed {
     Marks marks;
     Percents left_out;
     std::optional<std::uint32_t> lut;
+    std::optional<Spectrum> spectrum;
 };
 
 bool same_place(const std::string& one, const std::string& two) {
@@ -92,9 +101,7 @@ std::vector<Range> usual_levels(const Options& options, const Percents& left_out
     const std::uint32_t top = top_of(depth.bits);
     if (picture.rgb && !options.automatic && !options.minmax)
         return std::vector(picture.components(), Range{0, saturation(picture, depth)});
-    std::vector<Range> levels = options.minmax
-                                    ? counts.levels(0, 0)
-                                    : counts.levels(left_out.low / 100, left_out.high / 100);
+    std::vector<Range> levels = counts.levels(left_out, picture.rgb);
     for (Range& range : levels) {
         range.high = std::min(range.high, top);
         if (range.low >= range.high) range = {0, top};
@@ -102,17 +109,30 @@ std::vector<Range> usual_levels(const Options& options, const Percents& left_out
     return levels;
 }
 
-View decide(const Options& options, const Parsed& parsed, const Picture& picture,
-            const Depth& depth, const Counts& counts) {
+/// Components that were chosen, or all.
+std::vector<std::uint32_t> channels_of(const Parsed& parsed, const Picture& picture) {
     std::vector<std::uint32_t> channels = parsed.channels;
+    for (const std::uint32_t c : channels) check_component("--channels", c, picture);
     if (channels.empty())
         for (std::uint32_t c = 0; c < picture.components(); ++c) channels.push_back(c);
-    const std::size_t many = channels.size();
-    if (parsed.lut && many != 1)
-        throw WrongUsage("--lut: it shows one channel, and not " + std::to_string(many) +
+    if (parsed.lut && channels.size() != 1)
+        throw WrongUsage("--lut: it shows one channel, and not " + std::to_string(channels.size()) +
                          ": choose it by --channels");
+    return channels;
+}
+
+Colour colour_of(const Parsed& parsed, const Picture& picture, const std::vector<Colour>& colours,
+                 std::size_t i, std::uint32_t component, bool alone) {
+    if (!colours.empty()) return pick(colours, i);
+    return parsed.lut ? kGrey : usual_colour(picture, component, alone);
+}
+
+View decide(const Options& options, const Parsed& parsed, const Picture& picture,
+            const Depth& depth, const Counts& counts) {
+    const std::vector<std::uint32_t> channels = channels_of(parsed, picture);
+    const std::size_t many = channels.size();
     const auto colours = parse_for("--colors", options.colours, many, parse_colours);
-    const auto levels = parse_for("--levels", options.levels, many, parse_ranges);
+    const auto levels = parse_for("--levels", options.levels, many, parse_levels);
     const auto gamma = parse_for("--gamma", options.gamma, many, parse_numbers);
     const auto usual = usual_levels(options, parsed.left_out, picture, depth, counts);
 
@@ -122,10 +142,9 @@ View decide(const Options& options, const Parsed& parsed, const Picture& picture
     view.params.uiGradient = parsed.lut.value_or(0);
     for (std::size_t i = 0; i < many; ++i) {
         const std::uint32_t c = channels[i];
-        check_component("--channels", c, picture);
-        const Colour usually = parsed.lut ? kGrey : usual_colour(picture, c, many == 1);
-        view.channels.push_back({c, colours.empty() ? usually : pick(colours, i)});
-        set_levels(view, c, depth.bits, levels.empty() ? usual[c] : pick(levels, i),
+        view.channels.push_back({c, colour_of(parsed, picture, colours, i, c, many == 1)});
+        set_levels(view, c, depth.bits,
+                   levels.empty() ? usual[c] : whole("--levels", pick(levels, i)),
                    gamma.empty() ? 1.0 : pick(gamma, i));
     }
     return view;
@@ -139,8 +158,67 @@ View loaded(const std::string& path, const Picture& picture) {
     return view;
 }
 
+Pixels in_colours(const Picture& picture, const SQmLut& lut) {
+    const SQmPicBuf& from = picture.pixels.record();
+    Pixels screen;
+    screen.allocate(from.uiWidth, from.uiHeight, 8, 3);
+    check(CQmPicMemAPI_Base::ConvertToTrueColor(screen.record().pData, screen.record().uiWidthBytes,
+                                                from.pData, from.uiComponents, from.uiBpc,
+                                                from.uiWidthBytes, from.uiWidth,
+                                                std::uint64_t{from.uiWidth} * from.uiHeight, &lut),
+          "cannot be shown");
+    return screen;
+}
+
+/// Bands are summed in the colours of their light.
+Pixels by_spectrum(const Options& options, const Parsed& parsed, const Picture& picture) {
+    const std::uint32_t bands = picture.components();
+    if (bands == 1) throw WrongUsage("--spectral: a picture of one component has no spectrum");
+    const auto gamma = parse_for("--gamma", options.gamma, 1, parse_numbers);
+    const std::vector<Colour> light = parsed.spectrum->colours(bands);
+    std::vector<Colour> colours(bands, 0);
+    SQmLut lut;
+    for (const std::uint32_t c : channels_of(parsed, picture)) colours[c] = light[c];
+    if (std::ranges::all_of(colours, [](Colour colour) { return colour == 0; }))
+        throw WrongUsage("--channels: none of them has light from 380 to 780 nm");
+    const auto left_out = options.minmax ? std::nullopt : std::optional(parsed.left_out);
+    make_spectral_tables(lut, picture, colours, left_out, gamma.empty() ? 1.0 : gamma[0]);
+    lut.rmComponents = CQmRangeMask(bands, 0, bands - 1, 0);
+    for (std::uint32_t c = 0; c < bands; ++c)
+        if (colours[c] != 0) lut.rmComponents.Set(c);
+    set_marks(lut, parsed.marks);
+    return in_colours(picture, lut);
+}
+
+Pixels of_floats(const Options& options, const Parsed& parsed, Picture& picture) {
+    for (const auto& [name, given] : {std::pair("--bits", options.bits.has_value()),
+                                      {"--mark-over", options.mark_over.has_value()},
+                                      {"--mark-under", options.mark_under.has_value()},
+                                      {"--spectral", options.spectral.has_value()},
+                                      {"--save-view", options.save_view.has_value()},
+                                      {"--load-view", options.load_view.has_value()}})
+        if (given) throw WrongUsage(std::string(name) + ": not of a picture of floats");
+    const std::vector<std::uint32_t> channels = channels_of(parsed, picture);
+    const std::size_t many = channels.size();
+    const auto colours = parse_for("--colors", options.colours, many, parse_colours);
+    const auto levels = parse_for("--levels", options.levels, many, parse_levels);
+    const auto gamma = parse_for("--gamma", options.gamma, many, parse_numbers);
+    make_finite(picture, options.wanted.path);
+    const auto usual = levels.empty() ? float_levels(picture, parsed.left_out) : levels;
+
+    std::vector<FloatChannel> shown;
+    for (std::size_t i = 0; i < many; ++i) {
+        const std::uint32_t c = channels[i];
+        shown.push_back({c, colour_of(parsed, picture, colours, i, c, many == 1),
+                         levels.empty() ? usual[c] : pick(levels, i),
+                         gamma.empty() ? 1.0 : pick(gamma, i)});
+    }
+    return show_floats(picture, shown, parsed.lut);
+}
+
 void render(const Options& options) {
     const Parsed parsed(options);
+    Screen screen(options.screen);
     check_output("--output", options.wanted, options.output);
     if (options.save_view) {
         check_output("--save-view", options.wanted, *options.save_view);
@@ -148,26 +226,29 @@ void render(const Options& options) {
             throw WrongUsage("--save-view: it would replace what is written to --output");
     }
     Picture picture = read(options.wanted);
-    const Counts counts(picture.pixels.record());
-    const Depth depth = significant_bits(picture, counts, options.bits);
-    warn_of_excess(depth, counts);
-    clip(picture, depth);  // tables are indexed by samples as they stand
-
-    View view = options.load_view ? loaded(*options.load_view, picture)
-                                  : decide(options, parsed, picture, depth, counts);
-    SQmLut lut;
-    make_tables(lut, view, depth.bits, parsed.marks);
-    const SQmPicBuf& from = picture.pixels.record();
-    Pixels screen;
-    screen.allocate(from.uiWidth, from.uiHeight, 8, 3);
-    const int status = CQmPicMemAPI_Base::ConvertToTrueColor(
-        screen.record().pData, screen.record().uiWidthBytes, from.pData, from.uiComponents,
-        from.uiBpc, from.uiWidthBytes, from.uiWidth, std::uint64_t{from.uiWidth} * from.uiHeight,
-        &lut);
-    if (status != QM_OK)
-        throw Failure(options.wanted.path + ": cannot be shown: status " + std::to_string(status));
-    write_png(options.output, screen);
-    if (options.save_view) save_view(*options.save_view, view);
+    screen.read_mask(options.wanted, options.output);
+    screen.check_fit(picture, options.wanted);
+    std::optional<View> view;
+    Pixels shown;
+    if (picture.floats) {
+        shown = of_floats(options, parsed, picture);
+    } else {
+        const Counts counts(picture.pixels.record());
+        const Depth depth = significant_bits(picture, counts, options.bits);
+        warn_of_excess(depth, counts);
+        clip(picture, depth);  // tables are indexed by samples as they stand
+        if (parsed.spectrum) {
+            shown = by_spectrum(options, parsed, picture);
+        } else {
+            view.emplace(options.load_view ? loaded(*options.load_view, picture)
+                                           : decide(options, parsed, picture, depth, counts));
+            SQmLut lut;
+            make_tables(lut, *view, depth.bits, parsed.marks);
+            shown = in_colours(picture, lut);
+        }
+    }
+    write_png(options.output, screen.show(std::move(shown)));
+    if (options.save_view) save_view(*options.save_view, *view);
 }
 
 }  // namespace
@@ -175,6 +256,7 @@ void render(const Options& options) {
 std::function<void()> declare_render(CLI::App& app) {
     const auto options = std::make_shared<Options>();
     add_picture(app, options->wanted);
+    options->wanted.floats = true;
     add_output(app, options->output);
     add_bits(app, options->bits);
     CLI::Option* channels =
@@ -212,15 +294,24 @@ std::function<void()> declare_render(CLI::App& app) {
         ->type_name("[COLOR]");
     app.add_option("--mark-under", options->mark_under, "Mark samples that are 0, in blue")
         ->type_name("[COLOR]");
-    app.add_option("--save-view", options->save_view,
-                   "Write channels, colours, levels, gamma and colour table to a file")
-        ->type_name("VIEW");
+    CLI::Option* save =
+        app.add_option("--save-view", options->save_view,
+                       "Write channels, colours, levels, gamma and colour table to a file")
+            ->type_name("VIEW");
     CLI::Option* load =
         app.add_option("--load-view", options->load_view,
                        "Show it as such a file says: a picture of as many components, any depth")
             ->type_name("VIEW");
     for (CLI::Option* option : {channels, colours, levels, automatic, minmax, gamma, lut})
         load->excludes(option);
+    CLI::Option* spectral =
+        app.add_option("--spectral", options->spectral,
+                       "Sum the components in the colours of their light: component I has START + "
+                       "I STEP nanometres, or that of line I of a file. One gamma; levels are those "
+                       "of the sums, with --minmax 0 and the greatest sum")
+            ->type_name("START:STEP|FILE");
+    for (CLI::Option* option : {colours, levels, lut, save, load}) spectral->excludes(option);
+    add_screen(app, options->screen);
     return [options] { render(*options); };
 }
 

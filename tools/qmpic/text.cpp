@@ -67,6 +67,11 @@ std::string number(double value) {
     return {text, std::to_chars(text, text + sizeof text, value).ptr};
 }
 
+std::string number(float value) {
+    char text[32];
+    return {text, std::to_chars(text, text + sizeof text, value).ptr};
+}
+
 void finish_output() {
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
         throw Failure("the output cannot be written");

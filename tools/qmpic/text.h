@@ -13,6 +13,7 @@ std::string printable(const std::string& text);
 
 /// A number as short as it can be read back: 0.5, 131.55647346938776.
 std::string number(double value);
+std::string number(float value);
 
 /// Ends a command's output; fails when it could not be written.
 void finish_output();

@@ -29,12 +29,12 @@ std::uint16_t fraction_of(double part) {
     return static_cast<std::uint16_t>(std::lround(std::clamp(part, 0.0, 1.0) * kFull));
 }
 
+}  // namespace
+
 void check(int status, const char* what) {
     if (status == QM_NO_MEMORY) throw std::bad_alloc();
     if (status != QM_OK) throw Failure(what + (": status " + std::to_string(status)));
 }
-
-}  // namespace
 
 // ----- Tables ------------------------------------------------------------------------------------
 
@@ -65,6 +65,11 @@ void make_tables(SQmLut& lut, View& view, unsigned bits, const Marks& marks) {
         "no tables");
     lut.rmComponents = CQmRangeMask(kMost, 0, kMost - 1, 0);
     for (const View::Channel& channel : view.channels) lut.rmComponents.Set(channel.component);
+    set_marks(lut, marks);
+}
+
+void set_marks(SQmLut& lut, const Marks& marks) {
+    std::array<unsigned, kMost> colours{};
     if (marks.over != 0) {
         colours.fill(marks.over);
         check(SQmLut::SetOverExpColor(lut, colours.data()), "no marks");

@@ -37,6 +37,12 @@ constexpr Colour kInverse = 0xFF000000;
 /// Fills `lut` for a picture of `bits` bits.
 void make_tables(SQmLut& lut, View& view, unsigned bits, const Marks& marks);
 
+/// Throws Failure that begins with `what` unless a status of the library is QM_OK, and
+/// std::bad_alloc when there was no memory.
+void check(int status, const char* what);
+/// Fills the colours of exposure of a set that has tables or records and its mask.
+void set_marks(SQmLut& lut, const Marks& marks);
+
 /// As docs/stored-form.md describes it. Both throw Failure that names the file.
 void save_view(const std::string& path, const View& view);
 View load_view(const std::string& path);

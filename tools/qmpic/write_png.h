@@ -11,4 +11,8 @@ namespace tool {
 /// old file stays as it is.
 void write_png(const std::string& path, const Pixels& pixels);
 
+/// Writes a picture of one component or of red, green, blue as it stands, in 8 or 16 bits; fewer
+/// significant ones than these are noted as sBIT, and samples are not scaled.
+void write_png(const std::string& path, const Picture& picture, unsigned bits);
+
 }  // namespace tool
