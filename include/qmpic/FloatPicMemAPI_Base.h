@@ -339,7 +339,7 @@ class QM_API CQmFloatPicMemAPI_Base {
     //
     // As those of CQmPicMemAPI_Base, of floats: top is hi - lo, the limits of
     // nonspect_render_NxFloat_3x8_float, and lo is not subtracted. A processor word with SSE2 is
-    // not asked for. `puiMask` has a word a component, whose bits are ANDed with those of samples.
+    // not asked for. `puiMask` has a word a component: samples count as 0 where it is 0.
 
     static int SpetralGetHistoRGB(std::uint32_t* puiHisto0, std::uint32_t* puiHisto1,
                                   std::uint32_t* puiHisto2, const float* pSrc,
