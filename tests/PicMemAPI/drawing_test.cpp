@@ -529,6 +529,11 @@ TEST(GetDistOfPointFromLine, OfOnePointIsThatPoint) {
     EXPECT_DOUBLE_EQ(distance(0, 0, 2e-10, 0, 1e-10, 3), 3);
 }
 
+TEST(GetDistOfPointFromLine, FindsTheFootOfAShortUprightSegmentAlongIt) {
+    EXPECT_DOUBLE_EQ(distance(0, 0, 0, 2e-10, 0, 1), 1 - 2e-10);
+    EXPECT_DOUBLE_EQ(distance(0, 0, 0, 2e-10, 3, 1e-10), 3);
+}
+
 void check_distance(Round round) {
     Random& random = round.random;
     for (int i = 0; i < 50; ++i) {
