@@ -5,6 +5,7 @@
 #include "PicMemAPI/binary_kernels.h"
 #include "PicMemAPI/bit_depth_kernels.h"
 #include "PicMemAPI/components_kernels.h"
+#include "PicMemAPI/drawing_kernels.h"
 #include "PicMemAPI/frame_kernels.h"
 #include "PicMemAPI/grey_kernels.h"
 #include "PicMemAPI/masks_kernels.h"
@@ -26,7 +27,7 @@ void for_each_kernel_list(Visit visit) {
     const auto all = std::tuple_cat(kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists,
                                     kComponentLists, kMaskLists, kLutLists, kCompositionLists,
                                     kFloatLists, kHistogramLists, kHistogram2DLists, kRepairLists,
-                                    kBinaryLists, kThresholdLists, kSpectralLists);
+                                    kBinaryLists, kThresholdLists, kSpectralLists, kDrawingLists);
     std::apply([&](const auto&... list) { (visit(list), ...); }, all);
 }
 

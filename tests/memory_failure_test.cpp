@@ -24,6 +24,7 @@
 #include "qmpic/PicBuf.h"
 #include "qmpic/PicMemAPI_Base.h"
 #include "qmpic/TypedLutParams.h"
+#include "qmpic/kernels/spectral.h"
 #include "qmpic/status.h"
 #include "qmpic/system/Alloc.h"
 #include "support/cases.h"
@@ -431,6 +432,55 @@ void add_raw_floats() {
             return Api::Normalize(p.d.data(), 6, 3, 2, 2, kMin, kMax);
         },
         print_destination);
+    struct Shown : Floats {
+        SQmLut lut;
+        std::vector<uint8_t> bytes = std::vector<uint8_t>(36, 99);
+        const std::vector<CQmRangeBase<float>> ranges{{0, 9}};
+        Shown() {
+            d.assign(36, 7);
+            lut.ucComponents = 1, lut.ucDstBpc = 8;
+            lut.rmComponents = CQmRangeMask(1, 0, 0, 1);
+            SQmLut::ReinitParametric(lut);
+            lut.pParams[0].dOffset = 0, lut.pParams[0].dGain = lut.pParams[0].dGamma = 1;
+            lut.pParams[0].uiColor = 0xFFFFFF;
+        }
+    };
+    const auto print_shown = [](Print& print, const Shown& p) { print << p.d << p.bytes; };
+    add<Shown>(
+        "nonspect_render_NxFloat_3x8_float", {refused(QM_NO_MEMORY)},
+        [](Shown& p) {
+            return nonspect_render_NxFloat_3x8_float(p.bytes.data(), 9, p.s.data(), 12, 1, &p.lut,
+                                                     3, 12, p.ranges);
+        },
+        print_shown);
+    add<Shown>(
+        "CQmFloatPicMemAPI_Base::ConvertFloatToRGBFloat", {refused(QM_NO_MEMORY)},
+        [](Shown& p) {
+            return Api::ConvertFloatToRGBFloat(p.d.data(), 36, p.s.data(), 1, 12, &p.lut, 3, 12,
+                                               p.ranges);
+        },
+        print_shown);
+    add<Shown>(
+        "CQmFloatPicMemAPI_Base::ConvertToTrueColor of parameters", {refused(QM_NO_MEMORY)},
+        [](Shown& p) {
+            return Api::ConvertToTrueColor(p.bytes.data(), 9, p.s.data(), 1, 12, 3, 12, &p.lut,
+                                           p.ranges);
+        },
+        print_shown);
+    add<Shown>(
+        "CQmFloatPicMemAPI_Base::ConvertToTrueColor of greys", {refused(QM_NO_MEMORY)},
+        [](Shown& p) {
+            return Api::ConvertToTrueColor(p.bytes.data(), 9, p.s.data(), 1, 12, 3, 12, nullptr,
+                                           p.ranges);
+        },
+        print_shown);
+    add<Shown>(
+        "CQmFloatPicMemAPI_Base::ConvertToTrueColor of colours", {},
+        [](Shown& p) {
+            return Api::ConvertToTrueColor(p.bytes.data(), 9, p.s.data(), 3, 36, 3, 3, nullptr,
+                                           p.ranges);
+        },
+        print_shown);
 }
 
 // ----- Tables ------------------------------------------------------------------------------------

@@ -1,4 +1,5 @@
 #include "float/float_kernels.h"
+#include "float/floats.h"
 #include "qmpic/FloatPicMemAPI_Base.h"
 #include "support.h"
 
@@ -6,24 +7,6 @@ namespace qmpic::bench {
 namespace {
 
 using Api = CQmFloatPicMemAPI_Base;
-
-/// Floats of 1 to 4096 with a fraction, as cameras and quotients give them; bytes for other depths.
-Picture picture(Role role, uint32_t edge, uint32_t components, uint32_t bits = 32) {
-    Picture made(role, edge, components, bits);
-    static std::vector<float> memories[3];
-    auto& memory = memories[role];
-    if (memory.empty()) {
-        memory.resize(size_t{2048} * 2048 * 4);
-        uint32_t state = 1 + role;
-        for (float& value : memory) {
-            state = state * 1664525 + 1013904223;
-            value = 1 + static_cast<float>(state >> 8) / 4096;
-        }
-    }
-    if (bits == 32) made.data = reinterpret_cast<uint8_t*>(memory.data());
-    return made;
-}
-float* floats(const Picture& p) { return reinterpret_cast<float*>(p.data); }
 
 using Call = std::function<void(const Picture& d, const Picture& a, const Picture& b)>;
 

@@ -133,7 +133,7 @@ float part_of(uint32_t bits) { return 1.0f / (bits == 8 ? 255.0f : 4095.0f); }
 /// Calls with a source and a destination; `ours` gets both.
 template <class Ours>
 MakeJob job(uint32_t bands, uint32_t bits, uint32_t cell_bits, bool marks, Ours ours,
-            bool draws = true) {
+            [[maybe_unused]] bool draws = true) {
     return [=](uint32_t edge) {
         const uint32_t bpc = bits == 8 ? 8 : 12;
         const auto set = std::make_shared<Set>(bands, bpc, cell_bits);

@@ -1,25 +1,12 @@
 #include "core/frame.h"
 #include "core/shapes.h"
 #include "float/float_kernels.h"
+#include "float/from_integers.h"
 #include "qmpic/FloatPicMemAPI_Base.h"
 
-// Floats copied as they are, and integers that become floats.
-
-namespace {
+// Floats copied as they are, one component or all, and pictures of integers that become floats.
 
 using namespace qmpic;
-
-/// Of 32 bits in two parts, which fit into signed integers: only the sum is rounded.
-struct ToFloat {
-    float operator()(uint8_t value) const { return value; }
-    float operator()(uint16_t value) const { return value; }
-    float operator()(uint32_t value) const {
-        const auto high = static_cast<int32_t>(value >> 8), low = static_cast<int32_t>(value & 255);
-        return static_cast<float>(high) * 256.0f + static_cast<float>(low);
-    }
-};
-
-}  // namespace
 
 int copyfloat(float* pDst, uint32_t uiDstWidthBytes, const float* pSrc, uint32_t uiSrcWidthBytes,
               uint32_t uiComponents, uint32_t uiWidth, uint64_t uiSizeInPixels) {
@@ -66,16 +53,9 @@ int CQmFloatPicMemAPI_Base::ConvertPictureToFloat(float* pDst, uint32_t uiDstWid
                                                   uint32_t uiBpc, uint32_t uiComponents,
                                                   uint32_t uiWidth, uint32_t uiHeight) {
     if (nothing_to_do(pDst, pSrc, uiWidth, uiHeight)) return QM_OK;
-    const FloatDst dst{pDst, uiDstWidthBytes};
-    const Src src{pSrc, uiSrcWidthBytes};
     const Area area{uint64_t{uiWidth} * uiComponents, uiHeight};
-    if (uiBpc == 8)
-        map_samples<float, uint8_t>(kCallingThread, dst, src, area, ToFloat{});
-    else if (uiBpc <= 16)  // below 8, too
-        map_samples<float, uint16_t>(kCallingThread, dst, src, area, ToFloat{});
-    else if (uiBpc <= 32)
-        map_samples<float, uint32_t>(kCallingThread, dst, src, area, ToFloat{});
-    else
-        return QM_NO_KERNEL;
-    return QM_OK;
+    return floats_of(kCallingThread, {pDst, uiDstWidthBytes}, {pSrc, uiSrcWidthBytes}, uiBpc, area,
+                     ToFloat{})
+               ? QM_OK
+               : QM_NO_KERNEL;
 }

@@ -5,6 +5,7 @@
 #include "qmpic/Lut.h"
 #include "render/packed_table.h"
 #include "render/spectral_kernels.h"
+#include "render/spectral_power.h"
 #include "render/spectral_sums.h"
 
 // Spectral pictures as colours.
@@ -150,6 +151,10 @@ struct Results {
         for (uint32_t k = 0; k < 3; ++k) {
             float* const sums = block.sums[k];
             for (uint64_t x = 0; x < end; ++x) sums[x] *= part;
+            if (gamma != 1.0f && full == 255.0f && BytePower::takes(gamma)) {
+                BytePower(gamma).convert(sums, block.words[k], block.words[3], end);
+                continue;
+            }
             if (gamma != 1.0f)
                 for (uint64_t x = 0; x < count; ++x)
                     if (sums[x] > 0) sums[x] = std::pow(sums[x], gamma);

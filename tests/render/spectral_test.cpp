@@ -337,6 +337,32 @@ TEST(SpectralRendering, TakesNoPowerOfWhatIsNotAboveZero) {
     EXPECT_EQ(sse(set, {0, 10, 11}), (Bytes{0, 0, 0, 0, 0, 0, 255, 255, 255}));
 }
 
+TEST(SpectralRendering, CutsWhatThePowerOfTheCLibraryIs) {
+    // All words, by gains that make them any fraction, also beyond 1.
+    Words samples(65536);
+    for (uint32_t i = 0; i < 65536; ++i) samples[i] = static_cast<uint16_t>(i);
+    const float part = 1.0f / 65535.0f;
+    for (const Level level : levels()) {
+        const ForcedLevel forced(level);
+        for (const double gamma : {0.05, 0.1, 0.3, 0.45, 0.5, 0.999, 1.8, 2.2, 3.0, 10.0, 11.0})
+            for (const double gain : {1.0, 1.0 / 255, 0.37, 1.1, 1e-30, 1e-43, -1.0}) {
+                ParametricSet set(1, 16, 8);
+                set.params[0] = band(0, gain, gamma, 0xFFFFFF);
+                const Bytes found = sse(set, samples, 16);
+                for (uint32_t i = 0; i < 65536; ++i) {
+                    float value = static_cast<float>(i) * static_cast<float>(gain);
+                    value = value * part;
+                    if (value > 0) value = std::pow(value, static_cast<float>(gamma));
+                    value = value * 255.0f;
+                    const uint32_t expected = value > 255 ? 255
+                                              : value > 0 ? static_cast<uint32_t>(value)
+                                                          : 0;
+                    ASSERT_EQ(found[3 * i + 1], expected) << i << " * " << gain << " ^ " << gamma;
+                }
+            }
+    }
+}
+
 /// Entries of blue, green, red, flag.
 Bytes entries(std::initializer_list<Bytes> list) {
     Bytes block;
