@@ -16,15 +16,22 @@ class SQmLut;
 /// the cells blue, green and red, in single precision and in the order of the components; nothing
 /// is merged. The bands concerned are those from the lowest to the highest that the set's mask
 /// selects. One between them that is **not selected counts as a sample of 0**: it still adds offset
-/// times gain. Nothing outside of these bands is read.
+/// times gain. What lies outside of these bands does not count, and nothing behind a row's last
+/// sample is read. Without a selected band the sums are 0.
 ///
-/// Kernels do not test pointers, and `pLut` needs `pParams`. Working arrays are allocated.
+/// Kernels do not test pointers, and `pLut` needs a record in `pParams` for each component. Working
+/// arrays are allocated.
 
 /// One pixel of 3 x 8 bits from each source pixel: each sum is multiplied by 1 / top of the source
 /// depth, then, in the `_sse` members alone and if the gamma of the *first* record is not 1 in
 /// single precision, replaced by std::pow(sum, gamma) where it is above 0, then multiplied by 255,
-/// limited to 0 to 255 and cut. If `iPredefLut` is not -1 and there is such a table, the results
+/// limited to 0 to 255 and cut; what is no number is 0. Each step is rounded, so that of 16 bits a
+/// white sample of 257 is 0 and not 1. If `iPredefLut` is not -1 and there is such a table (for the
+/// range from -`dOffset` to 2^`uiSrcBpc` / `dGain` - `dOffset` of the first record), the results
 /// are looked up there: blue, green and red are the colours of entries blue, green and red.
+///
+/// Three bands of 12 bits, gain 1, with the colours 0x0000FF, 0x00FF00 and 0xFF00FF: the pixel
+/// (2048, 0, 1024) is blue 63, green 0, red 191.
 ///
 /// `_sse_overexp_underexp`: with an exposure colour in the set, bands are tested in ascending
 /// order. A selected band with a sample of 0 shows its under-exposure colour, and one whose sample
@@ -36,7 +43,8 @@ class SQmLut;
 /// `_float`: without gamma and exposure, in the calling thread.
 ///
 /// `_float_overexp`: the same, but a pixel with any selected sample equal to top, whatever the
-/// thresholds are, has the colour of the first entry of `pOverExpColor`; null shows none.
+/// thresholds are, has the colour of the first entry of `pOverExpColor`, flagged or not; null shows
+/// none.
 ///
 /// @param pDst, pSrc      first bytes; any address
 /// @param uiDstWidthBytes, uiSrcWidthBytes bytes from row to row of each; gaps are not touched
@@ -52,7 +60,8 @@ QM_API SpectralRenderKernel spect_render_Nx8_3x8_float, spect_render_Nx16_3x8_fl
     spect_render_Nx8_3x8_sse_overexp_underexp, spect_render_Nx16_3x8_sse_overexp_underexp;
 
 /// The same to words of `uiDstBpc` bits: top of that depth stands for 255. A table is looked up by
-/// the upper 8 bits of a result and gives the upper 8 bits of a cell.
+/// the upper 8 bits of a result and gives the upper 8 bits of a cell. Exposure colours are words;
+/// the inverse of a colour byte b is (255 - b) * 2^`uiDstBpc` / 256.
 using SpectralRenderTo16Kernel = int(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
                                      uint32_t uiSrcBpc, uint32_t uiSrcWidthBytes,
                                      uint32_t uiComponents, const SQmLut* pLut, uint32_t uiWidth,
