@@ -59,21 +59,30 @@ void add_conversions() {
             PEER(mat(s).convertTo(to, CV_32F, 1.0 / ((1 << bits) - 1))));
 }
 
+/// One component of n as floats, by the kernels for bytes or words.
+void add_integer_component(uint32_t n, uint32_t bits, CopyToFloatComponentKernel* plain,
+                           CopyToFloatComponentMinMaxKernel* with_extremes) {
+    const std::string from = "copycomponent_Nx" + std::to_string(bits) + "_to_Nxfloat",
+                      of = ":of_" + std::to_string(n);
+    add(from + of, floats_of(1), {n, bits},
+        CALL(plain(floats(d), 1, d.stride(), 0, s.data, n, s.stride(), n - 1, bits, s.edge,
+                   s.pixels())),
+        PEER(cv::Mat one; cv::extractChannel(mat(s), one, static_cast<int>(n) - 1);
+             one.convertTo(to, CV_32F)));
+    add(from + "_minmax" + of, floats_of(1), {n, bits},
+        CALL(float min = 1e9f; float max = 0;
+             with_extremes(floats(d), 1, d.stride(), 0, s.data, n, s.stride(), n - 1, bits, s.edge,
+                           s.pixels(), &min, &max)),
+        PEER(cv::Mat one; cv::extractChannel(mat(s), one, static_cast<int>(n) - 1);
+             one.convertTo(to, CV_32F); double min; double max; cv::minMaxIdx(one, &min, &max)));
+}
+
 void add_components() {
     for (const uint32_t n : {1u, 3u, 4u}) {
-        const std::string of = ":of_" + std::to_string(n);
-        add("copycomponent_Nx8_to_Nxfloat" + of, floats_of(1), {n, 8},
-            CALL(copycomponent_Nx8_to_Nxfloat(floats(d), 1, d.stride(), 0, s.data, n, s.stride(),
-                                              n - 1, 8, s.edge, s.pixels())),
-            PEER(cv::Mat one; cv::extractChannel(mat(s), one, static_cast<int>(n) - 1);
-                 one.convertTo(to, CV_32F)));
-        add("copycomponent_Nx16_to_Nxfloat_minmax" + of, floats_of(1), {n, 16},
-            CALL(float min = 1e9f; float max = 0; copycomponent_Nx16_to_Nxfloat_minmax(
-                     floats(d), 1, d.stride(), 0, s.data, n, s.stride(), n - 1, 16, s.edge,
-                     s.pixels(), &min, &max)),
-            PEER(cv::Mat one; cv::extractChannel(mat(s), one, static_cast<int>(n) - 1);
-                 one.convertTo(to, CV_32F); double min; double max;
-                 cv::minMaxIdx(one, &min, &max)));
+        add_integer_component(n, 8, copycomponent_Nx8_to_Nxfloat,
+                              copycomponent_Nx8_to_Nxfloat_minmax);
+        add_integer_component(n, 16, copycomponent_Nx16_to_Nxfloat,
+                              copycomponent_Nx16_to_Nxfloat_minmax);
     }
     add("float_StoreComponent:of_3", floats_of(3), floats_of(1),
         CALL(Api::StoreComponent(floats(d), 3, d.stride(), 1, floats(s), s.stride(), s.edge,
@@ -117,6 +126,17 @@ void add_padding() {
 }
 
 void add_layout() {
+    // A quarter of the picture, from its middle and to it.
+    add("cutfloatpic_to_floatpic", floats_of(1), floats_of(1),
+        CALL(const uint32_t n = d.edge / 2;
+             cutfloatpic_to_floatpic(floats(d), n, n, floats(s), s.edge, s.edge, n / 2, n / 2, 1)),
+        PEER(const int n = static_cast<int>(d.edge) / 2;
+             mat(s)(cv::Rect(n / 2, n / 2, n, n)).copyTo(cv::Mat(n, n, CV_32F, d.data))));
+    add("joinfloatpic_to_floatpic", floats_of(1), floats_of(1),
+        CALL(const uint32_t n = d.edge / 2;
+             joinfloatpic_to_floatpic(floats(d), d.edge, d.edge, floats(s), n, n, n / 2, n / 2, 1)),
+        PEER(const int n = static_cast<int>(d.edge) / 2;
+             cv::Mat(n, n, CV_32F, s.data).copyTo(to(cv::Rect(n / 2, n / 2, n, n)))));
     add("joinfloatpic_to_floatpic_ex", floats_of(1), floats_of(1),
         CALL(const uint32_t n = d.edge / 2; joinfloatpic_to_floatpic_ex(
                  floats(d), d.edge, d.edge, floats(s), s.edge, s.edge, 1, n, n, 1, n, n, 1)),

@@ -36,7 +36,10 @@ std::shared_ptr<SQmLut> set_of(const View& view) {
 }
 
 void add(const std::string& name, const View& view) {
-    bench::add("ConvertToTrueColor_float_" + name, [=](uint32_t edge) {
+    const std::string way = view.colours.empty() || view.measures
+                                ? "ConvertToTrueColor_float_"
+                                : "nonspect_render_NxFloat_3x8_float:";
+    bench::add(way + name, [=](uint32_t edge) {
         const Picture d = picture(kDestination, edge, 3, 8),
                       s = picture(kFirst, edge, view.components);
         SQmLut::InitPredefLuts();

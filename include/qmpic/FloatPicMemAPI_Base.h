@@ -245,7 +245,8 @@ class QM_API CQmFloatPicMemAPI_Base {
                               const float* pSrc, std::uint32_t uiSrcWidthBytes,
                               std::uint32_t uiWidth, std::uint64_t uiSizeInPixels);
     /// Components `uiSrcFirst` to `uiSrcLast`, both included, of each pixel become those from
-    /// `uiDstFirst` on. Indexes count components, unlike the bytes of the integer operation.
+    /// `uiDstFirst` on; nothing is done when the last is below the first. Indexes count components,
+    /// unlike the bytes of the integer operation, and are not compared with the counts.
     static int ExtractComponentRange(float* pDst, std::uint32_t uiDstWidthBytes,
                                      std::uint32_t uiDstComponents, std::uint32_t uiDstFirst,
                                      const float* pSrc, std::uint32_t uiSrcComponents,
@@ -259,7 +260,8 @@ class QM_API CQmFloatPicMemAPI_Base {
                                std::uint64_t uiSizeInPixels);
     /// One component of many. Without weights their mean: the sum in order, divided by their number
     /// as a float. With weights the sum of x * weight, each product made in double and added as a
-    /// float. Here the destination may not be the source.
+    /// float. Sums begin at 0: of no components the mean is NaN. Here the destination may not be
+    /// the source.
     /// @param pdWeights  null, or one a component
     static int CollapseComponents(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrc,
                                   std::uint32_t uiSrcComponents, std::uint32_t uiSrcWidthBytes,
@@ -273,10 +275,11 @@ class QM_API CQmFloatPicMemAPI_Base {
                                                std::uint32_t uiBpc, std::uint32_t uiComponents,
                                                std::uint32_t uiWidth, std::uint32_t uiHeight);
     /// Floats as integers: double((x - fMin) * s) + 0.5, cut, kept within 0 and the depth's
-    /// greatest value; NaN gives 0. s is 1, or with `bScale`, where the limits differ, that value /
-    /// (fMax - fMin), in single precision. fMin is subtracted either way. 8 bits are stored as
-    /// bytes, other depths up to 16 as words, also those below 8, and 17 to 32 as 32-bit words that
-    /// hold **the low 16 bits** of the result; with 32 bits whatever is not below 0 is 65535.
+    /// greatest value; NaN gives 0, 0.49999997 too. s is 1, or with `bScale`, where the limits
+    /// differ, that value / (fMax - fMin), in single precision. fMin is subtracted either way. 8
+    /// bits are stored as bytes, other depths up to 16 as words, also those below 8, and 17 to 32
+    /// as 32-bit words that hold **the low 16 bits** of the result; with 32 bits whatever is not
+    /// below 0 is 65535.
     /// @return 0; -9 above 32 bits
     static int ConvertFloatToPicture(void* pDst, std::uint32_t uiBpc, std::uint32_t uiDstWidthBytes,
                                      const float* pSrc, float fMin, float fMax, bool bScale,
@@ -295,14 +298,16 @@ class QM_API CQmFloatPicMemAPI_Base {
                                   std::uint32_t uiWidth, std::uint64_t uiSizeInPixels,
                                   const SQmLut* pLut,
                                   const std::vector<CQmRangeBase<float>>& ranges);
-    /// nonspect_render_NxFloat_3x8_float. Components and depth of the destination are not read.
+    /// nonspect_render_NxFloat_3x8_float. Components and depth of the destination are not read. -4
+    /// without a set or its parameters.
     static int MapComponentsMToNToUint(void* pDst, std::uint32_t uiDstComponents,
                                        std::uint32_t uiDstBpc, std::uint32_t uiDstWidthBytes,
                                        const float* pSrc, std::uint32_t uiSrcComponents,
                                        std::uint32_t uiSrcWidthBytes, const SQmLut* pLut,
                                        std::uint32_t uiWidth, std::uint64_t uiSizeInPixels,
                                        const std::vector<CQmRangeBase<float>>& ranges);
-    /// The same to floats of 0 to 255, which are not cut.
+    /// The same to floats of 0 to 255, which are not cut: half of white is 127.5. Where there is a
+    /// table, they are its bytes.
     static int ConvertFloatToRGBFloat(float* pDst, std::uint32_t uiDstWidthBytes, const float* pSrc,
                                       std::uint32_t uiSrcComponents, std::uint32_t uiSrcWidthBytes,
                                       const SQmLut* pLut, std::uint32_t uiWidth,
@@ -372,7 +377,8 @@ class QM_API CQmFloatPicMemAPI_Base {
 
     // ----- Layout, packed: rows of uiWidth * uiComponents floats ---------------------------------
 
-    /// The source in the middle of zeros, at half of the difference of the sizes, cut.
+    /// The source in the middle of zeros, at half of the difference of the sizes, cut. An empty
+    /// source leaves zeros.
     /// @return 0; -4, with nothing written, unless the destination is at least as wide and as high
     static int ZeroPad(float* pDst, std::uint32_t uiDstWidth, std::uint32_t uiDstHeight,
                        const float* pSrc, std::uint32_t uiSrcWidth, std::uint32_t uiSrcHeight,

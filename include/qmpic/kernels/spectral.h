@@ -82,8 +82,9 @@ QM_API SpectralApplyKernel spect_luts_apply_Nx8_float, spect_luts_apply_Nx16_flo
 /// gamma of any selected component is not 1 in single precision, each value above 0 is replaced by
 /// its power to its component's gamma. With c = value times the byte of the colour, a cell a
 /// becomes (a + c) - (a * c) * 0.003921569f, from 0, in ascending order; it is limited to 0 to 255,
-/// cut, and looked up as in SpectralRenderKernel. All in single precision. In the calling thread,
-/// or with `bParallel` of the set on as many threads as there are processors.
+/// NaN to 0, cut, and looked up as in SpectralRenderKernel, in a table for the range from -offset
+/// to (hi - lo) / gain - offset of the first record. All in single precision. In the calling
+/// thread, or with `bParallel` of the set on as many threads as there are processors.
 ///
 /// @param ranges  limits of each component
 /// @return 0; -3 when there is no memory, with nothing written
