@@ -127,7 +127,7 @@ int filter_picture(Dst dst, Src src, uint32_t components, const StretchWindow& w
     FilterWindows* const windows =
         choose_windows<T>(lines, known_width * components * sizeof(T), table);
     if (table && table->state() == WindowTable::kNoMemory) return QM_NO_MEMORY;
-    const uint64_t used = windows != nullptr ? table->samples_written() : lines.samples();
+    const uint64_t used = table ? table->samples_written() : lines.samples();
     const uint64_t words =
         (std::max(used, lines.samples()) + kBandBlock - 1) / kBandBlock * kBandBlock;
     const Strips<uint32_t> strips(window.height, words, 1, pairs.longest());

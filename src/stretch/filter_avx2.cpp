@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "core/prefetch.h"
 #include "stretch/filter_levels.h"
 
 #define QM_TARGET_COLUMNS gnu::target("avx2")
@@ -83,8 +84,8 @@ template <class T, int outputs, bool shared, uint32_t known_pairs>
     const uint8_t* step = table.steps();
     for (uint64_t v = table.vectors(); v != 0; --v, pair += 2 * outputs) {
         __m256i sum_a = _mm256_setzero_si256(), sum_b = _mm256_setzero_si256(), from_a, from_b;
-        fetch_ahead(a + *offsets, ahead);
-        fetch_ahead(b + *offsets, ahead);
+        fetch_one_ahead(a + *offsets, ahead);
+        fetch_one_ahead(b + *offsets, ahead);
         if (shared) {
             from_a = lowered<T>(load_windows(a, offsets));
             from_b = lowered<T>(load_windows(b, offsets));

@@ -4,6 +4,7 @@
 #endif
 #include <immintrin.h>
 
+#include "core/prefetch.h"
 #include "stretch/filter_levels.h"
 
 // One window of 64 bytes for 16 samples, and a permute that reaches all of it.
@@ -39,8 +40,8 @@ template <class T, bool shared, uint32_t known_pairs>
     const uint8_t* step = table.steps();
     for (uint64_t v = table.vectors(); v != 0; --v, pair += 16) {
         __m512i sum_a = _mm512_setzero_si512(), sum_b = _mm512_setzero_si512(), from_a, from_b;
-        fetch_ahead(a + *offsets, ahead);
-        fetch_ahead(b + *offsets, ahead);
+        fetch_one_ahead(a + *offsets, ahead);
+        fetch_one_ahead(b + *offsets, ahead);
         if (shared) {
             from_a = load_window<T>(a + *offsets);
             from_b = load_window<T>(b + *offsets++);

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "core/prefetch.h"
 #include "core/shapes.h"
 #include "qmpic/status.h"
 #include "stretch/filter.h"
@@ -84,10 +85,6 @@ struct LineBlock {
     uint64_t ahead;  ///< bytes from these lines to the next ones
 };
 
-[[gnu::always_inline]] inline void ask_ahead(const void* p, uint64_t distance) {
-    __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(p) + distance), 0,
-                       2);
-}
 /// rows[r][c] becomes rows[c][r].
 inline void turn(Eight (&rows)[kLines]) {
     Eight pairs[kLines], fours[kLines];
@@ -117,7 +114,7 @@ inline void turn_lines(Eight* tile, const LineBlock& lines, uint64_t first, uint
         Eight rows[kLines];
         for (uint64_t r = 0; r < kLines; ++r) {
             std::memcpy(&rows[r], lines.from[r] + i, sizeof rows[r]);
-            ask_ahead(lines.from[r] + i, lines.ahead);
+            fetch_one_ahead(lines.from[r] + i, lines.ahead);
         }
         turn(rows);
         for (uint64_t c = 0; c < kLines; ++c) tile[c] = rows[c];

@@ -48,10 +48,6 @@ class WindowTable {
     Scratch<uint8_t> steps_;
 };
 
-[[gnu::always_inline]] inline void fetch_ahead(const uint8_t* p, uint64_t distance) {
-    __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(p) + distance));
-}
-
 /// One pair of the band from two lines, as filter_lines does. What lies `ahead` bytes behind both
 /// is asked for meanwhile.
 using FilterWindows = void(uint32_t* pair, const void* even, const void* odd, uint64_t ahead,
