@@ -492,10 +492,11 @@ class QM_API CQmPicMemAPI_Base {
     /// The flips mirror the window, not the picture.
     ///
     /// @param pSrc  the whole picture
-    /// @return 0, also for a destination size of 0; -9 for a virtual or source size of 0, null
-    ///         pictures, and tables of blocks that there is no memory for; then -2 for other depths
-    ///         than 8 and 9 to 16; -3 for other memory; -4 for a window so far below the picture
-    ///         that there are no rows (8 bits; -3 at other depths)
+    /// @return by this order: -9 for a virtual size of 0 and null pictures; 0 for a destination
+    /// size
+    ///         of 0; -9 for a source size of 0; -2 for other depths than 8 and 9 to 16; -9 without
+    ///         memory for blocks, -3 for other; -4 for a window so far below the picture that there
+    ///         are no rows (8 bits; -3 at other depths)
     /// @throws std::system_error when the thread cannot be started
     static int StretchDisplay(void* pDst, uint32_t uiDstWidth, uint32_t uiDstHeight,
                               uint32_t uiComponents, uint32_t uiDstWidthBytes, uint32_t uiBpc,
@@ -515,7 +516,7 @@ class QM_API CQmPicMemAPI_Base {
     /// Filters: columns outside of the rectangle have no weight, and rows outside are background
     /// before they are filtered. Columns that see nothing of it are background.
     ///
-    /// @param pSrc  the rectangle's first pixel
+    /// @param pSrc  the rectangle's first pixel; null pictures are not looked for
     /// @param uiSrcWidth, uiSrcHeight  of the whole picture
     static int StretchDisplayEx(void* pDst, uint32_t uiDstWidth, uint32_t uiDstHeight,
                                 uint32_t uiComponents, uint32_t uiDstWidthBytes, uint32_t uiBpc,

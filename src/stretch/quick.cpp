@@ -16,7 +16,8 @@ namespace qmpic {
 namespace {
 
 /// What of a row is background because the window begins left of what is known, or ends behind it.
-/// The right end is measured from where the window begins, not from where the known part does.
+/// The right end is measured from where the window begins, not from where the known part does. A
+/// window of one pixel has both ends.
 struct Ends {
     bool left = false, right = false;
     Ends(const NearestAxis& x, const KnownPart& known) {
@@ -24,7 +25,6 @@ struct Ends {
         const int64_t from = x.first(), last = x.nearest(x.count - 1);
         left = from < int64_t{known.left};
         right = last < from || last - from >= int64_t{known.width};
-        if (x.count == 1) left = right = left || right;
     }
 };
 

@@ -184,6 +184,29 @@ TEST_P(StretchFilter, GivesWhatTheListsSay) {
     }
 }
 
+/// The farther samples lie apart, the fewer of them a shuffle reaches.
+TEST_P(StretchFilter, GivesWhatTheListsSayAtEveryReduction) {
+    Random random(908);
+    for (const uint32_t bits : {8u, 16u})
+        for (const uint32_t components : {1u, 2u, 3u, 4u, 5u})
+            for (uint32_t width = 12; width <= 240; width = width * 10 / 9 + 1) {
+                const Format format{components, bits, bits};
+                ReferenceWindow w{30, 2, width, 3, 0, 0, 240, 4};
+                w.left = width > 30 ? random(0, width - 30) : 0;
+                w.spline = random(0, 1) == 1;
+                w.flip_x = random(0, 1) == 1;
+                const GuardedPicture src(format, {240, 4}, random), dst(format, {30, 2}, random);
+                ASSERT_EQ(stretch(memory_of(dst), memory_of(src), format, w), QM_OK);
+                const auto expected = reference_filter<uint32_t>(
+                    w, components, [&](int64_t x, int64_t y, uint32_t c) {
+                        return static_cast<uint32_t>(src.get(
+                            static_cast<uint32_t>(x) * components + c, static_cast<uint32_t>(y)));
+                    });
+                ASSERT_EQ(dst.content(), words_of(expected))
+                    << text_of(w) << " of " << components << " x " << bits;
+            }
+}
+
 TEST_P(StretchFilter, GivesWhatTheListsSayOfFloats) {
     Random random(902);
     for (uint32_t round = 0; round < 200; ++round) {

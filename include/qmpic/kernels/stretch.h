@@ -71,8 +71,8 @@ QM_API StretchBinaryKernel stretch_quick_binary;
 /// A window of a packed one-bit picture at any zoom: the quick mode of
 /// CQmPicMemAPI_Base::StretchDisplay on bits. The bits behind the last pixel of a row become 0.
 ///
-/// @return 0, also for a destination size of 0; -9 for a virtual size of 0; -3 when there is no
-///         memory
+/// @return -9 for a virtual size of 0; 0, also for a destination size of 0; -9 for a source size of
+///         0; -3 when there is no memory
 using StretchBinaryDisplayKernel = int(void* pDst, uint32_t uiDstWidth, uint32_t uiDstHeight,
                                        uint32_t uiDstWidthBytes, uint32_t uiVirtualWidth,
                                        uint32_t uiVirtualHeight, uint32_t uiLeft, uint32_t uiTop,
