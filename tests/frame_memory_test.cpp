@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <omp.h>
 
 #include <vector>
 
@@ -31,6 +32,8 @@ void show(const std::vector<uint16_t>& picture, const SQmLut& lut, std::vector<u
 TEST(Frame, TakesAMegabyteBesideItsPicturesAndTables) {
     if (!FailingAlloc::kWorks) GTEST_SKIP() << "the heap is a sanitizer's";
     const Processors two(2);
+    const int team = omp_get_max_threads();
+    omp_set_num_threads(2);
     const std::vector<uint16_t> picture(size_t{kEdge} * kEdge * kChannels, 1000);
     std::vector<uint8_t> rendered(size_t{kEdge} * kEdge * 3);
     CQmLutParamMCH levels(kChannels, kChannels, std::vector<uint32_t>(kChannels, 1).data(), kBits);
@@ -47,6 +50,7 @@ TEST(Frame, TakesAMegabyteBesideItsPicturesAndTables) {
         show(picture, lut, rendered, window, width, height);
         EXPECT_LE(memory.bytes(), kMegabyte) << width << " x " << height;
     }
+    omp_set_num_threads(team);
 }
 
 }  // namespace
