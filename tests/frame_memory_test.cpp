@@ -22,11 +22,11 @@ void show(const std::vector<uint16_t>& picture, const SQmLut& lut, std::vector<u
                                                     kChannels, kBits, kEdge * kChannels * 2, kEdge,
                                                     uint64_t{kEdge} * kEdge, &lut),
               QM_OK);
-    ASSERT_EQ(CQmPicMemAPI_Base::StretchDisplay(
-                  window.data(), width, height, 3, width * 3, 8, width, height, 0, 0,
-                  rendered.data(), kEdge, kEdge, kEdge * 3, CQmPicMemAPI_Base::StretchLinear, false,
-                  false),
-              QM_OK);
+    ASSERT_EQ(
+        CQmPicMemAPI_Base::StretchDisplay(window.data(), width, height, 3, width * 3, 8, width,
+                                          height, 0, 0, rendered.data(), kEdge, kEdge, kEdge * 3,
+                                          CQmPicMemAPI_Base::StretchLinear, false, false),
+        QM_OK);
 }
 
 TEST(Frame, TakesAMegabyteBesideItsPicturesAndTables) {
