@@ -318,8 +318,7 @@ class QM_API CQmFloatPicMemAPI_Base {
     /// shortcut for equal sizes, and with sums in single precision, times 0.0009765625 after each
     /// pass. `uiBpc` is not read. Pictures are not tested for null.
     /// @return -9 for a virtual size of 0; 0, also for a destination size of 0; -9 for a source
-    /// size
-    ///         of 0; -3 without memory
+    ///         size of 0; -3 without memory
     static int StretchDisplay(float* pDst, std::uint32_t uiDstWidth, std::uint32_t uiDstHeight,
                               std::uint32_t uiComponents, std::uint32_t uiDstWidthBytes,
                               std::uint32_t uiBpc, std::uint32_t uiVirtualWidth,

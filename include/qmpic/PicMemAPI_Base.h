@@ -493,10 +493,9 @@ class QM_API CQmPicMemAPI_Base {
     ///
     /// @param pSrc  the whole picture
     /// @return by this order: -9 for a virtual size of 0 and null pictures; 0 for a destination
-    /// size
-    ///         of 0; -9 for a source size of 0; -2 for other depths than 8 and 9 to 16; -9 without
-    ///         memory for blocks, -3 for other; -4 for a window so far below the picture that there
-    ///         are no rows (8 bits; -3 at other depths)
+    ///         size of 0; -9 for a source size of 0; -2 for other depths than 8 and 9 to 16; -9
+    ///         without memory for blocks, -3 for other; -4 for a window so far below the picture
+    ///         that there are no rows (8 bits; -3 at other depths)
     /// @throws std::system_error when the thread cannot be started
     static int StretchDisplay(void* pDst, uint32_t uiDstWidth, uint32_t uiDstHeight,
                               uint32_t uiComponents, uint32_t uiDstWidthBytes, uint32_t uiBpc,

@@ -289,6 +289,20 @@ TEST(StretchBlocks, AreSharedByTheCallerAndOneThread) {
         for (const bool flip : {false, true}) check_halves(height, flip);
 }
 
+// Rows are long enough for both threads to be at work at the same time.
+TEST(StretchBlocks, OfTheTwoThreadsDoNotMeet) {
+    Random random(26);
+    const Format format{3, 8, 8};
+    const Size size{1500, 700};
+    const GuardedPicture s(format, size, random), d(format, {700, 300}, random);
+    const WindowAxis x{700, 700, 0, size.width}, y{300, 300, 0, size.height};
+    const auto expected = block_means(s, x, y);
+    for (uint32_t round = 0; round < 20; ++round) {
+        ASSERT_EQ(linear(d, s, x, y), QM_OK);
+        ASSERT_TRUE(d.content() == expected) << "round " << round;
+    }
+}
+
 TEST(StretchBlocks, RaiseASystemErrorWhenTheThreadCannotStart) {
     if (!StartedThreads::kWorks) GTEST_SKIP() << "a sanitizer starts threads";
     Random random(24);
