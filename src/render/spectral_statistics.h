@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "core/scratch.h"
+#include "histogram/temporary_histo.h"
 #include "qmpic/Histo.h"
 #include "qmpic/status.h"
 #include "render/spectral_sums.h"
@@ -124,13 +125,7 @@ struct SumLimits {
     /// green and blue.
     template <class Count>
     int find(uint32_t width, uint32_t rows, uint32_t bits, double unit, Count count) const {
-        struct Temporary : SQmHisto {
-            Temporary() { CQmHistoAPI_Base::Init(this); }
-            ~Temporary() { CQmHistoAPI_Base::Free(this); }
-            Temporary(const Temporary&) = delete;
-            Temporary& operator=(const Temporary&) = delete;
-            uint32_t* block(uint32_t c) const { return static_cast<uint32_t*>(ppCompData[c]); }
-        } histo;
+        TemporaryHisto histo;
         SQmPicBufDesc desc{};
         desc.uiWidth = width;
         desc.uiHeight = rows;
@@ -138,7 +133,8 @@ struct SumLimits {
         desc.uiComponents = 3;
         CQmHistoAPI_Base::Reinit32(&histo, &desc);
         if (histo.pData == nullptr || histo.ppCompData == nullptr) return QM_NO_MEMORY;
-        const int code = count(SumHistograms{{histo.block(2), histo.block(1), histo.block(0)}});
+        const auto block = [&](uint32_t c) { return static_cast<uint32_t*>(histo.ppCompData[c]); };
+        const int code = count(SumHistograms{{block(2), block(1), block(0)}});
         if (code != QM_OK) return code;
         const uint32_t top = (1u << bits) - 1;
         uint32_t lows[3] = {}, highs[3] = {top, top, top};
