@@ -5,6 +5,7 @@
 #include <set>
 #include <string_view>
 
+#include "frame/frame.h"
 #include "kernel_lists.h"
 #include "support.h"
 
@@ -12,7 +13,8 @@ namespace qmpic::bench {
 
 uint8_t* Picture::memory(Role role) {
     static const std::vector<uint8_t> content = [] {
-        std::vector<uint8_t> bytes(size_t{2048} * 2048 * 8 * 4);
+        // 8 components of 4 bytes, or half of what spectral pictures are copied for.
+        std::vector<uint8_t> bytes(size_t{2048} * 2048 * 36);
         for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<uint8_t>(i * 37 + i / 251);
         return bytes;
     }();
@@ -32,7 +34,7 @@ std::set<std::string>& measured() {
     return names;
 }
 
-/// Is there a kernel in the lists that nobody measures?
+/// Is there a kernel in the lists that nobody measures, or a frame that is wrong?
 int check() {
     int missing = 0;
     for_each_kernel_list([&](const auto& list) {
@@ -43,7 +45,7 @@ int check() {
             }
     });
     std::printf("%zu benchmarks, %d kernels without\n", measured().size(), missing);
-    return missing != 0;
+    return missing != 0 || check_frames() != 0;
 }
 
 }  // namespace
@@ -80,7 +82,7 @@ void add(std::string_view name, const MakeJob& make) {
 }  // namespace qmpic::bench
 
 // usage: qmpic_bench [--check] [options of Google Benchmark]
-// --check   fail when a kernel of the lists is not measured
+// --check   fail when a kernel of the lists is not measured, or the peer's frame is another
 int main(int argc, char** argv) {
 #ifdef QMPIC_OPENCV
     cv::setNumThreads(omp_get_max_threads());

@@ -28,7 +28,7 @@ void for_each_kernel_list(Visit visit) {
     const auto all = std::tuple_cat(
         kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists, kComponentLists, kMaskLists,
         kLutLists, kCompositionLists, kFloatLists, kHistogramLists, kHistogram2DLists, kRepairLists,
-        kBinaryLists, kThresholdLists, kSpectralLists, kStretchLists, kDrawingLists);
+        kBinaryLists, kThresholdLists, kSpectralLists, kDrawingLists, kStretchLists);
     std::apply([&](const auto&... list) { (visit(list), ...); }, all);
 }
 

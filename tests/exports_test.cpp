@@ -114,6 +114,8 @@ TEST(Imports, AreMemoryThreadsAndMathematics) {
         "omp_get_num_procs", "omp_get_max_threads", "pthread_mutex_lock", "pthread_mutex_unlock",
         "pthread_mutex_trylock", "sched_yield",  // two locks without an order
         "std::__throw_system_error",
+        "std::thread::_M_start_thread", "std::thread::join", "std::thread::_State::~_State",
+        "typeinfo for std::thread::_State",  // one thread, of stretches by blocks
         // mathematics
         "acos", "cos", "log10", "logf", "pow", "powf", "round", "sqrt", "sqrtf", "__popcountdi2",
         // lists, maps and wide text

@@ -25,6 +25,7 @@
 #include "qmpic/PicMemAPI_Base.h"
 #include "qmpic/TypedLutParams.h"
 #include "qmpic/kernels/spectral.h"
+#include "qmpic/kernels/stretch.h"
 #include "qmpic/status.h"
 #include "qmpic/system/Alloc.h"
 #include "support/cases.h"
@@ -840,6 +841,180 @@ void add_constructions() {
           [](Typed& p) { return Api::CreateLutsSpectralGrouped(&p.lut, &p.grouped, 1.0); });
 }
 
+// ----- Automatic contrast ------------------------------------------------------------------------
+
+void add_contrast() {
+    using Api = SQmPicBufAPI_Base;
+    struct Shown {
+        uint8_t pixels[12] = {9, 7, 8, 20, 30, 40, 20, 30, 40, 90, 80, 99};
+        SQmPicBuf picture{4, 1, 12, 8, 3, 12, pixels};
+        std::vector<CQmRangeBase<unsigned>> ranges{{9, 90}, {7, 80}, {8, 99}};
+        SQmLut lut;
+        SQmLutParam param;
+        Shown() { param.sCompLutParam[0].uiMinSrc = 5; }
+    };
+    const auto print = [](Print& out, const Shown& p) {
+        print_tables(out, p.lut);
+        for (const SQmCompLutParam& c : p.param.sCompLutParam) out << c.uiMinSrc << c.uiMaxSrc;
+    };
+    // Without a histogram the levels are the ends of the depth; then there may be no tables.
+    constexpr Fate no_tables = lost(QM_NO_MEMORY);
+    add<Shown>(
+        "SQmPicBufAPI_Base::GetAutoContrast", {kSilent, kSilent},
+        [](Shown& p) {
+            return Api::GetAutoContrast(&p.param, nullptr, &p.picture, 0.1, 0.1, false, false);
+        },
+        print);
+    add<Shown>(
+        "SQmPicBufAPI_Base::GetAutoContrast of tables",
+        {kUnnoticed, kUnnoticed, no_tables, no_tables},
+        {no_tables, no_tables, no_tables, no_tables},
+        [](Shown& p) {
+            return Api::GetAutoContrast(nullptr, &p.lut, &p.picture, 0.1, 0.1, false, false);
+        },
+        print);
+    add<Shown>(
+        "SQmPicBufAPI_Base::GetContrastFromMinMax of tables", {no_tables, no_tables},
+        [](Shown& p) {
+            return Api::GetContrastFromMinMax(nullptr, &p.lut, &p.picture, p.ranges, 1, 1, false,
+                                              false);
+        },
+        print);
+}
+
+// ----- Automatic contrast of spectral pictures, and conversions of parameters --------------------
+
+/// A picture of bytes and one of floats, of two spectral components and a further one.
+struct SpectralContrast {
+    using Api = SQmPicBufAPI_Base;
+    static constexpr unsigned kSizes[] = {1, 1, 1};
+    uint8_t pixels[12] = {9, 7, 8, 20, 30, 40, 20, 30, 40, 90, 80, 99};
+    float floats[12] = {9, 7, 8, 20, 30, 40, 20, 30, 40, 90, 80, 99};
+    SQmPicBuf picture{4, 1, 12, 8, 3, 12, pixels};
+    SQmFloatPicBuf float_picture{0, 4, 1, 48, 32, 3, 48, nullptr, nullptr, floats};
+    const std::vector<CQmRangeBase<float>> ranges{{7, 99}, {7, 99}, {7, 99}};
+    const CQmRangeMask mask{3, 0, 1, 1};
+    const unsigned colors[3] = {0x0000FF, 0x0000FF, 0xFFFFFF};
+    CQmLutParamSpectralTrueColor true_color{3, 2, 3, kSizes, 8};
+    CQmLutParamSpectralCustomColor custom{2, 2, 3, 3, kSizes, 8};
+    CQmLutParamSpectralGrouped grouped{2, kSizes, 2, 3, 3, kSizes, 8};
+    SQmLutParam param;
+
+    explicit SpectralContrast(uint32_t mode) {
+        auto& data = param.sLutDataSpectral;
+        data.uiSpectralCompCount = 2;
+        data.uiSpectralColorMode = mode;
+    }
+    int contrast() {
+        return Api::GetLutParamSpectAutocontrast(&param, &picture, mask, -1, colors, nullptr, true,
+                                                 true, 20, 20);
+    }
+    int contrast_floats() {
+        return Api::GetLutParamSpectAutocontrast(&param, &float_picture, mask, -1, colors, nullptr,
+                                                 true, true, 20, 20, ranges);
+    }
+};
+template <uint32_t mode>
+struct SpectralContrastIn : SpectralContrast {
+    SpectralContrastIn() : SpectralContrast(mode) {}
+};
+void print_contrast(Print& print, const SpectralContrast& p) {
+    const auto print_values = [&](const auto& of) {
+        for (unsigned i = 0; i < 3; ++i) print << of.GetGain(i) << of.GetOffset(i);
+    };
+    print_values(p.true_color);
+    print_values(p.custom);
+    print_values(p.grouped);
+    print_parameters(print, p.param);
+}
+
+void add_spectral_contrast() {
+    using Api = SQmPicBufAPI_Base;
+    using TrueColor = SpectralContrastIn<0>;
+    using Grouped = SpectralContrastIn<2>;
+    // A measurement has a histogram (2), what it knows of the components, and bins of threads: 4.
+    // Another one is made for further channels: 2.
+    const auto fates = [](size_t untouched, size_t begun) {
+        std::vector<Fate> all(untouched, refused(QM_NO_MEMORY));
+        all.insert(all.end(), begun, lost(QM_NO_MEMORY));
+        return all;
+    };
+    add<TrueColor>(
+        "SQmPicBufAPI_Base::GetAutoContrastSpectralTrueColor", fates(4 + 2, 0),
+        [](TrueColor& p) {
+            return Api::GetAutoContrastSpectralTrueColor(&p.true_color, p.colors, &p.picture, true,
+                                                         true, 20, 20);
+        },
+        print_contrast);
+    add<TrueColor>(
+        "SQmPicBufAPI_Base::GetAutoContrastSpectralCustomColor", fates(4 + 2, 0),
+        [](TrueColor& p) {
+            return Api::GetAutoContrastSpectralCustomColor(&p.custom, &p.picture, true, true, 20,
+                                                           20);
+        },
+        print_contrast);
+    // Each group is written when it is known; then comes the set that they make together.
+    constexpr size_t together = 1 + 4;
+    add<TrueColor>(
+        "SQmPicBufAPI_Base::GetAutoContrastSpectralGrouped", fates(4, 4 + together + 2),
+        [](TrueColor& p) {
+            return Api::GetAutoContrastSpectralGrouped(&p.grouped, &p.picture, true, true, 20, 20);
+        },
+        print_contrast);
+    add<TrueColor>(
+        "SQmPicBufAPI_Base::GetLutParamSpectAutocontrast", fates(4, 0),
+        [](TrueColor& p) { return p.contrast(); }, print_contrast);
+    add<TrueColor>(
+        "SQmPicBufAPI_Base::GetLutParamSpectAutocontrast of floats", fates(4, 0),
+        [](TrueColor& p) { return p.contrast_floats(); }, print_contrast);
+    // Groups are made first: six arrays.
+    add<Grouped>(
+        "SQmPicBufAPI_Base::GetLutParamSpectAutocontrast of groups", fates(6, 4 + 4 + together),
+        [](Grouped& p) { return p.contrast(); }, print_contrast);
+}
+
+void add_conversions() {
+    using Api = SQmPicBufAPI_Base;
+    static constexpr unsigned kSizes[] = {1, 1, 1, 1};
+    struct Converted {
+        Spectral<3> old;
+        CQmLutParamMCH channels;
+        CQmLutParamSpectralTrueColor true_color;
+        CQmLutParamSpectralCustomColor custom;
+        CQmLutParamSpectralGrouped grouped;
+    };
+    const auto print = [](Print& out, const Converted& p) {
+        out << p.channels.GetChannelCount() << p.true_color.GetChannelCount();
+        out << p.custom.GetChannelCount() << p.grouped.GetChannelCount();
+        for (unsigned i = 0; i < 3; ++i) out << p.grouped.GetGain(i) << p.custom.GetColor(i);
+    };
+    const auto convert = [&](const std::string& name, size_t allocations, auto call) {
+        add<Converted>(name, std::vector<Fate>(allocations, refused(QM_NO_MEMORY)), call, print);
+    };
+    convert("SQmPicBufAPI_Base::ConvertOldLutParamToLutParamMCH", 4, [](Converted& p) {
+        p.channels.Free();
+        return Api::ConvertOldLutParamToLutParamMCH(&p.channels, &p.old, 4, 4, kSizes, 8);
+    });
+    // The copy of the parameters has ten arrays. Twelve components in one group are shared out anew
+    // in it, among as many groups as there are arrays for.
+    convert("SQmPicBufAPI_Base::ConvertOldLutParamToLutSpectralTrueColor", 10 + 3,
+            [](Converted& p) {
+                p.true_color.Free();
+                return Api::ConvertOldLutParamToLutSpectralTrueColor(&p.true_color, &p.old, 3, 4, 4,
+                                                                     kSizes, 8);
+            });
+    convert("SQmPicBufAPI_Base::ConvertOldLutParamToLutSpectralCustomColor", 10 + 4,
+            [](Converted& p) {
+                p.custom.Free();
+                return Api::ConvertOldLutParamToLutSpectralCustomColor(&p.custom, &p.old, 3, 4, 4,
+                                                                       kSizes, 8);
+            });
+    convert("SQmPicBufAPI_Base::ConvertOldLutParamToLutSpectralGrouped", 10 + 5, [](Converted& p) {
+        p.grouped.Free();
+        return Api::ConvertOldLutParamToLutSpectralGrouped(&p.grouped, &p.old, 3, 4, 4, kSizes, 8);
+    });
+}
+
 // ----- Colour tables -----------------------------------------------------------------------------
 
 /// The lists of colour tables as they are made, and one extended table.
@@ -974,6 +1149,103 @@ void add_rendering() {
                                                 4 * 128, 1, &p.lut, 128, 128 * 128);
         },
         print_destination);
+}
+
+/// Bands of a spectrum, and what is computed of their sums.
+struct Spectrum {
+    static constexpr uint32_t kBands = 5, kEdge = 6, kStride = 2 * kBands * kEdge;
+    SQmLut lut;
+    std::vector<uint16_t> words;
+    std::vector<float> floats;
+    std::vector<uint8_t> d = std::vector<uint8_t>(3 * kEdge * kEdge, 7);
+    uint32_t h[3][4096] = {{7}, {7}, {7}};
+    double low[3] = {7, 7, 7}, high[3] = {7, 7, 7};
+    uint32_t colours[kBands] = {0xFF, 0xFF00, 0xFF0000, 0x808080, 0x102030}, masks[kBands];
+    unsigned short word_masks[kBands];
+    std::vector<CQmRangeBase<float>> ranges{{0.0f, 4095.0f}};
+
+    Spectrum() {
+        SQmLut::Alloc(lut, 12, kBands, 8, 3);
+        SQmLut::ReinitParametric(lut);
+        for (uint32_t c = 0; c < kBands; ++c) {
+            lut.pParams[c].dOffset = -3;
+            lut.pParams[c].dGain = 0.4;
+            lut.pParams[c].dGamma = 1;
+            lut.pParams[c].uiColor = colours[c];
+            masks[c] = word_masks[c] = 0xFFFF;
+        }
+        for (uint32_t i = 0; i < kBands * kEdge * kEdge; ++i)
+            words.push_back(static_cast<uint16_t>(i * 97 % 4096));
+        floats.assign(words.begin(), words.end());
+    }
+};
+void print_spectrum(Print& print, const Spectrum& p) {
+    print << p.d << p.words;
+    for (const auto& bins : p.h) print.block(bins, 4096);
+    print.block(p.low, 3).block(p.high, 3);
+}
+
+void add_spectra() {
+    using Api = CQmPicMemAPI_Base;
+    using FloatApi = CQmFloatPicMemAPI_Base;
+    constexpr uint32_t n = Spectrum::kBands, edge = Spectrum::kEdge, stride = Spectrum::kStride;
+    // Nothing is known before there is memory for the bands, bins and records.
+    const auto refuses = [](std::string name, uint32_t allocations, auto call) {
+        add<Spectrum>(std::move(name), std::vector<Fate>(allocations, refused(QM_NO_MEMORY)), call,
+                      print_spectrum);
+    };
+    refuses("CQmPicMemAPI_Base::MapComponentsMToN of a spectrum", 1, [](Spectrum& p) {
+        return Api::MapComponentsMToN(p.d.data(), 3, 8, 3 * edge, p.words.data(), n, 12, stride,
+                                      &p.lut, edge, edge * edge);
+    });
+    refuses("CQmPicMemAPI_Base::ConvertToTrueColor of a spectrum", 1, [](Spectrum& p) {
+        return Api::ConvertToTrueColor(p.d.data(), 3 * edge, p.words.data(), n, 12, stride, edge,
+                                       edge * edge, &p.lut);
+    });
+    refuses("CQmPicMemAPI_Base::SpectralApplyLuts", 1, [](Spectrum& p) {
+        return Api::SpectralApplyLuts(p.words.data(), n, 12, stride, &p.lut, edge, edge * edge);
+    });
+    refuses("CQmPicMemAPI_Base::SpetralGetHistoRGB", 2, [](Spectrum& p) {
+        return Api::SpetralGetHistoRGB(p.h[0], p.h[1], p.h[2], p.words.data(), stride, 12, n, edge,
+                                       edge * edge, p.colours, p.word_masks, 0.2);
+    });
+    refuses("CQmPicMemAPI_Base::SpetralGetHistoRGB_Precise", 2, [](Spectrum& p) {
+        return Api::SpetralGetHistoRGB_Precise(p.h[0], p.h[1], p.h[2], p.words.data(), stride, 12,
+                                               n, edge, edge * edge, p.colours, p.word_masks, 0.2);
+    });
+    refuses("CQmPicMemAPI_Base::SpetralGetHistoRGBEx", 2, [](Spectrum& p) {
+        return Api::SpetralGetHistoRGBEx(p.h[0], p.h[1], p.h[2], p.words.data(), stride, 12, n,
+                                         edge, edge * edge, &p.lut);
+    });
+    refuses("CQmPicMemAPI_Base::SpetralGetLoHiRGB", 4, [](Spectrum& p) {
+        return Api::SpetralGetLoHiRGB(p.low, p.high, p.words.data(), stride, 12, n, edge,
+                                      edge * edge, p.colours, p.word_masks, 0.2, 1, 1);
+    });
+    refuses("CQmPicMemAPI_Base::SpetralGetLoHiRGB of the greatest", 2, [](Spectrum& p) {
+        return Api::SpetralGetLoHiRGB(p.low, p.high, p.words.data(), stride, 12, n, edge,
+                                      edge * edge, p.colours, p.word_masks, 0.2, 0, -1);
+    });
+    refuses("CQmPicMemAPI_Base::SpetralGetLoHiRGBEx", 4, [](Spectrum& p) {
+        return Api::SpetralGetLoHiRGBEx(p.low, p.high, p.words.data(), stride, 12, n, edge,
+                                        edge * edge, &p.lut, 1, 1);
+    });
+    refuses("CQmFloatPicMemAPI_Base::SpetralGetHistoRGB", 2, [](Spectrum& p) {
+        return FloatApi::SpetralGetHistoRGB(p.h[0], p.h[1], p.h[2], p.floats.data(), 2 * stride,
+                                            p.ranges, n, edge, edge * edge, p.colours, p.masks,
+                                            0.2);
+    });
+    refuses("CQmFloatPicMemAPI_Base::SpetralGetHistoRGBEx", 2, [](Spectrum& p) {
+        return FloatApi::SpetralGetHistoRGBEx(p.h[0], p.h[1], p.h[2], p.floats.data(), 2 * stride,
+                                              p.ranges, n, edge, edge * edge, &p.lut);
+    });
+    refuses("CQmFloatPicMemAPI_Base::SpetralGetLoHiRGB", 4, [](Spectrum& p) {
+        return FloatApi::SpetralGetLoHiRGB(p.low, p.high, p.floats.data(), 2 * stride, p.ranges, n,
+                                           edge, edge * edge, p.colours, p.masks, 0.2, 1, 1);
+    });
+    refuses("CQmFloatPicMemAPI_Base::SpetralGetLoHiRGBEx", 4, [](Spectrum& p) {
+        return FloatApi::SpetralGetLoHiRGBEx(p.low, p.high, p.floats.data(), 2 * stride, p.ranges,
+                                             n, edge, edge * edge, &p.lut, 1, 1);
+    });
 }
 
 // ----- Histograms --------------------------------------------------------------------------------
@@ -1212,6 +1484,90 @@ void add_gradients() {
         look);
 }
 
+// ----- Stretches ---------------------------------------------------------------------------------
+
+/// Floats of 8 x 8 to 5 x 5.
+struct FloatSquares {
+    std::vector<float> d = std::vector<float>(25, 7), s = std::vector<float>(64);
+    FloatSquares() {
+        for (uint32_t i = 0; i < 64; ++i) s[i] = static_cast<float>(i * 37 % 64);
+    }
+};
+
+void add_stretches() {
+    using Api = CQmPicMemAPI_Base;
+    const Fate none = refused(QM_NO_MEMORY);
+    using Pictures = Memory<300, 300>;
+    add<Pictures>(
+        "CQmPicMemAPI_Base::StretchDisplay quick", {none},
+        [](Pictures& p) {
+            return Api::StretchDisplay(p.d.data(), 10, 10, 3, 30, 8, 20, 20, 3, 4, p.s.data(), 10,
+                                       10, 30, Api::StretchQuick, false, true);
+        },
+        print_destination);
+    add<Pictures>(
+        "CQmPicMemAPI_Base::StretchDisplayEx quick", {none},
+        [](Pictures& p) {
+            const uint8_t background[3] = {1, 2, 3};
+            return Api::StretchDisplayEx(p.d.data(), 10, 10, 3, 30, 8, 20, 20, 3, 4, p.s.data(), 0,
+                                         0, 10, 5, 10, 10, 30, Api::StretchQuick, background);
+        },
+        print_destination);
+    // Columns, and the bits that are asked for.
+    add<Pictures>(
+        "stretch_quick_binary", {none, none},
+        [](Pictures& p) {
+            return stretch_quick_binary(p.d.data(), 20, 160, 10, p.s.data(), 10, 20, 0, 0, 70, 20);
+        },
+        print_destination);
+    add<Pictures>(
+        "stretch_quick_binary_display", {none, none},
+        [](Pictures& p) {
+            return stretch_quick_binary_display(p.d.data(), 160, 10, 20, 200, 30, 5, 6, p.s.data(),
+                                                80, 20, 10, true, false);
+        },
+        print_destination);
+    const auto look = [](Print& print, const FloatSquares& p) { print << p.d; };
+    add<FloatSquares>(
+        "CQmFloatPicMemAPI_Base::StretchDisplay quick", {none},
+        [](FloatSquares& p) {
+            return CQmFloatPicMemAPI_Base::StretchDisplay(p.d.data(), 5, 5, 1, 20, 32, 9, 9, 1, 1,
+                                                          p.s.data(), 8, 8, 32, Api::StretchQuick,
+                                                          true, true);
+        },
+        look);
+    add<FloatSquares>(
+        "stretch_float_quick_1", {none},
+        [](FloatSquares& p) {
+            return stretch_float_quick_1(p.d.data(), 1, 20, 5, 5, p.s.data(), 32, 8, 8, 0, 0, 8, 8);
+        },
+        look);
+    // Of each axis where lists begin, in the source and in memory, and the weights; and the rows
+    // between the two.
+    const std::vector<Fate> lists(3, none), all(7, none);
+    add<FloatSquares>(
+        "stretch_float_generic_horz_1_validity", lists,
+        [](FloatSquares& p) {
+            return stretch_float_generic_horz_1_validity(p.d.data(), 1, 20, 5, 5, p.s.data(), 32, 8,
+                                                         0, 8, Api::StretchLinear);
+        },
+        look);
+    add<FloatSquares>(
+        "stretch_float_generic_vert_1_validity", lists,
+        [](FloatSquares& p) {
+            return stretch_float_generic_vert_1_validity(p.d.data(), 1, 20, 5, 5, p.s.data(), 32, 0,
+                                                         8, 0, Api::StretchSpline);
+        },
+        look);
+    add<FloatSquares>(
+        "CQmFloatPicMemAPI_Base::Stretch_WithValidity", all,
+        [](FloatSquares& p) {
+            return CQmFloatPicMemAPI_Base::Stretch_WithValidity(
+                p.d.data(), 1, 20, 5, 5, p.s.data(), 32, 8, 8, 0, 0, 8, 8, Api::StretchLinear);
+        },
+        look);
+}
+
 const std::vector<FailureCase>& all_cases() {
     add_picture_buffers();
     add_float_picture_buffers();
@@ -1223,12 +1579,17 @@ const std::vector<FailureCase>& all_cases() {
     add_display_parameters();
     add_generators();
     add_constructions();
+    add_contrast();
+    add_spectral_contrast();
+    add_conversions();
     add_colour_tables();
     add_rendering();
+    add_spectra();
     add_histograms();
     add_counting();
     add_gradients();
     add_statistics();
+    add_stretches();
     return failure_cases();
 }
 

@@ -375,12 +375,15 @@ class QM_API SQmPicBufAPI_Base {
     /// trunc(percent / 100 * T), at least 1: 0 percent is the first bin that holds anything. T is
     /// the sum of component `first`, or if that is 0 of the first component that has any. Of
     /// several components, `first` to `end` - 1, each has its own sum, and the first that reaches
-    /// the target ends the search.
+    /// the target ends the search. With `end` not behind `first` it is component `first` alone.
     ///
-    /// A search that finds nothing gives the last bin for low and 0 for high.
+    /// A search that finds nothing, as in an empty histogram, beyond 100 percent, or in bins of
+    /// neither 4 nor 8 bytes, gives the last bin for low and 0 for high. Of depths above 16 bits
+    /// the first 65536 bins are looked at. Both ends are searched, whichever is asked for.
     /// @param low, high, mid   results; any but not both of low and high may be null. mid is the
     ///                         first bin from low on behind which half of the sum from low to
-    ///                         high - 1 is reached, kept within low and high
+    ///                         high - 1 is reached, and the middle of the histogram where low is
+    ///                         not below high; kept within low and high
     /// @param lowComp, highComp  null, or the component that reached its target
     /// @param bFix  low is made high - 1 where it is not below it, and both the ends of the
     ///              histogram where high is one of them
@@ -400,14 +403,16 @@ class QM_API SQmPicBufAPI_Base {
     /// @param unused  not read
     static int AutoContrast(SQmLutParam* param, const SQmHisto* histo, bool bLow, bool bHigh,
                             bool bMid, double unused, double lowPercent, double highPercent);
-    /// The black level from a histogram of its own, if `lowHisto` is not null and has bins.
+    /// The black level from a histogram of its own, if `lowHisto` is not null and has bins; as a
+    /// fraction of the top of `histo` all the same. It needs at least as many components.
     static int AutoContrast(SQmLutParam* param, const SQmHisto* histo, const SQmHisto* lowHisto,
                             bool bLow, bool bHigh, bool bMid, double unused, double lowPercent,
                             double highPercent);
     /// The black level from the mean of `lows`, if it is not null. Here alone a flat picture is
-    /// known, where the search finds the same value for both ends and there is no `lows`: an
-    /// integer picture gets SetUnit, a float picture stays as it is. The levels of a float picture
-    /// (`bFloat`) are those times `fMax` - `fMin`, plus `fMin`.
+    /// known, where both levels are asked for, the search finds the same value for both, and there
+    /// is no `lows`: an integer picture gets SetUnit, a float picture stays as it is. The levels of
+    /// a float picture (`bFloat`) are those times `fMax` - `fMin`, plus `fMin`; a white level that
+    /// is not asked for goes through this too, as if it were a fraction.
     /// @param lows  null, or one a component
     static int AutoContrast(SQmLutParam* param, const SQmHisto* histo, const double* lows,
                             bool bLow, bool bHigh, bool bMid, double unused, double lowPercent,
@@ -415,11 +420,12 @@ class QM_API SQmPicBufAPI_Base {
 
     /// The levels of components `first` to `end` - 1, one by one, but from one search over all of
     /// them, so that all get the same: SetCompMinSrcDbl, SetCompMaxSrcDbl, SetCompGammaSrc. 0, and
-    /// nothing done, for no components.
+    /// nothing done, for no components; -8 for an `end` above 192.
     static int AutoOneCompContrast(SQmLutParam* param, unsigned int first, unsigned int end,
                                    const SQmHisto* histo, const SQmHisto* lowHisto, bool bLow,
                                    bool bHigh, bool bMid, double lowPercent, double highPercent);
-    /// @param lows    null, or one a component, cut
+    /// @param lows    null, or one a component, cut; of a float picture as it is, and placed like
+    ///                the white level
     /// @param ranges  of a float picture, whose white level becomes ((u - l) * high / top + (l -
     ///                g0)) / (g1 - g0), (l, u) being the component's range and g0 and g1
     ///                SQmLutParam::GetCompMinFromFloatRanges and GetCompMaxFromFloatRanges; a
@@ -432,8 +438,9 @@ class QM_API SQmPicBufAPI_Base {
                                    const SQmHisto* histo, bool bLow, bool bHigh, bool bMid,
                                    double lowPercent, double highPercent,
                                    const std::vector<CQmRangeBase<float>>& ranges);
-    /// The same with the `Simple` ranges of SQmLutParam, each component by its own; where the
-    /// search finds the same value for both ends, black is 0 and white 1.
+    /// The same with the `Simple` ranges of SQmLutParam, each component by its own; where both
+    /// levels are asked for and found to be the same, the black one perhaps in `lows`, black is 0
+    /// and white 1.
     static int AutoOneCompContrastSimple(SQmLutParam* param, unsigned int first, unsigned int end,
                                          const SQmHisto* histo, const SQmHisto* lowHisto, bool bLow,
                                          bool bHigh, bool bMid, double lowPercent,
@@ -455,57 +462,85 @@ class QM_API SQmPicBufAPI_Base {
     /// @return -9 for other than three components
     static int AutoWhite(SQmLutParam* param, const SQmHisto* histo, bool bLow, bool bHigh,
                          unsigned int color, double lowPercent, double highPercent);
-    /// Levels from the least and greatest value of the components' ranges.
+    /// Levels from the least and greatest value of the components' ranges. The gamma stays, and
+    /// nothing need be asked for.
     /// @return -9 for fewer than `comps` ranges
     static int ContrastFromMinMax(SQmLutParam* param,
                                   const std::vector<CQmRangeBase<unsigned int>>& ranges,
                                   unsigned int bpc, unsigned int comps, bool bLow, bool bHigh);
     /// Levels of a picture by FindLowHighInHistogram, into parameters, or without these into linear
-    /// tables, one a component, of `lut`. What is called percent here is a **fraction**: 1.0 is
-    /// everything. A flat component's table is the greatest value, unless its value is 0.
+    /// tables, one a component, of `lut`, which is made anew. What is called percent here is a
+    /// **fraction**: 1.0 is everything. A flat component's table is the greatest value, unless its
+    /// value is 0. An end whose fraction is not above 0 is the depth's.
+    ///
+    /// With parameters and several components, levels are set in each and the global ones made
+    /// neutral, or with `bCommon` the global ones alone are set.
     /// @param bCommon    the least and greatest of all components for all
     /// @param bNoSearch  nothing is counted: levels are the ends of the depth, and with `bCommon`
-    ///                   those in the wrong order
-    /// @return 0; -9 with neither `param` nor `lut`; codes of the search and of the tables, with
-    /// the
-    ///         set freed: -4 for a flat component of 0 with `highPercent` above 0
+    ///                   those in the wrong order; levels of several components stay
+    /// @return 0; -9 with neither `param` nor `lut`; -8 above 192 components; codes of the search
+    ///         and of Alloc. That of the table of the **last** component, with the set freed: -4 if
+    ///         it is flat, 0, and `highPercent` above 0. Other tables that cannot be made are
+    ///         zeros.
     static int GetAutoContrast(SQmLutParam* param, SQmLut* lut, const SQmPicBuf* pic,
                                double lowPercent, double highPercent, bool bCommon, bool bNoSearch);
-    /// The same with ranges in place of the search.
+    /// The same with ranges in place of the search; -9 if they are fewer than components.
     static int GetContrastFromMinMax(SQmLutParam* param, SQmLut* lut, const SQmPicBuf* pic,
                                      const std::vector<CQmRangeBase<unsigned int>>& ranges,
                                      double lowPercent, double highPercent, bool bCommon,
                                      bool bNoSearch);
 
-    /// Levels of each channel, rounded, by GetHistoRange with `bFix`. **The last component of a
-    /// channel of several takes no part.**
+    /// Levels of each channel, rounded to their depth, by GetHistoRange with `bFix`. **The last
+    /// component of a channel of several takes no part.** Both are searched whatever is asked for.
+    /// Channels are set one by one: those before one that cannot be searched keep what they got.
     static int GetAutoContrastMCH(CQmLutParamMCH* param, const SQmHisto* histo, bool bLow,
                                   bool bHigh, double lowPercent, double highPercent);
     /// One search over components 0 and 1, **without component 2**, sets all three.
     static int GetAutoContrastRGB(CQmLutParamRGB* param, const SQmHisto* histo, bool bLow,
                                   bool bHigh, double lowPercent, double highPercent);
-    /// Offset 0 and gain 0 from the limits of the sum of all spectral components
-    /// (CQmPicMemAPI_Base::SpetralGetLoHiRGB): 255 / highest, 50 where that is 0. Channels behind
-    /// them get theirs by searches as in GetAutoContrastMCH: gain top / high, 100000 for 0.
-    /// @param colors  one a component
+    // What spectral pictures show is **measured**: of the mean of some components, each in its
+    // colour, red, green and blue have limits from 0 to 255 (CQmPicMemAPI_Base::SpetralGetLoHiRGB;
+    // a percent that is not asked for leaves its side out). The greatest of the lows is an offset,
+    // 255 / the greatest of the highs a gain, which is 50 where nothing shows.
+    //
+    // -8 above 192 components, -3, and codes of what is measured with: -2 above 16 bits.
+
+    /// Offset 0 and gain 0 are measured over all spectral components. Channels behind them have
+    /// indexes from 1 on and are searched as in GetAutoContrastMCH: their offset is low, or 7 / 8
+    /// of it if with `bHigh` it is above 7 / 8 of high, and 0 without `bLow`; their gain is top /
+    /// high, 100000 for 0.
+    /// @param colors  one a spectral component
     /// @return -9 also when depth or components are not those of the parameters
     static int GetAutoContrastSpectralTrueColor(CQmLutParamSpectralTrueColor* param,
                                                 const unsigned int* colors, const SQmPicBuf* pic,
                                                 bool bLow, bool bHigh, double lowPercent,
                                                 double highPercent);
-    /// The same with the colours of GetCompColors, for every node.
+    /// The same with the colours of GetCompColors: every node gets what was measured, and channels
+    /// stand behind the nodes.
     static int GetAutoContrastSpectralCustomColor(CQmLutParamSpectralCustomColor* param,
                                                   const SQmPicBuf* pic, bool bLow, bool bHigh,
                                                   double lowPercent, double highPercent);
-    /// Each enabled group by its own components; where colours of groups overlap, all are then
-    /// brought to what their sum needs.
+    /// Each group is measured by itself, and the gain multiplied by the number of groups. If two of
+    /// them show in one primary, the set that all of this makes is measured, too, with a scale of
+    /// 1: gains are then multiplied by its gain, and all offsets become its offset. Groups without
+    /// components stay. Channels stand behind the groups.
+    /// @return -9 also without sizes of groups. A failure may leave some groups done.
     static int GetAutoContrastSpectralGrouped(CQmLutParamSpectralGrouped* param,
                                               const SQmPicBuf* pic, bool bLow, bool bHigh,
                                               double lowPercent, double highPercent);
-    /// Gain and offset of the selected spectral components. In grouped mode (2) with `group` -1 as
-    /// in GetAutoContrastSpectralGrouped, and components behind the spectral ones by
-    /// AutoOneCompContrast of `histo`, if that is given; otherwise one measurement, written to
-    /// `group`, in modes 0 and 3 to index 0, in mode 1 to all.
+    /// Gain and offset of the components in the mask, written to index 0 in modes 0 and 3, to
+    /// `group` in mode 2, and to all nodes in mode 1.
+    ///
+    /// But in mode 2 with `group` -1 all groups that the mask touches are done as in
+    /// GetAutoContrastSpectralGrouped, each as a whole; SQmLUTDataSpectral::GetAllGroupCount mends
+    /// them first. The colour of a group is that of its last component. If `histo` is not null,
+    /// components behind the spectral ones get their levels by AutoOneCompContrast; a black level
+    /// of the first of them above 7 / 8 of the white level becomes 7 / 8 of itself.
+    ///
+    /// The lock of the spectral data is not held while the picture is looked at.
+    /// @param colors  one for each spectral component and for each in the mask
+    /// @return -9 also, in the second case, for parameters without groups, and when `histo` is
+    ///         given and neither level asked for: then groups are done
     static int GetLutParamSpectAutocontrast(SQmLutParam* param, const SQmPicBuf* pic,
                                             const CQmRangeMask& mask, int group,
                                             const unsigned int* colors, const SQmHisto* histo,
@@ -520,7 +555,9 @@ class QM_API SQmPicBufAPI_Base {
 
     // ----- Typed parameters from old ones --------------------------------------------------------
 
-    // The target is made anew for the given counts. -9 for null.
+    // The target gets the given counts by Reinit, whose codes are returned. Where the counts are
+    // those that it has, spectral ones keep their sizes. -9 for null, -8 above 192 components, -3.
+    // The old parameters stay as they are.
 
     /// Each channel has the levels and gamma of its first component; with fewer than two components
     /// those of the picture, and its gradient.
@@ -529,15 +566,22 @@ class QM_API SQmPicBufAPI_Base {
                                                const unsigned int* sizes, unsigned int bpc);
     static int ConvertOldLutParamToLutParamRGB(CQmLutParamRGB* dst, const SQmLutParam* old,
                                                unsigned int bpc);
-    /// Gains and offsets of the old parameters' mode, and their gamma. Channels behind the spectral
-    /// ones: offset GetMinSrc, gain GetMaxDst / GetMaxSrc, 100000 for 0.
-    /// @param sizes  components of each channel; -9 for null with components behind the spectral
+    /// Gains and offsets of the old parameters' mode, and their gamma: here those of index 0, and
+    /// the gradient. Spectral channels are the leading ones that hold `spectralComps` components.
+    /// Channels behind them have the levels of their first component: offset GetMinSrc, gain
+    /// GetMaxDst / GetMaxSrc, 100000 for 0.
+    /// @param sizes  components of each channel. Null is -9 with components behind the spectral
+    ///               ones; without these it stands for channels of one component.
     static int ConvertOldLutParamToLutSpectralTrueColor(
         CQmLutParamSpectralTrueColor* dst, const SQmLutParam* old, unsigned int spectralComps,
         unsigned int comps, unsigned int channels, const unsigned int* sizes, unsigned int bpc);
+    /// Gain and colour of each node, and **the offset of the first one for all**. There are at most
+    /// as many nodes as spectral channels.
     static int ConvertOldLutParamToLutSpectralCustomColor(
         CQmLutParamSpectralCustomColor* dst, const SQmLutParam* old, unsigned int spectralComps,
         unsigned int comps, unsigned int channels, const unsigned int* sizes, unsigned int bpc);
+    /// Gain, offset, colour and size of each group, after groups that do not fit were made anew as
+    /// in GetAllGroupCount. There are at most as many as spectral channels.
     static int ConvertOldLutParamToLutSpectralGrouped(CQmLutParamSpectralGrouped* dst,
                                                       const SQmLutParam* old,
                                                       unsigned int spectralComps,

@@ -531,8 +531,8 @@ class QM_API CQmPicMemAPI_Base {
     // have red in bits 0 to 7. All give 0; null pictures and sizes of 0 are no-ops.
 
     /// Each cell of a pixel whose bit is set becomes (c * ucAlpha + (255 - ucAlpha) * cell) / 255,
-    /// cut, c being the colour's: 255 paints the colour. Bits begin at bit 7 - `uiBitOffset` mod 8
-    /// of byte `uiBitOffset` / 8 of each row.
+    /// cut, c being the colour's: 255 paints it, and half of red over 30 is 142. The first of
+    /// exactly `uiWidth` bits is bit 7 - `uiBitOffset` mod 8 of byte `uiBitOffset` / 8 of each row.
     static int BlendColorWithBinary(void* pDst, uint32_t uiDstWidthBytes, const void* pBinary,
                                     uint32_t uiBitOffset, uint32_t uiBinaryWidthBytes,
                                     uint32_t uiWidth, uint32_t uiHeight, uint32_t uiColor,
@@ -545,12 +545,12 @@ class QM_API CQmPicMemAPI_Base {
                                             unsigned char ucAlpha);
     /// A picture of 3 x 8 bits over another, but for its pixels of the key colour: each cell
     /// becomes (ucTransparency * cell + (255 - ucTransparency) * annotation) / 255, cut, so that
-    /// here 0 paints and 255 leaves the picture alone. Any number of threads may call it.
+    /// here 0 paints and 255 leaves the picture alone. Blue of the key is in bits 16 to 23.
     static int BlendColorWithAnnotation(void* pDst, uint32_t uiDstWidthBytes,
                                         const void* pAnnotation, uint32_t uiAnnotationWidthBytes,
                                         uint32_t uiWidth, uint32_t uiHeight, uint32_t uiKeyColor,
                                         unsigned char ucTransparency);
-    /// The same, with nothing kept between calls.
+    /// The same. Neither keeps anything from one call to the next.
     static int BlendColorWithAnnotationRefresh(void* pDst, uint32_t uiDstWidthBytes,
                                                const void* pAnnotation,
                                                uint32_t uiAnnotationWidthBytes, uint32_t uiWidth,
@@ -558,9 +558,9 @@ class QM_API CQmPicMemAPI_Base {
                                                unsigned char ucTransparency);
     /// An annotation of one byte a pixel, coloured by a set of one table of 256 colours of 3 x 8
     /// bits; anything else is handed to BlendColorWithAnnotation. The key is the low byte of
-    /// `uiKeyColor`. A transparency of 0 paints the byte itself as grey. **The colours are those of
-    /// the set that was given when the transparency last changed**: another set at the same
-    /// transparency draws like the one before.
+    /// `uiKeyColor`. A transparency of 0 paints the byte as grey. **Colours are those of the set
+    /// that was given when the transparency last changed** (0 and 255 apart): another set at the
+    /// same one draws like the one before, in any thread. Without tables then nothing is drawn.
     static int BlendColorWithAnnotationEx(void* pDst, uint32_t uiDstWidthBytes,
                                           const void* pAnnotation, uint32_t uiAnnotationWidthBytes,
                                           uint32_t uiAnnotationBpc, uint32_t uiAnnotationComponents,
@@ -570,8 +570,8 @@ class QM_API CQmPicMemAPI_Base {
     // ----- Lines and neighbourhoods --------------------------------------------------------------
 
     /// A line from (`iX0`, `iY0`) to (`iX1`, `iY1`), both included, clipped to the picture (Cohen
-    /// and Sutherland). 1 or 3 components of 8 bits. The colour has red in bits 0 to 7; one
-    /// component takes its low byte.
+    /// and Sutherland). 1 or 3 components of 8 bits; one takes the colour's low byte, which is red.
+    /// Rows are area / width in 32 bits with a sign: of 2^31 pixels and more nothing is drawn.
     /// @param iConnectivity  8: steps may be diagonal; otherwise such a step gets a pixel beside it
     /// @return 0, also when nothing is within the picture; -2 for other formats
     static int Line(void* pData, uint32_t uiComponents, uint32_t uiBpc, uint32_t uiWidthBytes,
@@ -580,7 +580,7 @@ class QM_API CQmPicMemAPI_Base {
     /// Not a code: pixels of a square around a point, copied row by row without gaps, until
     /// `ullDstBytes` are full. The square reaches from `uiX` - `uiRadius` up to, but not including,
     /// the smaller of `uiX` + `uiRadius` and the picture's **last** column, and so with rows:
-    /// radius 1 at (5, 5) has rows and columns 4 and 5. Radius 0 is the pixel itself.
+    /// radius 1 at (5, 5) has rows and columns 4 and 5. Radius 0 is the pixel, which must be there.
     /// @return pixels of the square, also of those that found no room; 1 for a radius of 0
     static uint32_t GetDataInCircle(void* pDst, uint64_t ullDstBytes, const void* pSrc,
                                     uint32_t uiSrcWidthBytes, uint32_t uiBpc, uint32_t uiComponents,

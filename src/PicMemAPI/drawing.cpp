@@ -23,7 +23,6 @@ using namespace qmpic;
 
 struct Point {
     int32_t x, y;
-    bool operator==(const Point&) const = default;
 };
 
 struct Segment {
@@ -108,60 +107,84 @@ std::optional<Ends> crossings(StraightLine line, double right, double bottom) {
     return {};
 }
 
+template <uint32_t components>
 class Pen {
   public:
-    Pen(Dst dst, uint32_t components, uint32_t color)
-        : dst_(dst), components_(components), color_(color) {}
-
-    void set(Point p) const {
-        Sample<uint8_t>* const pixel = dst_.row<uint8_t>(static_cast<uint32_t>(p.y)) +
-                                       uint64_t{static_cast<uint32_t>(p.x)} * components_;
-        for (uint32_t c = 0; c < components_; ++c)
-            pixel[c] = static_cast<uint8_t>(color_ >> 8 * (components_ - 1 - c));
+    Pen(Dst dst, uint32_t color) : first_(dst.row<uint8_t>(0)), stride_(dst.stride) {
+        for (uint32_t c = 0; c < components; ++c)
+            cells_[c] = static_cast<uint8_t>(color >> 8 * (components - 1 - c));
+    }
+    void set(int32_t x, int32_t y) const {
+        Sample<uint8_t>* const pixel = first_ + static_cast<uint32_t>(y) * stride_ +
+                                       uint64_t{static_cast<uint32_t>(x)} * components;
+        for (uint32_t c = 0; c < components; ++c) pixel[c] = cells_[c];
     }
 
   private:
-    Dst dst_;
-    uint32_t components_, color_;
+    Sample<uint8_t>* first_;
+    uint64_t stride_;
+    uint8_t cells_[components];
 };
+
+/// The same with the axes exchanged, so that a line that is steep is none.
+template <bool exchanged, class Pen>
+void set(const Pen& pen, int32_t along, int32_t across) {
+    if (exchanged)
+        pen.set(across, along);
+    else
+        pen.set(along, across);
+}
 
 /// A line that is neither horizontal nor vertical, one pixel for each step along the faster axis.
 /// Left out are steps beyond the clipped ends, and what is computed to lie outside of the box.
-void draw_sloped(const Pen& pen, Segment s, Box box, bool diagonal_steps) {
+template <bool steep, bool four_connected, class Pen>
+void draw_steps(const Pen& pen, StraightLine line, double from, double to,
+                std::pair<int32_t, int32_t> ends, double limit) {
+    int32_t last = -100, last_across = -100;
+    for (int32_t at = std::max(trunc_i32(from), ends.first); at < to && at <= ends.second; ++at) {
+        const double exact = steep ? line.x_at(at) : line.y_at(at);
+        if (!(exact >= 0 && exact <= limit)) continue;
+        const auto across = static_cast<int32_t>(exact + 0.5);  // fits: the limit is a picture's
+        if (four_connected) {  // the pixel itself once more where there is none beside it
+            const bool diagonal = at == last + 1 && std::abs(across - last_across) == 1;
+            set<steep>(pen, diagonal ? last : at, across);
+            last = at, last_across = across;
+        }
+        set<steep>(pen, at, across);
+    }
+}
+
+template <bool four_connected, class Pen>
+void draw_sloped(const Pen& pen, Segment s, Box box) {
     const double m = slope(s);
     const StraightLine line{m, s.first.y - m * s.first.x};
     const double right = box.width - 0.01, bottom = box.height - 0.01;
     const std::optional<Ends> ends = crossings(line, right, bottom);
     if (!ends) return;
-    const bool along_y = std::fabs(m) > 1;
-    const double from = along_y ? std::min(ends->y0, ends->y1) : std::min(ends->x0, ends->x1),
-                 to = along_y ? std::max(ends->y0, ends->y1) : std::max(ends->x0, ends->x1);
-    const auto [low, high] =
-        along_y ? std::minmax({s.first.y, s.second.y}) : std::minmax({s.first.x, s.second.x});
-    Point last{-100, -100};
-    for (int32_t at = std::max(trunc_i32(from), low); at < to && at <= high; ++at) {
-        const double other = along_y ? line.x_at(at) : line.y_at(at);
-        if (!(other >= 0 && other <= (along_y ? right : bottom))) continue;
-        const int32_t rounded = trunc_i32(other + 0.5);
-        const Point p = along_y ? Point{rounded, at} : Point{at, rounded};
-        if (!diagonal_steps && std::abs(p.x - last.x) == 1 && std::abs(p.y - last.y) == 1)
-            pen.set(along_y ? Point{p.x, last.y} : Point{last.x, p.y});
-        pen.set(p);
-        last = p;
-    }
+    if (std::fabs(m) > 1)
+        draw_steps<true, four_connected>(pen, line, std::min(ends->y0, ends->y1),
+                                         std::max(ends->y0, ends->y1),
+                                         std::minmax({s.first.y, s.second.y}), right);
+    else
+        draw_steps<false, four_connected>(pen, line, std::min(ends->x0, ends->x1),
+                                          std::max(ends->x0, ends->x1),
+                                          std::minmax({s.first.x, s.second.x}), bottom);
 }
 
-void draw(const Pen& pen, Segment s, Box box, bool diagonal_steps) {
-    pen.set(s.first);
-    pen.set(s.second);
+template <class Pen>
+void draw(const Pen& pen, Segment s, Box box, bool four_connected) {
+    pen.set(s.first.x, s.first.y);
+    pen.set(s.second.x, s.second.y);
     if (s.first.x == s.second.x) {
         const auto [low, high] = std::minmax({s.first.y, s.second.y});
-        for (int32_t y = low; y <= high; ++y) pen.set({s.first.x, y});
+        for (int32_t y = low; y <= high; ++y) pen.set(s.first.x, y);
     } else if (s.first.y == s.second.y) {
         const auto [low, high] = std::minmax({s.first.x, s.second.x});
-        for (int32_t x = low; x <= high; ++x) pen.set({x, s.first.y});
+        for (int32_t x = low; x <= high; ++x) pen.set(x, s.first.y);
+    } else if (four_connected) {
+        draw_sloped<true>(pen, s, box);
     } else {
-        draw_sloped(pen, s, box, diagonal_steps);
+        draw_sloped<false>(pen, s, box);
     }
 }
 
@@ -194,8 +217,12 @@ int CQmPicMemAPI_Base::Line(void* pData, uint32_t uiComponents, uint32_t uiBpc,
     if (pData == nullptr || width < 1 || size < width) return QM_OK;
     const Box box{width, size / width};
     const std::optional<Segment> inside = clipped({{iX0, iY0}, {iX1, iY1}}, box);
-    if (inside)
-        draw(Pen({pData, uiWidthBytes}, uiComponents, uiColor), *inside, box, iConnectivity == 8);
+    if (!inside) return QM_OK;
+    const Dst dst{pData, uiWidthBytes};
+    if (uiComponents == 1)
+        draw(Pen<1>(dst, uiColor), *inside, box, iConnectivity != 8);
+    else
+        draw(Pen<3>(dst, uiColor), *inside, box, iConnectivity != 8);
     return QM_OK;
 }
 

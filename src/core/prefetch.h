@@ -24,4 +24,10 @@ inline void fetch_ahead_to_write(const void* destination, uint64_t bytes) {
     detail::fetch_ahead<1>(destination, 1024, bytes);
 }
 
+/// The line of the cache that holds what lies `distance` bytes ahead.
+[[gnu::always_inline]] inline void fetch_one_ahead(const void* source, uint64_t distance) {
+    const uintptr_t at = reinterpret_cast<uintptr_t>(source) + distance;
+    __builtin_prefetch(reinterpret_cast<const void*>(at), 0);
+}
+
 }  // namespace qmpic

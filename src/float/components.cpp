@@ -4,6 +4,7 @@
 
 #include "core/frame.h"
 #include "core/shapes.h"
+#include "core/transpose.h"
 #include "float/float_kernels.h"
 #include "float/from_integers.h"
 #include "qmpic/FloatPicMemAPI_Base.h"
@@ -144,14 +145,16 @@ void to_all(FloatDst dst, uint32_t count, FloatSrc src, Area area) {
 /// Sums begin at 0 and take the components in order, each sum rounded to a float.
 struct SumOverCount {
     float count;
-    float add(float sum, float x, uint64_t) const { return sum + x; }
+    double weight(uint64_t) const { return 1; }
+    float add(float sum, float x, double) const { return sum + x; }
     float result(float sum) const { return sum / count; }
 };
 /// Products are made in double.
 struct WeightedSum {
     const Sample<double>* weights;
-    float add(float sum, float x, uint64_t component) const {
-        return sum + static_cast<float>(x * weights[component]);
+    double weight(uint64_t component) const { return weights[component]; }
+    float add(float sum, float x, double weight) const {
+        return sum + static_cast<float>(x * weight);
     }
     float result(float sum) const { return sum; }
 };
@@ -161,25 +164,37 @@ struct FewWeights {
     FewWeights(const Sample<double>* w, uint32_t count) : weights() {
         std::copy_n(w, count, weights);
     }
-    float add(float sum, float x, uint64_t component) const {
-        return sum + static_cast<float>(x * weights[component]);
+    double weight(uint64_t component) const { return weights[component]; }
+    float add(float sum, float x, double weight) const {
+        return sum + static_cast<float>(x * weight);
     }
     float result(float sum) const { return sum; }
 };
 
-/// The sums of so many pixels are made side by side, since each waits for the component before.
-template <class Sum, uint32_t known, uint64_t pixels>
-void collapse_pixels(Sample<float>* d, const Sample<float>* s, Count<known> count, const Sum& sum) {
-    float sums[pixels] = {};
-    for (uint64_t c = 0; c < count(); ++c)
-        for (uint64_t k = 0; k < pixels; ++k) sums[k] = sum.add(sums[k], s[k * count() + c], c);
+constexpr uint64_t kTogether = 64;  // pixels whose sums are made side by side
+
+template <class Sum>
+void add_component(float* sums, const float* plane, uint64_t pixels, double weight,
+                   const Sum& sum) {
+    for (uint64_t k = 0; k < pixels; ++k) sums[k] = sum.add(sums[k], plane[k], weight);
+}
+
+/// Four components after the other; at the end the last four of a pixel, of which some are known.
+template <class Sum>
+void collapse_together(Sample<float>* d, const Sample<float>* s, uint64_t pixels, uint64_t count,
+                       const Sum& sum) {
+    float sums[kTogether] = {}, planes[4][kTogether];
+    for (uint64_t c = 0; c < count; c += 4) {
+        const uint64_t first = std::min(c, count - 4);
+        take_four_apart(s + first, count, pixels, planes[0], kTogether);
+        for (uint64_t i = c - first; i < 4; ++i)
+            add_component(sums, planes[i], pixels, sum.weight(first + i), sum);
+    }
     for (uint64_t k = 0; k < pixels; ++k) d[k] = sum.result(sums[k]);
 }
 
 template <uint32_t known, class Sum>
 void collapse(FloatDst dst, FloatSrc src, Count<known> count, Area area, Sum sum) {
-    // Of few components the compiler puts pixels side by side itself.
-    constexpr uint64_t together = known != 0 ? 1 : 16;
     area = joined(kCallingThread, area,
                   {stride_of(dst, sizeof(float)), stride_of(src, count() * sizeof(float))});
     walk_rows(kCallingThread, area.rows, [=](RowRange rows) {
@@ -187,10 +202,18 @@ void collapse(FloatDst dst, FloatSrc src, Count<known> count, Area area, Sum sum
             Sample<float>* const d = dst.row(y);
             const Sample<float>* const s = src.row(y);
             uint64_t x = 0;
-            for (; x + together <= area.width; x += together)
-                collapse_pixels<Sum, known, together>(d + x, s + x * count(), count, sum);
-            for (; x < area.width; ++x)
-                collapse_pixels<Sum, known, 1>(d + x, s + x * count(), count, sum);
+            if (known == 0 && count() >= 4)
+                for (; x + 4 <= area.width;) {
+                    const uint64_t pixels = std::min(kTogether, (area.width - x) / 4 * 4);
+                    collapse_together(d + x, s + x * count(), pixels, count(), sum);
+                    x += pixels;
+                }
+            for (; x < area.width; ++x) {  // few components make vectors of pixels by themselves
+                float one = 0;
+                for (uint64_t c = 0; c < count(); ++c)
+                    one = sum.add(one, s[x * count() + c], sum.weight(c));
+                d[x] = sum.result(one);
+            }
         }
     });
 }

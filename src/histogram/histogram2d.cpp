@@ -55,12 +55,14 @@ struct PairOfFloats {
 
 /// Which pixels of a row count.
 struct All {
+    static constexpr bool kEvery = true;
     struct Row {
         bool operator[](uint64_t) const { return true; }
     };
     Row row(uint64_t) const { return {}; }
 };
 struct Masked {
+    static constexpr bool kEvery = false;
     Src mask;
     struct Row {
         const Sample<uint8_t>* bytes;
@@ -72,6 +74,7 @@ struct Masked {
 template <class Picture, class Pair, class Chosen>
 struct Pairs {
     using Value = typename Pair::Value;
+    static constexpr bool kEvery = Chosen::kEvery;
     Picture picture;
     uint32_t components, a, b;
     Area area;
@@ -83,11 +86,26 @@ struct Pairs {
         uint64_t step;
         typename Chosen::Row chosen;
         Pair pair;
+        const Sample<Value>* start;
         uint64_t bin(uint64_t x) const { return pair(first[x * step], second[x * step]); }
+        /// Have `count` pixels the same bytes? What is compared is a word and its like a pixel on.
+        bool is_flat(uint64_t x, uint32_t count) const {
+            const auto* const bytes = reinterpret_cast<const std::byte*>(start + x * step);
+            const uint64_t pixel = step * sizeof(Value), last = (count - 1) * pixel - 8;
+            uint64_t differ = 0;
+            for (uint64_t i = 0; i < last && differ == 0; i += 8)
+                differ = word(bytes + i) ^ word(bytes + i + pixel);
+            return (differ | (word(bytes + last) ^ word(bytes + last + pixel))) == 0;
+        }
+        static uint64_t word(const std::byte* bytes) {
+            uint64_t value;
+            std::memcpy(&value, bytes, sizeof value);
+            return value;
+        }
     };
     Row row(uint64_t y) const {
         const auto* const start = picture.template row<Value>(y);
-        return {start + a, start + b, components, chosen.row(y), pair};
+        return {start + a, start + b, components, chosen.row(y), pair, start};
     }
 };
 
@@ -127,25 +145,38 @@ bool repeats(const Pairs& pairs) {
 
 template <class Bin, class Pairs>
 void count_in_bytes(Sample<Bin>* bins, uint8_t* bytes, const Pairs& pairs) {
-    // A byte that has just been written takes time to be read again: neighbours in a flat area go
-    // to two tables. Where there are few of those, one table stays closer at hand.
-    const uint32_t tables = repeats(pairs) ? 2 : 1;
+    // A byte that has just been written takes time to be read again: neighbours in a flat area are
+    // counted at once, or go to two tables. Where there are few of those, one table stays closer at
+    // hand.
+    constexpr uint64_t kRun = 16;
+    const bool flat = repeats(pairs);
+    const uint32_t tables = flat ? 2 : 1;
     uint8_t *const even = bytes, *const odd = bytes + (tables - 1) * kBytes;
     std::memset(bytes, 0, tables * kBytes);
     const uint64_t count = pairs.pair.bins();
     for (uint64_t y = 0; y < pairs.area.rows; ++y) {
         const auto row = pairs.row(y);
-        const auto add = [=](uint8_t* table, uint64_t x) {
+        const auto add_times = [=](uint8_t* table, uint64_t x, uint8_t times) {
             const uint64_t i = row.bin(x);
             if (i >= count) [[unlikely]]
                 return;
-            const uint8_t times = row.chosen[x];
             if (__builtin_add_overflow(table[i], times, &table[i])) [[unlikely]]
                 bins[i] = static_cast<Bin>(bins[i] + 256);
         };
-        uint64_t x = 0;
-        for (; x + 4 <= pairs.area.width; x += 4)
+        const auto add = [=](uint8_t* table, uint64_t x) { add_times(table, x, row.chosen[x]); };
+        const auto add_four = [=](uint64_t x) {
             add(even, x), add(odd, x + 1), add(even, x + 2), add(odd, x + 3);
+        };
+        uint64_t x = 0;
+        if (Pairs::kEvery && flat)
+            for (; x + kRun <= pairs.area.width; x += kRun) {
+                if (row.is_flat(x, kRun)) {
+                    add_times(even, x, kRun);
+                } else {
+                    for (uint64_t i = 0; i < kRun; i += 4) add_four(x + i);
+                }
+            }
+        for (; x + 4 <= pairs.area.width; x += 4) add_four(x);
         for (; x < pairs.area.width; ++x) add(even, x);
     }
     const uint64_t used = std::min(count, kBytes);

@@ -8,6 +8,7 @@
 #include "core/prefetch.h"
 #include "core/scratch.h"
 #include "core/shapes.h"
+#include "core/transpose.h"
 #include "float/float_kernels.h"
 #include "float/to_integers.h"
 #include "qmpic/FloatPicMemAPI_Base.h"
@@ -38,7 +39,8 @@ struct FloatRendering {
     /// ones of a primary colour, are computed once: the plane of each, and the first cell of each
     /// plane.
     uint32_t planes = 0, plane_of[kCells] = {}, cell_of[kCells] = {};
-    bool empty = true;  // nothing is selected
+    bool empty = true;      // nothing is selected
+    bool is_plain = false;  // all components are selected, and no gamma is
 
     FloatRendering(uint32_t components, const SQmLut& lut, const Ranges& ranges)
         : step(components),
@@ -53,6 +55,10 @@ struct FloatRendering {
             plane_of[cell] = p;
         }
         empty = window.used() == 0;
+        is_plain =
+            components != 0 && window.used() == components &&
+            std::all_of(window.bands(), window.bands() + components,
+                        [](const SpectralBand& one) { return one.selected() && one.gamma == 1; });
         if (components != 0) colours = result_colours(lut, range);
     }
 
@@ -76,9 +82,19 @@ struct alignas(64) Plane {
     float values[kBlock] = {};
 };
 
+/// Four bytes of each word become three.
+inline BlockShuffle without_fourth_bytes() {
+    BlockShuffle shuffle{4, 3, 4, {}};
+    for (uint32_t i = 0; i < 16; ++i)
+        shuffle.bytes[i] =
+            static_cast<uint8_t>(i < 12 ? i / 3 * 4 + i % 3 : BlockShuffle::kNothing);
+    return shuffle;
+}
+
 struct Workspace {
-    Plane value, cell[kCells];
+    Plane samples[4], value, cell[kCells];
     alignas(64) uint32_t words[kBlock];
+    BlockShuffle shuffle = without_fourth_bytes();
 };
 
 /// values = ((x + offset) * gain) * scale. A step of 0 is the given one.
@@ -96,86 +112,155 @@ inline void take_powers(Plane& plane, uint64_t count, float gamma) {
             plane.values[x] = std::pow(value, gamma);
 }
 
-/// a + c - a * c / 255 with c = value * colour, from 0: infinities end as NaN, and that as 0.
+/// Two channels in one light: a and c, which is a value times a colour.
+inline float merged(float a, float c) { return (a + c) - (a * c) * 0.003921569f; }
+/// The same of 0 and c: infinities become NaN, and that black.
+inline float merged(float c) { return c - c * 0.0f; }
+
+inline float limited(float v) {
+    v = v > 0 ? v : 0;  // also NaN
+    return v < 255 ? v : 255;
+}
+
 template <bool first>
-void merge(Plane& cell, const Plane& value, float colour, uint64_t count) {
+void merge(Plane& cell, const Plane& value, uint64_t count, float colour) {
     for (uint64_t at = 0; at < count; at += kVector)
         for (uint64_t i = at; i < at + kVector; ++i) {
-            const float a = first ? 0.0f : cell.values[i], c = value.values[i] * colour;
-            cell.values[i] = (a + c) - (a * c) * 0.003921569f;
+            const float c = value.values[i] * colour;
+            cell.values[i] = first ? merged(c) : merged(cell.values[i], c);
         }
 }
 
 inline void limit(Plane& cell, uint64_t count) {
     for (uint64_t at = 0; at < count; at += kVector)
-        for (uint64_t i = at; i < at + kVector; ++i) {
-            float v = cell.values[i];
-            v = v > 0 ? v : 0;  // also NaN
-            cell.values[i] = v < 255 ? v : 255;
-        }
+        for (uint64_t i = at; i < at + kVector; ++i) cell.values[i] = limited(cell.values[i]);
 }
+
+/// Few components, all selected and without gamma: the cells of a pixel stay in registers.
+template <uint32_t step, uint32_t planes>
+void compose_few(const FloatRendering& plan, Workspace& work, const Sample<float>* s,
+                 uint64_t count) {
+    SpectralBand bands[step];
+    std::copy_n(plan.window.bands(), step, bands);
+    float colours[step][planes];
+    for (uint32_t c = 0; c < step; ++c)
+        for (uint32_t p = 0; p < planes; ++p) colours[c][p] = bands[c].weight[plan.cell_of[p]];
+    const float scale = plan.scale;
+    for (uint64_t x = 0; x < count; ++x) {
+        float cells[planes];
+        for (uint32_t c = 0; c < step; ++c) {
+            const float value = ((s[x * step + c] + bands[c].offset) * bands[c].gain) * scale;
+            for (uint32_t p = 0; p < planes; ++p) {
+                const float added = value * colours[c][p];
+                cells[p] = c == 0 ? merged(added) : merged(cells[p], added);
+            }
+        }
+        for (uint32_t p = 0; p < planes; ++p) work.cell[p].values[x] = limited(cells[p]);
+    }
+}
+template <uint32_t step>
+void compose_few(const FloatRendering& plan, Workspace& work, const Sample<float>* s,
+                 uint64_t count) {
+    switch (plan.planes) {
+    case 1: return compose_few<step, 1>(plan, work, s, count);
+    case 2: return compose_few<step, 2>(plan, work, s, count);
+    default: return compose_few<step, 3>(plan, work, s, count);
+    }
+}
+
+/// Samples of one channel out of blocks of pixels. From pixels of more than four components the
+/// channel's samples are taken with those of its neighbours, which come next.
+class Samples {
+  public:
+    Samples(Workspace& work, const Sample<float>* s, uint64_t step, uint64_t count)
+        : work_(work), s_(s), step_(step), count_(count) {}
+
+    void take(uint32_t c, const SpectralBand& one, float scale) {
+        const Sample<float>* const from = s_ + c;
+        Plane& values = work_.value;
+        switch (step_) {
+        case 1: return take_values<1>(values, from, 0, count_, one, scale);
+        case 2: return take_values<2>(values, from, 0, count_, one, scale);
+        case 3: return take_values<3>(values, from, 0, count_, one, scale);
+        case 4: return take_values<4>(values, from, 0, count_, one, scale);
+        }
+        const uint64_t fours = count_ / 4 * 4;
+        if (c >= end_) {
+            first_ = std::min<uint64_t>(c, step_ - 4), end_ = first_ + 4;
+            take_four_apart(s_ + first_, step_, fours, work_.samples[0].values, kBlock);
+            for (uint64_t x = fours; x < count_; ++x)
+                for (uint64_t k = 0; k < 4; ++k)
+                    work_.samples[k].values[x] = s_[x * step_ + first_ + k];
+        }
+        const auto* const plane =
+            reinterpret_cast<const Sample<float>*>(work_.samples[c - first_].values);
+        take_values<1>(values, plane, 0, count_, one, scale);
+    }
+
+  private:
+    Workspace& work_;
+    const Sample<float>* s_;
+    uint64_t step_, count_, first_ = 0, end_ = 0;
+};
 
 /// The cells of a block, within 0 and 255.
 void compose(const FloatRendering& plan, Workspace& work, const Sample<float>* s, uint64_t count) {
-    const uint32_t step = plan.step, planes = plan.planes;
+    if (plan.is_plain) switch (plan.step) {
+        case 1: return compose_few<1>(plan, work, s, count);
+        case 2: return compose_few<2>(plan, work, s, count);
+        case 3: return compose_few<3>(plan, work, s, count);
+        case 4: return compose_few<4>(plan, work, s, count);
+        }
+    const uint32_t planes = plan.planes;
     if (plan.empty) std::fill_n(work.cell, kCells, Plane{});
+    Samples samples(work, s, plan.step, count);
     bool first = true;
     for (uint32_t c = 0; c < plan.window.used(); ++c) {
         const SpectralBand one = plan.window.bands()[c];
         if (!one.selected()) continue;
-        const Sample<float>* const from = s + plan.window.first() + c;
-        switch (step) {
-        case 1: take_values<1>(work.value, from, step, count, one, plan.scale); break;
-        case 2: take_values<2>(work.value, from, step, count, one, plan.scale); break;
-        case 3: take_values<3>(work.value, from, step, count, one, plan.scale); break;
-        case 4: take_values<4>(work.value, from, step, count, one, plan.scale); break;
-        default: take_values<0>(work.value, from, step, count, one, plan.scale); break;
-        }
+        samples.take(plan.window.first() + c, one, plan.scale);
         if (one.gamma != 1) take_powers(work.value, count, one.gamma);
         for (uint32_t p = 0; p < planes; ++p) {
             const float colour = one.weight[plan.cell_of[p]];
             if (first)
-                merge<true>(work.cell[p], work.value, colour, count);
+                merge<true>(work.cell[p], work.value, count, colour);
             else
-                merge<false>(work.cell[p], work.value, colour, count);
+                merge<false>(work.cell[p], work.value, count, colour);
         }
         first = false;
     }
     for (uint32_t p = 0; p < planes; ++p) limit(work.cell[p], count);
 }
 
-/// Cells as bytes, cut or looked up, in words.
+/// Cells as bytes, cut and looked up, in words.
 void make_words(const FloatRendering& plan, Workspace& work, uint64_t count) {
     const float* cells[kCells];
     for (uint32_t i = 0; i < kCells; ++i) cells[i] = work.cell[plan.plane_of[i]].values;
     uint32_t* const words = work.words;
-    if (plan.colours != nullptr) {  // red, green, blue
-        const uint8_t* const colours = plan.colours;
-        for (uint64_t x = 0; x < count; ++x)
-            words[x] = colours[3 * static_cast<int32_t>(cells[0][x]) + 2] |
-                       colours[3 * static_cast<int32_t>(cells[1][x]) + 1] << 8 |
-                       colours[3 * static_cast<int32_t>(cells[2][x])] << 16;
-        return;
+    if (plan.planes == 1)
+        for (uint64_t at = 0; at < count; at += kVector)
+            for (uint64_t x = at; x < at + kVector; ++x)
+                words[x] = static_cast<uint32_t>(static_cast<int32_t>(cells[0][x]) * 0x010101);
+    else
+        for (uint64_t at = 0; at < count; at += kVector)
+            for (uint64_t x = at; x < at + kVector; ++x)
+                words[x] = static_cast<uint32_t>(static_cast<int32_t>(cells[0][x]) |
+                                                 static_cast<int32_t>(cells[1][x]) << 8 |
+                                                 static_cast<int32_t>(cells[2][x]) << 16);
+    if (plan.colours == nullptr) return;
+    const uint8_t* const colours = plan.colours;  // red, green, blue
+    for (uint64_t x = 0; x < count; ++x) {
+        const uint32_t word = words[x];
+        const uint32_t blue = colours[3 * (word & 255) + 2],
+                       green = colours[3 * (word >> 8 & 255) + 1], red = colours[3 * (word >> 16)];
+        words[x] = blue | green << 8 | red << 16;
     }
-    for (uint64_t at = 0; at < count; at += kVector)
-        for (uint64_t x = at; x < at + kVector; ++x)
-            words[x] = static_cast<uint32_t>(static_cast<int32_t>(cells[0][x]) |
-                                             static_cast<int32_t>(cells[1][x]) << 8 |
-                                             static_cast<int32_t>(cells[2][x]) << 16);
-}
-
-inline BlockShuffle without_fourth_bytes() {
-    BlockShuffle shuffle{4, 3, 4, {}};
-    for (uint32_t i = 0; i < 16; ++i)
-        shuffle.bytes[i] =
-            static_cast<uint8_t>(i < 12 ? i / 3 * 4 + i % 3 : BlockShuffle::kNothing);
-    return shuffle;
 }
 
 inline void write_block(const FloatRendering& plan, Workspace& work, Sample<uint8_t>* d,
                         uint64_t count) {
     make_words(plan, work, count);
-    if (shuffles(4)) return rearrange_row_avx2(d, work.words, count, without_fourth_bytes());
+    if (shuffles(4)) return rearrange_row_avx2(d, work.words, count, work.shuffle);
     write_pixels(d, count, [words = work.words](uint64_t x) { return words[x]; });
 }
 
@@ -271,15 +356,14 @@ namespace {
 /// The levels of one component three times, a short run at a time. `levels` has room for a row.
 void grey_to_colour(Dst dst, FloatSrc src, Area area, Level<uint8_t> level,
                     Sample<uint8_t>* levels) {
-    constexpr uint64_t kRun = 1024;
+    constexpr uint64_t kRun = 4096;
     each_row<uint8_t, float>(
         kCallingThread, dst, src, area, [=](Sample<uint8_t>* d, const Sample<float>* s) {
             for (uint64_t x0 = 0; x0 < area.width; x0 += kRun) {
-                const uint64_t count = std::min(kRun, area.width - x0);
+                const auto count = static_cast<uint32_t>(std::min(kRun, area.width - x0));
                 for (uint64_t x = 0; x < count; ++x) levels[x] = level(s[x0 + x]);
-                Sample<uint8_t>* const to = d + 3 * x0;
-                for (uint64_t x = 0; x < count; ++x)
-                    to[3 * x] = to[3 * x + 1] = to[3 * x + 2] = levels[x].value;
+                CQmPicMemAPI_Base::ExpandComponent(d + 3 * x0, kCells, kCells * count, levels,
+                                                   count, 8, count, count);
             }
         });
 }

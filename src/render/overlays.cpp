@@ -31,24 +31,29 @@ struct PackedBits {
         return first_bit == 0 && width % 8 == 0 && mask.stride == width / 8;
     }
     void read(uint64_t y, uint64_t x, uint32_t pixels, OverlayMask& made) const {
-        const Sample<uint8_t>* const from = mask.row<uint8_t>(y) + x / 8;
-        if (pixels == kOverlayBlock)
-            return first_bit == 0 ? void(std::memcpy(made.bytes, from, sizeof made.bytes))
-                                  : shift(from, kOverlayBlock / 8, made);
-        const uint32_t touched = (first_bit + pixels + 7) / 8, wanted = (pixels + 7) / 8;
-        shift(from, touched - 1, made);
-        if (touched == wanted)  // the last byte has no other behind it
-            made.bytes[wanted - 1] = static_cast<uint8_t>(from[wanted - 1] << first_bit);
+        const Sample<uint8_t>* from = mask.row<uint8_t>(y) + x / 8;
+        if (first_bit == 0) {
+            std::memcpy(made.bytes, from, (pixels + 7) / 8);
+        } else {
+            uint8_t* to = made.bytes;
+            uint32_t left = pixels;
+            for (; left >= kOverlayGroup; left -= kOverlayGroup, from += 8, to += 8)
+                shift(from, to);
+            if (left != 0) {
+                Sample<uint8_t> last[9] = {};
+                std::memcpy(last, from, (first_bit + left + 7) / 8);
+                shift(last, to);
+            }
+        }
         made.clear_behind(pixels);
     }
 
   private:
-    /// `count` bytes, each from two.
-    void shift(const Sample<uint8_t>* from, uint32_t count, OverlayMask& made) const {
-        for (uint32_t i = 0; i < count; ++i) {
-            const auto two = static_cast<uint16_t>(from[i] << 8 | from[i + 1]);
-            made.bytes[i] = static_cast<uint8_t>(static_cast<uint16_t>(two << first_bit) >> 8);
-        }
+    /// The bytes of a group from nine.
+    void shift(const Sample<uint8_t>* from, uint8_t* to) const {
+        const uint64_t word = __builtin_bswap64(*reinterpret_cast<const Sample<uint64_t>*>(from));
+        *reinterpret_cast<Sample<uint64_t>*>(to) =
+            __builtin_bswap64(word << first_bit | from[8] >> (8 - first_bit));
     }
 };
 
@@ -144,7 +149,7 @@ struct LayOver {
 
     void operator()(RowRange rows) const {
         OverlayMask mask{};
-        alignas(64) Sample<uint8_t> made[kBlockCells + 1];  // words of the last pixel are longer
+        alignas(64) Sample<uint8_t> made[kBlockCells + 1] = {};  // words are longer than pixels
         for (uint64_t y = rows.first; y < rows.last; ++y)
             for (uint64_t x = 0; x < width; x += kOverlayBlock) {
                 const auto pixels =
@@ -167,8 +172,8 @@ void lay_over(Dst dst, Area area, const Bits& bits, const Over& over, uint32_t s
                                            Avx512Overlay(stays)}({0, area.rows});
     else
         walk_rows(kCallingThread, area.rows,
-                  LayOver<Bits, Over, CompiledOverlay>{dst, area.width, bits, over,
-                                                       CompiledOverlay(stays)});
+                  LayOver<Bits, Over, GroupedOverlay>{dst, area.width, bits, over,
+                                                      GroupedOverlay(stays)});
 }
 
 /// Over the pixels that are `value`, `count` samples of T, or over all but those.
@@ -198,7 +203,7 @@ void read_colours(const void* rows, ByteColours& colours) {
     const RowTable<uint8_t> table(rows);
     for (uint32_t value = 0; value < 256; ++value)
         colours.words[value] =
-            uint32_t{table(value, 0)} | table(value, 1) << 8 | table(value, 2) << 16;
+            table(value, 0) | uint32_t{table(value, 1)} << 8 | uint32_t{table(value, 2)} << 16;
 }
 
 /// The colours of the set that was given when the transparency last changed. None are kept for 0.

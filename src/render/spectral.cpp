@@ -5,6 +5,7 @@
 #include "qmpic/Lut.h"
 #include "render/packed_table.h"
 #include "render/spectral_kernels.h"
+#include "render/spectral_power.h"
 #include "render/spectral_sums.h"
 
 // Spectral pictures as colours.
@@ -150,6 +151,10 @@ struct Results {
         for (uint32_t k = 0; k < 3; ++k) {
             float* const sums = block.sums[k];
             for (uint64_t x = 0; x < end; ++x) sums[x] *= part;
+            if (gamma != 1.0f && full == 255.0f && BytePower::takes(gamma)) {
+                BytePower(gamma).convert(sums, block.words[k], block.words[3], end);
+                continue;
+            }
             if (gamma != 1.0f)
                 for (uint64_t x = 0; x < count; ++x)
                     if (sums[x] > 0) sums[x] = std::pow(sums[x], gamma);
@@ -221,7 +226,8 @@ int render(Form form, const SpectralCall& c) {
     const uint32_t dst_bpc = std::clamp<uint32_t>(c.dst_bpc, 8, 8 * sizeof(Cell));
     const float gamma = form == kSse ? static_cast<float>(lut.pParams[0].dGamma) : 1.0f;
     Results results{1.0f / top_of(c.bpc), gamma, static_cast<float>(max_value(dst_bpc)),
-                    result_colours(lut, std::ldexp(1.0, static_cast<int>(c.bpc))), dst_bpc - 8};
+                    result_colours(lut, static_cast<double>(uint64_t{1} << (c.bpc & 63))),
+                    dst_bpc - 8};
     if (sizeof(Cell) == 1 && results.colours != nullptr && changes_nothing(results.colours))
         results.colours = nullptr;
     const SpectralPicture<T, Src> picture({c.src, c.src_stride}, Area::of_pixels(c.width, c.size),

@@ -37,7 +37,10 @@ template <class T, class Rows>
 int count_sums(const SumHistograms& histograms, const SpectralPicture<T, Rows>& picture,
                SumBins bins) {
     const Team team = one_a_processor();
-    const uint64_t count = uint64_t{bins.kept} + 1, each = 3 * count;
+    // Small histograms stand twice, for pixels by turns: a bin that is hit again and again waits
+    // for itself.
+    const uint64_t count = uint64_t{bins.kept} + 1, copies = count == 256 ? 2 : 1;
+    const uint64_t each = 3 * copies * count;
     const Scratch<uint32_t> all(std::max(team.most, 1u) * each);
     if (!all) return QM_NO_MEMORY;
     uint64_t threads = 1;
@@ -53,16 +56,19 @@ int count_sums(const SumHistograms& histograms, const SpectralPicture<T, Rows>& 
                 for (uint32_t k = 0; k < 3; ++k)
                     for (uint64_t i = 0; i < end; ++i)
                         block.words[k][i] = bins.of(block.sums[k][i]);
-                for (uint64_t i = 0; i < n; ++i)
-                    for (uint32_t k = 0; k < 3; ++k) ++own[k * count + block.words[k][i]];
+                uint32_t* const other = own + (copies - 1) * 3 * count;
+                for (uint64_t i = 0; i < n; ++i) {
+                    uint32_t* const turn = i % 2 == 0 ? own : other;
+                    for (uint32_t k = 0; k < 3; ++k) ++turn[k * count + block.words[k][i]];
+                }
             });
         });
     });
     for (uint32_t* histogram : histograms.of) std::fill_n(histogram, count, 0u);
-    for (uint64_t thread = 0; thread < threads; ++thread)
+    for (uint64_t copy = 0; copy < threads * copies; ++copy)
         for (uint32_t k = 0; k < 3; ++k)
             for (uint64_t i = 0; i < count; ++i)
-                histograms.of[k][i] += all[thread * each + k * count + i];
+                histograms.of[k][i] += all[(3 * copy + k) * count + i];
     return QM_OK;
 }
 

@@ -63,24 +63,28 @@ float sample_of(uint32_t word, uint32_t j, uint32_t mask) {
         return static_cast<float>(static_cast<int32_t>(word >> (8 * sizeof(T) * j) & mask));
 }
 
-/// Adds the bands of a row of words to the sums: each product is rounded, and so is each sum. With
-/// `weighed` there are offsets and gains; without they would change nothing.
+/// Bands that are added together, and the rows of words that hold their samples.
+constexpr uint32_t kTogether = 4;
+template <class T>
+constexpr uint32_t kRows = kTogether * sizeof(T) / 4;
+
+/// Adds bands of rows of words, from row `first` on, to the sums: each product is rounded, and so
+/// is each sum. With `weighed` there are offsets and gains; without they would change nothing.
 template <class T, bool weighed>
-void add_words(const SpectralBand* given, const uint32_t* words, SpectralBlock& block,
-               uint64_t pixels) {
-    constexpr uint32_t n = 4 / sizeof(T);
+void add_bands(const SpectralBand* given, SpectralBlock& block, uint32_t first, uint64_t pixels) {
+    constexpr uint32_t each = kTogether / kRows<T>;
     constexpr uint64_t vector = SpectralBlock::kVector;
-    SpectralBand bands[n];
-    for (uint32_t j = 0; j < n; ++j) {
+    SpectralBand bands[kTogether];
+    for (uint32_t j = 0; j < kTogether; ++j) {
         bands[j] = given[j];
         if constexpr (!std::is_same_v<T, float>) bands[j].mask &= (1u << 8 * sizeof(T)) - 1;
     }
     for (uint64_t at = 0; at < pixels; at += vector)
         for (uint64_t x = at; x < at + vector; ++x) {
-            const uint32_t word = words[x];
             float blue = block.sums[0][x], green = block.sums[1][x], red = block.sums[2][x];
-            for (uint32_t j = 0; j < n; ++j) {
-                const float sample = sample_of<T>(word, j, bands[j].mask);
+            for (uint32_t j = 0; j < kTogether; ++j) {
+                const uint32_t word = block.words[first + j / each][x];
+                const float sample = sample_of<T>(word, j % each, bands[j].mask);
                 const float t = weighed ? (sample + bands[j].offset) * bands[j].gain : sample;
                 blue += t * bands[j].weight[0];
                 green += t * bands[j].weight[1];
@@ -120,7 +124,7 @@ struct SpectralPicture {
     template <class Use>
     void each_block(RowRange rows, const Use& use) const {
         // Of pixels with many components fewer, so that a block is still near in the next round.
-        const uint64_t most = uint64_t{24} * 1024 / sizeof(T) / std::max<uint64_t>(components, 1);
+        const uint64_t most = uint64_t{16} * 1024 / sizeof(T) / std::max<uint64_t>(components, 1);
         const uint64_t step =
             std::clamp<uint64_t>(most / SpectralBlock::kVector * SpectralBlock::kVector,
                                  SpectralBlock::kVector, SpectralBlock::kPixels);
@@ -153,14 +157,13 @@ struct SpectralPicture {
             std::memset(sums, 0, SpectralBlock::whole_vectors(count) * sizeof(float));
         for (uint32_t p = 0; p < used; p += kSamples) {
             turn_words(row, x, count, p, block);
-            constexpr uint32_t each = 4 / sizeof(T);
-            const uint32_t words = std::min((used - p + each - 1) / each, 4u);
-            for (uint32_t k = 0; k < words; ++k) {
-                const SpectralBand* const given = bands + p + k * each;
+            for (uint32_t at = 0; at < std::min(used - p, kSamples); at += detail::kTogether) {
+                constexpr auto bytes = static_cast<uint32_t>(sizeof(T));
+                const uint32_t first_row = at * bytes / 4;
                 if (weighed)
-                    detail::add_words<T, true>(given, block.words[k], block, count);
+                    detail::add_bands<T, true>(bands + p + at, block, first_row, count);
                 else
-                    detail::add_words<T, false>(given, block.words[k], block, count);
+                    detail::add_bands<T, false>(bands + p + at, block, first_row, count);
             }
         }
     }
@@ -171,8 +174,12 @@ struct SpectralPicture {
         using detail::Quad;
         const Sample<T>* s = pixel(row, x);
         const uint64_t whole = readable(x, count, p);
+        // What the next block reads comes line by line meanwhile.
+        const auto next = reinterpret_cast<uintptr_t>(row + (x + count) * components) +
+                          uint64_t{p} * sizeof(T) * count;
         uint64_t i = 0;
         for (; i + 4 <= whole; i += 4, s += 4 * components) {
+            __builtin_prefetch(reinterpret_cast<const void*>(next + 16 * i));
             const Quad quads[4] = {detail::load_quad(s + p), detail::load_quad(s + components + p),
                                    detail::load_quad(s + 2 * components + p),
                                    detail::load_quad(s + 3 * components + p)};

@@ -64,14 +64,18 @@ class SpectralWindow {
             band.set_colour(param.uiColor, unit);
         }
     }
-    /// Of all components; `mask_of(c)` is what samples of component c are ANDed with.
+    /// Of a list of colours; `mask_of(c)` is what samples of component c are ANDed with. Those of
+    /// which nothing is left add nothing, and at both ends they are left out.
     template <class MaskOf>
-    SpectralWindow(const uint32_t* colours, uint32_t components, ColourUnit unit, MaskOf mask_of)
-        : used_(components) {
+    SpectralWindow(const uint32_t* colours, uint32_t components, ColourUnit unit, MaskOf mask_of) {
+        uint32_t end = components;
+        while (first_ < end && mask_of(first_) == 0) ++first_;
+        while (end > first_ && mask_of(end - 1) == 0) --end;
+        used_ = end - first_;
         if (!allocate()) return;
-        for (uint32_t c = 0; c < components; ++c) {
-            bands_.get()[c].mask = mask_of(c);
-            bands_.get()[c].set_colour(colours[c], unit);
+        for (uint32_t p = 0; p < used_; ++p) {
+            bands_.get()[p].mask = mask_of(first_ + p);
+            bands_.get()[p].set_colour(colours[first_ + p], unit);
         }
     }
 

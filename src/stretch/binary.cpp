@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "PicMemAPI/bit_words.h"
 #include "core/isa.h"
@@ -52,18 +53,20 @@ int stretch_bits(Dst dst, Src src, const NearestAxis& x, const NearestAxis& y, u
     }
     const uint64_t end = (uint64_t{std::min(x.source - 1, last_column)} + shift) / 8 + 1;
     picker.prepare(0, x.count, 0, end);
-    uint32_t before = 0;
+    const auto row = [&](uint32_t j) { return std::min(y.nearest(j), last_row); };
+    uint32_t before = 0, t = row(0);
     for (uint32_t j = 0; j < y.count; ++j) {
         Sample<uint8_t>* const d = dst.row<uint8_t>(j);
-        const uint32_t t = std::min(y.nearest(j), last_row);
+        const uint32_t next = j + 1 < y.count ? row(j + 1) : t;
         if (j != 0 && t == before) {
             std::memmove(d, dst.row<uint8_t>(j - 1), (uint64_t{x.count} + 7) / 8);
         } else {
             picker.pick(reinterpret_cast<Sample<uint8_t>*>(picked),
-                        src.row<uint8_t>(t) + picker.lowest());
+                        src.row<uint8_t>(t) + picker.lowest(),
+                        src.row<uint8_t>(next) + picker.lowest());
             on_best_isa(PackPicked{d, picked, masks, x.count});
         }
-        before = t;
+        before = std::exchange(t, next);
     }
     return QM_OK;
 }

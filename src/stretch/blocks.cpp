@@ -135,31 +135,32 @@ void add_rows(Sum<T>* sums, const BlockCall& call, uint32_t j) {
     }
 }
 
-/// The means of `columns` (0: x.count) neighbours each, wherever they begin.
-template <class T, uint32_t columns>
+/// The means of neighbours, wherever they begin.
+template <class T>
 void average_neighbours(T* means, const Sum<T>* sums, const BlockCall& call) {
     const uint64_t step = call.components, end = call.means();
-    const uint32_t count = columns != 0 ? columns : call.x.count;
     const Mean<T> mean(call.samples());
-    if constexpr (columns != 0) {
-        for (uint64_t i = 0; i < end; ++i) {
-            Sum<T> sum = sums[i];
+    constexpr uint64_t most = 256;
+    for (uint64_t first = 0; first < end; first += most) {
+        const uint64_t n = std::min(most, end - first);
+        Sum<T> total[most];
+        for (uint64_t i = 0; i < n; ++i) total[i] = sums[first + i];
+        for (uint32_t k = 1; k < call.x.count; ++k)
+            for (uint64_t i = 0; i < n; ++i)
+                total[i] = static_cast<Sum<T>>(total[i] + sums[first + i + k * step]);
+        for (uint64_t i = 0; i < n; ++i) means[first + i] = mean(total[i]);
+    }
+}
+
+/// The same for blocks of `edge` x `edge`: what is to divide by is a constant.
+template <uint32_t edge, class T>
+void average_squares(T* means, const Sum<T>* sums, const BlockCall& call) {
+    const uint64_t step = call.components, end = call.means();
+    for (uint64_t i = 0; i < end; ++i) {
+        Sum<T> sum = sums[i];
 #pragma GCC unroll 4
-            for (uint32_t k = 1; k < columns; ++k)
-                sum = static_cast<Sum<T>>(sum + sums[i + k * step]);
-            means[i] = mean(sum);
-        }
-    } else {
-        constexpr uint64_t most = 256;
-        for (uint64_t first = 0; first < end; first += most) {
-            const uint64_t n = std::min(most, end - first);
-            Sum<T> total[most];
-            for (uint64_t i = 0; i < n; ++i) total[i] = sums[first + i];
-            for (uint32_t k = 1; k < count; ++k)
-                for (uint64_t i = 0; i < n; ++i)
-                    total[i] = static_cast<Sum<T>>(total[i] + sums[first + i + k * step]);
-            for (uint64_t i = 0; i < n; ++i) means[first + i] = mean(total[i]);
-        }
+        for (uint32_t k = 1; k < edge; ++k) sum = static_cast<Sum<T>>(sum + sums[i + k * step]);
+        means[i] = static_cast<T>(sum / (edge * edge));
     }
 }
 
@@ -173,12 +174,13 @@ struct NarrowBlocks {
     void operator()() const {
         for (uint32_t j = first; j < end; ++j) {
             add_rows<T>(sums, call, j);
-            switch (call.x.count) {
-            case 2: average_neighbours<T, 2>(means, sums, call); break;
-            case 3: average_neighbours<T, 3>(means, sums, call); break;
-            default: average_neighbours<T, 0>(means, sums, call);
+            switch (call.x.count == call.y.count ? call.x.count : 0) {
+            case 2: average_squares<2>(means, sums, call); break;
+            case 3: average_squares<3>(means, sums, call); break;
+            default: average_neighbours(means, sums, call);
             }
-            call.picker->pick(call.to<uint8_t>(j), reinterpret_cast<const Sample<uint8_t>*>(means));
+            const auto* const made = reinterpret_cast<const Sample<uint8_t>*>(means);
+            call.picker->pick(call.to<uint8_t>(j), made, made);
         }
     }
 };

@@ -18,11 +18,11 @@ struct SampleRange {
 /// How the destination samples of a line lie over the source. Sample i is at
 /// ((i * scale - 0.5) + scale * 0.5) + start * scale.
 struct FilterAxis {
-    double scale;        ///< source samples a destination sample
-    uint32_t count;      ///< destination samples
-    uint32_t start = 0;  ///< destination samples in front of the first
-    bool flip = false;   ///< the last one is the first
-    SampleRange line{};  ///< what the line has: the ends stand for what lies beyond
+    double scale;              ///< source samples a destination sample
+    uint32_t count;            ///< destination samples
+    uint32_t start = 0;        ///< destination samples in front of the first
+    bool flip = false;         ///< the last one is the first
+    SampleRange line{};        ///< what the line has: the ends stand for what lies beyond
     SampleRange known = line;  ///< of it, what takes part
 };
 

@@ -18,10 +18,8 @@ using Mode = CQmPicMemAPI_Base::EQmPicStretchMode;
 double band_height(const StretchWindow& window, Mode mode) {
     const double scale = scale_of(window.source_height, window.virtual_height);
     const double top = std::floor(window.top * scale), margin = filter_support(mode, scale);
-    const double rows =
-        std::min(std::ceil(window.height * scale), window.source_height - top);
-    return rows + std::min(top, margin) +
-           std::min(window.source_height - top - rows, margin);
+    const double rows = std::min(std::ceil(window.height * scale), window.source_height - top);
+    return rows + std::min(top, margin) + std::min(window.source_height - top - rows, margin);
 }
 
 namespace {
@@ -44,8 +42,8 @@ struct PicturePass {
     Known known;
     Lines lines;
     const PairRuns* columns;
-    RowRange needed;         ///< rows of the source that have weights
-    RowRange seen;           ///< samples of a line that show something known
+    RowRange needed;  ///< rows of the source that have weights
+    RowRange seen;    ///< samples of a line that show something known
     const WindowTable* table;
     FilterWindows* windows;  ///< null: filter_lines
     FilterColumns<T>* finish_row;
@@ -56,8 +54,7 @@ struct PicturePass {
     }
     void finish(uint64_t y, const uint32_t* const* pairs) const {
         const PairRuns::Run run = (*columns)[y];
-        finish_row(dst.row<T>(y), pairs, run.weights, run.count,
-                   lines.samples());
+        finish_row(dst.row<T>(y), pairs, run.weights, run.count, lines.samples());
     }
 
     /// A row without weight, above or below all that are needed, is not read: its partner is.
@@ -82,7 +79,7 @@ struct PicturePass {
     }
     void filter(uint32_t* pair, const Sample<T>* a, const Sample<T>* b) const {
         if (windows != nullptr)
-            windows(pair, a, b, *table);
+            windows(pair, a, b, 2 * uint64_t{src.stride}, *table);
         else
             filter_lines(pair, a, b, lines);
     }
@@ -105,9 +102,9 @@ RowRange seen_samples(const Lines& lines) {
 
 RowRange needed_rows(const Runs& rows) {
     const Runs::Run ends[] = {rows[0], rows[rows.size() - 1]};
-    return {std::min(ends[0].first, ends[1].first),
-            std::max(uint64_t{ends[0].first} + ends[0].count,
-                     uint64_t{ends[1].first} + ends[1].count)};
+    return {
+        std::min(ends[0].first, ends[1].first),
+        std::max(uint64_t{ends[0].first} + ends[0].count, uint64_t{ends[1].first} + ends[1].count)};
 }
 
 template <class T>
@@ -130,17 +127,23 @@ int filter_picture(Dst dst, Src src, uint32_t components, const StretchWindow& w
     FilterWindows* const windows =
         choose_windows<T>(lines, known_width * components * sizeof(T), table);
     if (table && table->state() == WindowTable::kNoMemory) return QM_NO_MEMORY;
-    const uint64_t used = windows != nullptr ? table->samples_written() : lines.samples();
-    const uint64_t words = (std::max(used, lines.samples()) + kBandBlock - 1) / kBandBlock * kBandBlock;
-    const Strips<uint32_t> strips(window.height, words, pairs.longest());
+    const uint64_t used = table ? table->samples_written() : lines.samples();
+    const uint64_t words =
+        (std::max(used, lines.samples()) + kBandBlock - 1) / kBandBlock * kBandBlock;
+    const Strips<uint32_t> strips(window.height, words, 1, pairs.longest());
     if (!strips) return QM_NO_MEMORY;
     strips.clear_behind(lines.samples());
 
-    const PicturePass<T> pass{dst,    src,
-                              known,  lines,
-                              &pairs, needed_rows(row_runs),
-                              seen_samples(lines), table ? &*table : nullptr,
-                              windows, columns_filter<T>()};
+    const PicturePass<T> pass{dst,
+                              src,
+                              known,
+                              lines,
+                              &pairs,
+                              needed_rows(row_runs),
+                              seen_samples(lines),
+                              table ? &*table : nullptr,
+                              windows,
+                              columns_filter<T>()};
     in_team(kTeam, [&](Member member) {
         strips.walk(member.index, member.share(window.height), window.flip_y, pass);
     });
@@ -165,11 +168,11 @@ int stretch_filtered(Dst dst, Src src, uint32_t components, uint32_t bits,
 
 int stretch_filtered(Dst dst, Src src, uint32_t components, uint32_t bits,
                      const StretchWindow& window, const KnownPart& known, Mode mode) {
-    return filter_known(dst, src, components, bits, window,
-                        {known_range(known.left, known.width, window.source_width),
-                         known_range(known.top, known.height, window.source_height),
-                         known.background},
-                        mode);
+    return filter_known(
+        dst, src, components, bits, window,
+        {known_range(known.left, known.width, window.source_width),
+         known_range(known.top, known.height, window.source_height), known.background},
+        mode);
 }
 
 }  // namespace qmpic

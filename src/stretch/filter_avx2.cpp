@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "core/prefetch.h"
 #include "stretch/filter_levels.h"
 
 #define QM_TARGET_COLUMNS gnu::target("avx2")
@@ -28,19 +29,20 @@ struct Vector {
         return _mm256_packs_epi32(_mm256_srai_epi32(a, 10), _mm256_srai_epi32(b, 10));
     }
     // Packing works in halves of 128 bits, which are put in order at the end.
-    [[QM_TARGET_COLUMNS, gnu::always_inline]] static void store(Sample<uint8_t>* d, const Reg (&sum)[4]) {
+    [[QM_TARGET_COLUMNS, gnu::always_inline]] static void store(Sample<uint8_t>* d,
+                                                                const Reg (&sum)[4]) {
         const Reg mixed = _mm256_packus_epi16(packed(sum[0], sum[1]), packed(sum[2], sum[3]));
         _mm256_storeu_si256(
             reinterpret_cast<__m256i*>(d),
             _mm256_permutevar8x32_epi32(mixed, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7)));
     }
-    [[QM_TARGET_COLUMNS, gnu::always_inline]] static void store(Sample<uint16_t>* d, const Reg (&sum)[4]) {
+    [[QM_TARGET_COLUMNS, gnu::always_inline]] static void store(Sample<uint16_t>* d,
+                                                                const Reg (&sum)[4]) {
         for (int j = 0; j < 2; ++j)
             _mm256_storeu_si256(
                 reinterpret_cast<__m256i*>(d) + j,
-                _mm256_xor_si256(
-                    _mm256_permute4x64_epi64(packed(sum[2 * j], sum[2 * j + 1]), 0xD8),
-                    _mm256_set1_epi16(INT16_MIN)));
+                _mm256_xor_si256(_mm256_permute4x64_epi64(packed(sum[2 * j], sum[2 * j + 1]), 0xD8),
+                                 _mm256_set1_epi16(INT16_MIN)));
     }
 };
 
@@ -74,14 +76,16 @@ template <int outputs>
 /// 0 pairs: as many as the table says.
 template <class T, int outputs, bool shared, uint32_t known_pairs>
 [[QM_TARGET_COLUMNS]] void filter_windows(uint32_t* pair, const void* even, const void* odd,
-                                          const WindowTable& table) {
-    const auto *const a = static_cast<const uint8_t*>(even),
-                     *const b = static_cast<const uint8_t*>(odd);
+                                          uint64_t ahead, const WindowTable& table) {
+    const auto *const a = static_cast<const uint8_t*>(even), *const b =
+                                                                 static_cast<const uint8_t*>(odd);
     const uint32_t pairs = known_pairs != 0 ? known_pairs : table.shape().pairs;
     const uint32_t* offsets = table.offsets();
     const uint8_t* step = table.steps();
     for (uint64_t v = table.vectors(); v != 0; --v, pair += 2 * outputs) {
         __m256i sum_a = _mm256_setzero_si256(), sum_b = _mm256_setzero_si256(), from_a, from_b;
+        fetch_one_ahead(a + *offsets, ahead);
+        fetch_one_ahead(b + *offsets, ahead);
         if (shared) {
             from_a = lowered<T>(load_windows(a, offsets));
             from_b = lowered<T>(load_windows(b, offsets));
@@ -94,8 +98,7 @@ template <class T, int outputs, bool shared, uint32_t known_pairs>
                 offsets += 2;
             }
             const __m256i control = Vector::load(step), weights = Vector::load(step + 32);
-            const __m256i p =
-                              _mm256_madd_epi16(_mm256_shuffle_epi8(from_a, control), weights),
+            const __m256i p = _mm256_madd_epi16(_mm256_shuffle_epi8(from_a, control), weights),
                           q = _mm256_madd_epi16(_mm256_shuffle_epi8(from_b, control), weights);
             sum_a = t == 0 ? p : _mm256_add_epi32(sum_a, p);
             sum_b = t == 0 ? q : _mm256_add_epi32(sum_b, q);
@@ -117,12 +120,12 @@ FilterWindows* with_pairs(uint32_t pairs) {
 
 }  // namespace
 
-void filter_columns_avx2(Sample<uint8_t>* row, const uint32_t* const* pairs, const uint32_t* weights,
-                         uint32_t count, uint64_t samples) {
+void filter_columns_avx2(Sample<uint8_t>* row, const uint32_t* const* pairs,
+                         const uint32_t* weights, uint32_t count, uint64_t samples) {
     filter_columns(row, pairs, weights, count, samples);
 }
-void filter_columns_avx2(Sample<uint16_t>* row, const uint32_t* const* pairs, const uint32_t* weights,
-                         uint32_t count, uint64_t samples) {
+void filter_columns_avx2(Sample<uint16_t>* row, const uint32_t* const* pairs,
+                         const uint32_t* weights, uint32_t count, uint64_t samples) {
     filter_columns(row, pairs, weights, count, samples);
 }
 

@@ -1,5 +1,10 @@
+#ifndef __clang__  // GCC 12's own header starts results from a variable that it leaves unset
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
+#endif
 #include <immintrin.h>
 
+#include "core/prefetch.h"
 #include "stretch/filter_levels.h"
 
 // One window of 64 bytes for 16 samples, and a permute that reaches all of it.
@@ -27,14 +32,16 @@ template <class T>
 /// 0 pairs: as many as the table says.
 template <class T, bool shared, uint32_t known_pairs>
 [[QM_TARGET_WINDOWS]] void filter_windows(uint32_t* pair, const void* even, const void* odd,
-                                          const WindowTable& table) {
-    const auto *const a = static_cast<const uint8_t*>(even),
-                     *const b = static_cast<const uint8_t*>(odd);
+                                          uint64_t ahead, const WindowTable& table) {
+    const auto *const a = static_cast<const uint8_t*>(even), *const b =
+                                                                 static_cast<const uint8_t*>(odd);
     const uint32_t pairs = known_pairs != 0 ? known_pairs : table.shape().pairs;
     const uint32_t* offsets = table.offsets();
     const uint8_t* step = table.steps();
     for (uint64_t v = table.vectors(); v != 0; --v, pair += 16) {
         __m512i sum_a = _mm512_setzero_si512(), sum_b = _mm512_setzero_si512(), from_a, from_b;
+        fetch_one_ahead(a + *offsets, ahead);
+        fetch_one_ahead(b + *offsets, ahead);
         if (shared) {
             from_a = load_window<T>(a + *offsets);
             from_b = load_window<T>(b + *offsets++);

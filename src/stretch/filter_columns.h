@@ -3,18 +3,19 @@
 
 /// `samples` are those that are stored.
 template <class T, bool whole>
-[[QM_TARGET_COLUMNS, gnu::always_inline]] inline void
-filter_block(Sample<T>* row, const uint32_t* const* pairs, const uint32_t* weights, uint32_t count,
-             uint64_t at, uint64_t samples) {
+[[QM_TARGET_COLUMNS, gnu::always_inline]] inline void filter_block(Sample<T>* row,
+                                                                   const uint32_t* const* pairs,
+                                                                   const uint32_t* weights,
+                                                                   uint32_t count, uint64_t at,
+                                                                   uint64_t samples) {
     using V = Vector;
     V::Reg sum[4];
-    for (int j = 0; j < 4; ++j)
+    for (uint64_t j = 0; j < 4; ++j)
         sum[j] = V::products(V::load(pairs[0] + at + j * V::kWords), V::all(weights[0]));
     for (uint32_t k = 1; k < count; ++k) {
         const V::Reg weight = V::all(weights[k]);
-        for (int j = 0; j < 4; ++j)
-            sum[j] = V::add(sum[j],
-                            V::products(V::load(pairs[k] + at + j * V::kWords), weight));
+        for (uint64_t j = 0; j < 4; ++j)
+            sum[j] = V::add(sum[j], V::products(V::load(pairs[k] + at + j * V::kWords), weight));
     }
     if constexpr (whole) {
         V::store(row + at, sum);

@@ -27,9 +27,9 @@ struct Vector {
     }
     static void store(Sample<uint16_t>* d, const Reg (&sum)[4]) {
         for (int j = 0; j < 2; ++j)
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(d) + j,
-                             _mm_xor_si128(packed(sum[2 * j], sum[2 * j + 1]),
-                                           _mm_set1_epi16(INT16_MIN)));
+            _mm_storeu_si128(
+                reinterpret_cast<__m128i*>(d) + j,
+                _mm_xor_si128(packed(sum[2 * j], sum[2 * j + 1]), _mm_set1_epi16(INT16_MIN)));
     }
 };
 
@@ -37,12 +37,12 @@ struct Vector {
 
 }  // namespace
 
-void filter_columns_sse2(Sample<uint8_t>* row, const uint32_t* const* pairs, const uint32_t* weights,
-                         uint32_t count, uint64_t samples) {
+void filter_columns_sse2(Sample<uint8_t>* row, const uint32_t* const* pairs,
+                         const uint32_t* weights, uint32_t count, uint64_t samples) {
     filter_columns(row, pairs, weights, count, samples);
 }
-void filter_columns_sse2(Sample<uint16_t>* row, const uint32_t* const* pairs, const uint32_t* weights,
-                         uint32_t count, uint64_t samples) {
+void filter_columns_sse2(Sample<uint16_t>* row, const uint32_t* const* pairs,
+                         const uint32_t* weights, uint32_t count, uint64_t samples) {
     filter_columns(row, pairs, weights, count, samples);
 }
 

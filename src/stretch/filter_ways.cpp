@@ -14,14 +14,14 @@ namespace {
 bool has_vbmi() { return active_isa() == Isa::Avx512 && CPU_FEATURE_ACTIVE(AVX512_VBMI); }
 
 // Beyond, tables would be larger than what they save.
-constexpr uint32_t kMostComponents = 4, kMostPairs = 16;
+constexpr uint32_t kMostComponents = 4;
 
 }  // namespace
 
 template <class T>
 FilterWindows* choose_windows(Lines lines, uint64_t line_bytes, std::optional<WindowTable>& table) {
     const uint32_t pairs = (lines.runs->longest() + 1) / 2;
-    if (active_isa() == Isa::Sse2 || pairs == 0 || pairs > kMostPairs ||
+    if (active_isa() == Isa::Sse2 || pairs == 0 || pairs > WindowTable::kMostPairs ||
         lines.components > kMostComponents || line_bytes < 16 || line_bytes > UINT32_MAX)
         return nullptr;
     const auto fits = [&](WindowTable::Shape shape) {

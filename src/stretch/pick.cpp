@@ -26,17 +26,24 @@ uint64_t count_blocks(uint32_t count, uint64_t pixel, uint64_t rows) {
     return (count * pixel + kBytes - 1) / kBytes;
 }
 
-template <uint64_t size>
-void pick_pixels(Sample<uint8_t>* d, const Sample<uint8_t>* s, const uint32_t* columns,
-                 uint32_t count, uint32_t lowest) {
-    for (uint32_t i = 0; i < count; ++i)
-        std::memcpy(d + i * size, s + uint64_t{columns[i] - lowest} * size, size);
-}
-void pick_pixels_of(uint64_t size, Sample<uint8_t>* d, const Sample<uint8_t>* s,
-                    const uint32_t* columns, uint32_t count, uint32_t lowest) {
-    for (uint32_t i = 0; i < count; ++i)
-        std::memcpy(d + i * size, s + (columns[i] - lowest) * size, size);
-}
+/// Pixels of a row that are picked one by one.
+struct PickPixels {
+    Sample<uint8_t>* d;
+    const Sample<uint8_t>*s, *next;
+    const uint32_t* columns;
+    uint32_t count, lowest;
+
+    /// Of `pixel` bytes, which is a constant but for 0.
+    template <uint64_t known>
+    void run(uint64_t pixel = known) const {
+        const uint64_t size = known != 0 ? known : pixel;
+        for (uint32_t i = 0; i < count; ++i) {
+            const uint64_t from = uint64_t{columns[i] - lowest} * size;
+            __builtin_prefetch(next + from);
+            std::memcpy(d + i * size, s + from, size);
+        }
+    }
+};
 
 }  // namespace
 
@@ -114,25 +121,25 @@ bool Picker::make_blocks(int64_t low, int64_t high) {
     return true;
 }
 
-void Picker::pick(Sample<uint8_t>* d, const Sample<uint8_t>* s) const {
+void Picker::pick(Sample<uint8_t>* d, const Sample<uint8_t>* s, const Sample<uint8_t>* next) const {
     if (first_ >= end_ || pixel_ == 0) return;
-    const uint32_t* const columns = columns_ + first_;
     const uint32_t count = end_ - first_;
-    switch (way_) {
-    case kRun: std::memcpy(d, s, count * pixel_); return;
-    case kBlocks:
-        pick_blocks_avx2(reinterpret_cast<uint8_t*>(d), reinterpret_cast<const uint8_t*>(s), plan_);
+    if (way_ == kRun) {
+        std::memcpy(d, s, count * pixel_);
         return;
-    case kOneByOne: break;
     }
+    if (way_ == kBlocks)
+        return pick_blocks_avx2(reinterpret_cast<uint8_t*>(d), reinterpret_cast<const uint8_t*>(s),
+                                reinterpret_cast<const uint8_t*>(next), plan_);
+    const PickPixels pixels{d, s, next, columns_ + first_, count, lowest_};
     switch (pixel_) {
-    case 1: return pick_pixels<1>(d, s, columns, count, lowest_);
-    case 2: return pick_pixels<2>(d, s, columns, count, lowest_);
-    case 3: return pick_pixels<3>(d, s, columns, count, lowest_);
-    case 4: return pick_pixels<4>(d, s, columns, count, lowest_);
-    case 6: return pick_pixels<6>(d, s, columns, count, lowest_);
-    case 12: return pick_pixels<12>(d, s, columns, count, lowest_);
-    default: pick_pixels_of(pixel_, d, s, columns, count, lowest_);
+    case 1: return pixels.run<1>();
+    case 2: return pixels.run<2>();
+    case 3: return pixels.run<3>();
+    case 4: return pixels.run<4>();
+    case 6: return pixels.run<6>();
+    case 12: return pixels.run<12>();
+    default: pixels.run<0>(pixel_);
     }
 }
 

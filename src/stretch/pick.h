@@ -21,7 +21,8 @@ struct PickBlocks {
     static constexpr uint64_t kBytes = 16;
     static constexpr uint32_t kMostVectors = 8;
 };
-void pick_blocks_avx2(uint8_t* d, const uint8_t* s, const PickBlocks& blocks);
+/// `next` is asked for as `s` is read.
+void pick_blocks_avx2(uint8_t* d, const uint8_t* s, const uint8_t* next, const PickBlocks& blocks);
 
 /// The columns of a call, and how they are picked. To be made for so many pixels of so many bytes
 /// in about so many rows, tested for memory, filled, and prepared.
@@ -38,8 +39,10 @@ class Picker {
 
     /// The lowest of the columns that are picked.
     uint32_t lowest() const { return lowest_; }
-    /// d: the pixel of column `first`; s: pixel `lowest()` of the row. They do not overlap.
-    void pick(Sample<uint8_t>* d, const Sample<uint8_t>* s) const;
+    /// d: the pixel of column `first`; s: pixel `lowest()` of the row. They do not overlap. The row
+    /// that will be picked next is asked for: rows that are left out stop the processor's own look
+    /// ahead.
+    void pick(Sample<uint8_t>* d, const Sample<uint8_t>* s, const Sample<uint8_t>* next) const;
 
   private:
     struct Block;

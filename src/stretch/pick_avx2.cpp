@@ -1,6 +1,7 @@
 #include <immintrin.h>
 
 #include "core/isa.h"
+#include "core/prefetch.h"
 #include "stretch/pick.h"
 
 // The compiler picks bytes one by one at every level.
@@ -25,11 +26,15 @@ template <uint32_t vectors>
 }
 
 template <uint32_t vectors>
-[[QM_TARGET_AVX2]] void pick(uint8_t* d, const uint8_t* s, const PickBlocks& blocks) {
+[[QM_TARGET_AVX2]] void pick(uint8_t* d, const uint8_t* s, const uint8_t* next,
+                             const PickBlocks& blocks) {
     constexpr uint64_t step = PickBlocks::kBytes;
     const uint64_t whole = blocks.bytes / step;
-    for (uint64_t b = 0; b < whole; ++b)
+    for (uint64_t b = 0; b < whole; ++b) {
+        _mm_prefetch(reinterpret_cast<const char*>(next + blocks.from[b]), _MM_HINT_T0);
+        fetch_ahead_to_write(d + b * step, 1);
         pick_block<vectors>(d + b * step, s + blocks.from[b], blocks.masks + b * vectors * step);
+    }
     if (blocks.bytes % step != 0)
         pick_block<vectors>(d + blocks.bytes - step, s + blocks.from[whole],
                             blocks.masks + whole * vectors * step);
@@ -37,11 +42,11 @@ template <uint32_t vectors>
 
 }  // namespace
 
-void pick_blocks_avx2(uint8_t* d, const uint8_t* s, const PickBlocks& blocks) {
-    using Pick = void(uint8_t*, const uint8_t*, const PickBlocks&);
+void pick_blocks_avx2(uint8_t* d, const uint8_t* s, const uint8_t* next, const PickBlocks& blocks) {
+    using Pick = void(uint8_t*, const uint8_t*, const uint8_t*, const PickBlocks&);
     static constexpr Pick* picks[] = {pick<1>, pick<2>, pick<3>, pick<4>,
                                       pick<5>, pick<6>, pick<7>, pick<8>};
-    picks[blocks.vectors - 1](d, s, blocks);
+    picks[blocks.vectors - 1](d, s, next, blocks);
 }
 
 }  // namespace qmpic

@@ -1,6 +1,7 @@
 #include "stretch/quick.h"
 
 #include <cstring>
+#include <utility>
 
 #include "core/fill_pixels.h"
 #include "qmpic/status.h"
@@ -43,26 +44,29 @@ int stretch_quick(Dst dst, Src src, uint64_t pixel, const StretchWindow& window,
     const Ends ends(x, known);
     const uint32_t first = ends.left ? 1 : 0, end = x.count - (ends.right ? 1 : 0);
     picker.prepare(first, end, known.left, uint64_t{known.left} + known.width);
-    const int64_t lowest = int64_t{picker.lowest()} - known.left;
+    const int64_t offset = (int64_t{picker.lowest()} - known.left) * static_cast<int64_t>(pixel);
+    const auto is_known = [&](uint32_t t) {
+        return t >= known.top && t - known.top < known.height;
+    };
+    const auto lowest_of = [&](uint32_t t) { return src.row<uint8_t>(t - known.top) + offset; };
     const auto fill = [&](Sample<uint8_t>* d, uint32_t pixels) {
         fill_pixels(Dst{d, 0}, {pixels, 1}, known.background, pixel);
     };
-    uint32_t before = 0;
+    uint32_t before = 0, t = y.nearest(0);
     for (uint32_t j = 0; j < y.count; ++j) {
         Sample<uint8_t>* const d = dst.row<uint8_t>(j);
-        const uint32_t t = y.nearest(j);
+        const uint32_t next = j + 1 < y.count ? y.nearest(j + 1) : t;
         if (j != 0 && t == before) {
             std::memmove(d, dst.row<uint8_t>(j - 1), x.count * pixel);
-        } else if (t < known.top || t - known.top >= known.height) {
+        } else if (!is_known(t)) {
             fill(d, x.count);
         } else {
             if (ends.left) fill(d, 1);
             if (ends.right) fill(d + (x.count - 1) * pixel, 1);
             if (first < end)
-                picker.pick(d + first * pixel,
-                            src.row<uint8_t>(t - known.top) + lowest * static_cast<int64_t>(pixel));
+                picker.pick(d + first * pixel, lowest_of(t), lowest_of(is_known(next) ? next : t));
         }
-        before = t;
+        before = std::exchange(t, next);
     }
     return QM_OK;
 }

@@ -27,7 +27,8 @@ Runs::Runs(const Contributions& lists, int64_t origin)
 }
 
 PairRuns::PairRuns(const Runs& runs)
-    : first_(runs.size()), begin_(size_t{runs.size()} + 1),
+    : first_(runs.size()),
+      begin_(size_t{runs.size()} + 1),
       weights_(runs.weights() / 2 + 2 * size_t{runs.size()}) {
     if (!*this) return;
     size_t at = 0;

@@ -11,20 +11,16 @@ constexpr uint8_t kNothing = 0x80;  // a control that gives 0
 /// Bytes of a line.
 struct Span {
     uint64_t first = UINT64_MAX, end = 0;
-    void add(uint64_t from, uint64_t to) {
+    void add(uint64_t from, uint64_t bytes) {
         first = std::min(first, from);
-        end = std::max(end, to);
+        end = std::max(end, from + bytes);
     }
-    bool is_empty() const { return end == 0; }
 };
 
-/// The taps of a destination sample: `count` of those from `start` on, beginning at `first`.
-struct Taps {
+/// A destination sample: its taps, and the slot of the first of them.
+struct Output {
     Runs::Run run;
-    uint64_t start, component;
-    bool has(uint64_t tap) const {
-        return start + tap >= run.first && start + tap < uint64_t{run.first} + run.count;
-    }
+    uint64_t component, slot;
 };
 
 }  // namespace
@@ -44,61 +40,56 @@ WindowTable::WindowTable(Shape shape, Lines lines, uint32_t sample_bytes, uint64
 
 bool WindowTable::place(Lines lines, uint64_t window, uint32_t sample_bytes, uint64_t line_bytes) {
     const uint64_t n = lines.components, slots = 2 * uint64_t{shape_.pairs};
-    const uint64_t in_vector = shape_.vector / shape_.window, lane = window % in_vector;
-    const uint64_t first = window * shape_.outputs,
-                   count = first < lines.samples()
-                               ? std::min<uint64_t>(shape_.outputs, lines.samples() - first)
-                               : 0;
+    const uint64_t in_vector = shape_.vector / shape_.window, lane = window % in_vector,
+                   vector = window / in_vector;
+    const uint64_t first = window * shape_.outputs, samples = lines.samples(),
+                   count =
+                       first < samples ? std::min<uint64_t>(shape_.outputs, samples - first) : 0;
+    Output outputs[16];
+    uint64_t leftmost = UINT64_MAX;
+    for (uint64_t o = 0, pixel = first / n, component = first % n; o < count; ++o) {
+        outputs[o] = {(*lines.runs)[pixel], component, 0};
+        if (++component == n) ++pixel, component = 0;
+        if (outputs[o].run.count != 0)
+            leftmost = std::min<uint64_t>(leftmost, outputs[o].run.first);
+    }
     // Where there are more slots than taps, samples further to the right begin further to the left,
     // so that their taps are nearer to those of the others.
-    Taps taps[16];
-    uint64_t leftmost = UINT64_MAX;
-    for (uint64_t o = 0; o < count; ++o) {
-        taps[o] = {(*lines.runs)[(first + o) / n], 0, (first + o) % n};
-        if (taps[o].run.count != 0) leftmost = std::min<uint64_t>(leftmost, taps[o].run.first);
-    }
-    for (uint64_t o = 0; o < count; ++o) {
-        const uint64_t end = uint64_t{taps[o].run.first} + taps[o].run.count;
-        taps[o].start = std::min<uint64_t>(taps[o].run.first,
-                                           std::max(end > slots ? end - slots : 0, leftmost));
-    }
-    const auto place_of = [&](const Taps& tap, uint64_t k) {
-        return ((tap.start + k) * n + tap.component) * sample_bytes;
+    Span spans[kMostPairs + 1], whole;
+    const auto place_of = [&](const Output& output, uint64_t k) {
+        return ((output.run.first + k) * n + output.component) * sample_bytes;
     };
-    const auto span_of = [&](uint64_t from, uint64_t to) {
-        Span span;
-        for (uint64_t o = 0; o < count; ++o)
-            for (uint64_t k = from; k < to; ++k)
-                if (taps[o].has(k))
-                    span.add(place_of(taps[o], k), place_of(taps[o], k) + sample_bytes);
-        return span;
-    };
-    Span span = span_of(0, slots);
+    for (uint64_t o = 0; o < count; ++o) {
+        const Runs::Run& run = outputs[o].run;
+        if (run.count == 0) continue;
+        outputs[o].slot = std::min<uint64_t>(slots - run.count, uint64_t{run.first} - leftmost);
+        for (uint64_t k = 0; k < run.count; ++k)
+            spans[(outputs[o].slot + k) / 2].add(place_of(outputs[o], k), sample_bytes);
+        whole.add(place_of(outputs[o], 0), sample_bytes);
+        whole.add(place_of(outputs[o], run.count - 1), sample_bytes);
+    }
+    uint64_t bases[kMostPairs + 1];
+    uint8_t* const steps = steps_.get() + vector * shape_.pairs * 2 * shape_.vector;
     for (uint64_t t = 0; t < shape_.pairs; ++t) {
-        if (!shape_.shared) span = span_of(2 * t, 2 * t + 2);
-        if (!span.is_empty() && span.end - span.first > shape_.window) return false;
-        const uint64_t base = span.is_empty() ? 0 : std::min(span.first, line_bytes - shape_.window);
-        const uint64_t vector = window / in_vector;
+        const Span& span = shape_.shared ? whole : spans[t];
+        if (span.end > span.first && span.end - span.first > shape_.window) return false;
+        bases[t] = span.end == 0 ? 0 : std::min(span.first, line_bytes - shape_.window);
         offsets_[(shape_.shared ? vector : vector * shape_.pairs + t) * in_vector + lane] =
-            static_cast<uint32_t>(base);
-        uint8_t* const step = steps_.get() + (vector * shape_.pairs + t) * 2 * shape_.vector;
-        uint8_t* const control = step + lane * shape_.window;
-        uint8_t* const weights = step + shape_.vector + lane * shape_.window;
-        std::memset(control, kNothing, shape_.window);
-        std::memset(weights, 0, shape_.window);
-        for (uint64_t o = 0; o < count; ++o) {
-            for (uint64_t k = 0; k < 2; ++k) {
-                const uint64_t tap = 2 * t + k;
-                if (!taps[o].has(tap)) continue;
-                const uint64_t at = place_of(taps[o], tap) - base, to = 4 * o + 2 * k;
-                for (uint64_t byte = 0; byte < sample_bytes; ++byte)
-                    control[to + byte] = static_cast<uint8_t>(at + byte);
-                const int16_t weight =
-                    taps[o].run.weights[taps[o].start + tap - taps[o].run.first];
-                std::memcpy(weights + to, &weight, sizeof weight);
-            }
-        }
+            static_cast<uint32_t>(bases[t]);
+        uint8_t* const step = steps + t * 2 * shape_.vector + lane * shape_.window;
+        std::memset(step, kNothing, shape_.window);
+        std::memset(step + shape_.vector, 0, shape_.window);
     }
+    for (uint64_t o = 0; o < count; ++o)
+        for (uint64_t k = 0; k < outputs[o].run.count; ++k) {
+            const uint64_t slot = outputs[o].slot + k, t = slot / 2;
+            uint8_t* const control =
+                steps + t * 2 * shape_.vector + lane * shape_.window + 4 * o + slot % 2 * 2;
+            const uint64_t at = place_of(outputs[o], k) - bases[t];
+            for (uint64_t byte = 0; byte < sample_bytes; ++byte)
+                control[byte] = static_cast<uint8_t>(at + byte);
+            std::memcpy(control + shape_.vector, &outputs[o].run.weights[k], sizeof(int16_t));
+        }
     return true;
 }
 

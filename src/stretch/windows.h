@@ -18,6 +18,7 @@ class WindowTable {
         uint32_t pairs;           ///< of taps
         bool shared;              ///< one window for all pairs of taps
     };
+    static constexpr uint32_t kMostPairs = 16;  ///< of a shape; one more where it asks for room
     enum State { kFits, kDoesNotFit, kNoMemory };
 
     /// Fits if each window holds all that its samples need. Windows stay within a line of
@@ -47,14 +48,9 @@ class WindowTable {
     Scratch<uint8_t> steps_;
 };
 
-/// One pair of the band from two lines, as filter_lines does.
-using FilterWindows = void(uint32_t* pair, const void* even, const void* odd,
+/// One pair of the band from two lines, as filter_lines does. What lies `ahead` bytes behind both
+/// is asked for meanwhile.
+using FilterWindows = void(uint32_t* pair, const void* even, const void* odd, uint64_t ahead,
                            const WindowTable& table);
-
-/// One way to do it, and what it asks of the table.
-struct WindowWay {
-    FilterWindows* run;
-    WindowTable::Shape shape;
-};
 
 }  // namespace qmpic

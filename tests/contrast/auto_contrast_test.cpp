@@ -288,7 +288,7 @@ TEST(AutoContrast, LeavesAFlatFloatPicture) {
 }
 
 TEST(AutoContrast, DoesNotTakeAnEmptyHistogramForAFlatOne) {
-    const Counts histo({{}});
+    const Counts histo({Bins{}});
     SQmLutParam param;
     param.uiMinSrc = 99;
     ASSERT_EQ(with_lows(param, histo, nullptr, true, true), QM_OK);

@@ -3,12 +3,14 @@
 #include <array>
 #include <cstdint>
 #include <limits>
+#include <string>
 #include <vector>
 
 #include "contrast/searches.h"
 #include "qmpic/PicBuf.h"
 #include "qmpic/status.h"
 #include "support/cases.h"
+#include "support/levels.h"
 
 // The levels between which a histogram lies.
 
@@ -45,7 +47,12 @@ Levels expected(const Searched& s) {
             s.high_component.value_or(kUntouched)};
 }
 
-TEST(GetHistoRange, MatchesItsDefinition) {
+class GetHistoRangeAtLevel : public testing::TestWithParam<Level> {};
+INSTANTIATE_TEST_SUITE_P(Levels, GetHistoRangeAtLevel, testing::ValuesIn(levels()),
+                         [](const auto& level) { return std::string(name_of(level.param)); });
+
+TEST_P(GetHistoRangeAtLevel, MatchesItsDefinition) {
+    const ForcedLevel forced(GetParam());
     for (uint32_t number = 0; number < 800; ++number) {
         Random random(number);
         const DrawnCounts histo(random);
@@ -113,7 +120,7 @@ TEST(GetHistoRange, FindsNothingBeyondAllPixels) {
 }
 
 TEST(GetHistoRange, FindsNothingInAnEmptyHistogram) {
-    const Counts one({{}}), three({{}, {}, {}}, 12);
+    const Counts one({Bins{}}), three({{}, {}, {}}, 12);
     EXPECT_EQ(range_of(one, 0, 1, 1, 1, false), (Levels{255, 0, 255, kUntouched, kUntouched}));
     EXPECT_EQ(range_of(one, 0, 1, 1, 1, true), (Levels{0, 255, 128, kUntouched, kUntouched}));
     EXPECT_EQ(range_of(three, 0, 3, 1, 1, true), (Levels{0, 4095, 2048, kUntouched, kUntouched}));
@@ -151,6 +158,17 @@ TEST(GetHistoRange, TakesTheHalfOfWhatLiesBelowTheWhiteLevel) {
     const Counts two({{{10, 1}, {200, 1}}, {{20, 2}, {40, 3}}, {{90, 500}}});
     EXPECT_EQ(range_of(two, 0, 2, 0, 0, false), (Levels{10, 200, 20, 0, 0}));
     EXPECT_EQ(range_of(two, 0, 3, 0, 0, false)[2], 90u);
+}
+
+TEST(GetHistoRange, TakesTheHalfFarBehindTheBlackLevel) {
+    // One in each of the 65535 bins below the last: half of 65535 is 32767.
+    Counts histo({Bins{}}, 16);
+    for (uint32_t i = 0; i < 65535; ++i) histo.put(0, i, 1);
+    histo.put(0, 65535, 1000);
+    EXPECT_EQ(range_of(histo, 0, 1, 0, 0, false), (Levels{0, 65535, 32766, 0, 0}));
+    // 64535 of them from 1000 on, half of which is 32267.
+    for (uint32_t i = 0; i < 1000; ++i) histo.put(0, i, 0);
+    EXPECT_EQ(range_of(histo, 0, 1, 0, 0, false), (Levels{1000, 65535, 33266, 0, 0}));
 }
 
 TEST(GetHistoRange, LetsTheFirstComponentThatReachesTheTargetDecide) {
@@ -200,10 +218,11 @@ TEST(GetHistoRange, LooksAtNoMoreThan65536Bins) {
     }
 }
 
-TEST(GetHistoRange, FindsEveryBin) {
-    Counts histo({{}}, 9);
-    for (uint32_t low = 0; low < 512; ++low) {
-        const uint32_t high = 511 - (low * 7 + 3) % (512 - low);
+TEST_P(GetHistoRangeAtLevel, FindsEveryBin) {
+    const ForcedLevel forced(GetParam());
+    Counts histo({Bins{}}, 10);
+    for (uint32_t low = 0; low < 1024; ++low) {
+        const uint32_t high = 1023 - (low * 7 + 3) % (1024 - low);
         histo.put(0, low, 3), histo.put(0, high, 3);
         ASSERT_EQ(range_of(histo, 0, 1, 0, 0, false), (Levels{low, high, low, 0, 0}));
         histo.put(0, low, 0), histo.put(0, high, 0);

@@ -175,7 +175,7 @@ Values values_of_groups(const SpectralPicture& picture, const Numbers& sizes,
         first += count;
     }
     if (!overlap(shown)) return all;
-    HandMadeSet set(picture.components(), together);
+    ChosenState set(picture.components(), together);
     for (uint32_t i = 0; i < together.size(); ++i) {
         const uint32_t g = group_of[i];
         const double factor =
@@ -294,6 +294,16 @@ TEST(SpectralContrast, WorksWithoutSpectralComponents) {
     EXPECT_EQ(values_of(param, 2), (Values{{{0.0, 50.0}, {255 * (10 / 255.0), 5.0}}}));
 }
 
+TEST(SpectralContrast, OfNoPixelsFindsWhatASearchFindsInNothing) {
+    uint8_t sample = 0;
+    const SQmPicBuf picture{0, 0, 0, 8, 2, 0, &sample};
+    TrueColor param(2, 1, 2, kOnes.data(), 8);
+    const unsigned colors[] = {0xFFFFFF, 0xFFFFFF};
+    ASSERT_EQ(Api::GetAutoContrastSpectralTrueColor(&param, colors, &picture, true, true, 1, 1),
+              QM_OK);
+    EXPECT_EQ(values_of(param, 2), (Values{{{255.0, 50.0}, {0.0, 1.0}}}));
+}
+
 TEST(SpectralContrast, NumbersFurtherChannelsOnFromOne) {
     Random random(1);
     const SpectralPicture picture(3, 8, {100, 5, 17, 100, 85, 51, 100, 9, 18}, random);
@@ -405,11 +415,28 @@ TEST(SpectralContrast, BringsOverlappingGroupsToWhatTheirSumNeeds) {
     EXPECT_EQ(param.GetOffset(1), 0.0);
 }
 
+TEST(SpectralContrast, KnowsAnOverlapInEveryPrimary) {
+    Random random(1);
+    const SpectralPicture picture(2, 8, Numbers{40, 51}, random);
+    Grouped param(2, kOnes.data(), 2, 2, 2, kOnes.data(), 8);
+    for (const uint32_t first : {0u, 8u, 16u})
+        for (const uint32_t second : {0u, 8u, 16u}) {
+            param.SetColor(0, 0xFFu << first);
+            param.SetColor(1, 0xFFu << second);
+            ASSERT_EQ(
+                Api::GetAutoContrastSpectralGrouped(&param, &picture.record, false, false, 0, 0),
+                QM_OK);
+            // Both groups reach 510 by themselves, and twice that together.
+            EXPECT_NEAR(param.GetGain(1), first == second ? 10 / 4.0 : 10, 1e-5)
+                << first << ' ' << second;
+        }
+}
+
 // ----- Refusals ----------------------------------------------------------------------------------
 
 TEST(SpectralContrast, RefusesWhatIsMissingOrDoesNotFit) {
     Random random(1);
-    const SpectralPicture picture(2, 8, {1, 2}, random);
+    const SpectralPicture picture(2, 8, Numbers{1, 2}, random);
     const unsigned colors[] = {0xFF, 0xFF};
     TrueColor param(2, 1, 2, kOnes.data(), 8);
     CustomColor custom(1, 1, 2, 2, kOnes.data(), 8);

@@ -110,7 +110,7 @@ TEST(GetAutoContrastMCH, RefusesWhatItCannotSearch) {
     const Counts histo({{{60, 1}, {90, 1}}, {{50, 1}, {120, 1}}});
     const Histo empty;
     const unsigned sizes[] = {1, 2};
-    CQmLutParamMCH param(2, 3, sizes, 8), without(2, 2, nullptr, 8);
+    CQmLutParamMCH param(2, 3, sizes, 8), without, zeros(2, 2, nullptr, 8);
     const auto get = [](CQmLutParamMCH* p, const SQmHisto* h) {
         return Api::GetAutoContrastMCH(p, h, true, true, 0, 0);
     };
@@ -120,6 +120,7 @@ TEST(GetAutoContrastMCH, RefusesWhatItCannotSearch) {
     EXPECT_TRUE(param.IsUnit());
     ASSERT_EQ(without.puiComp, nullptr);
     EXPECT_EQ(get(&without, &histo), QM_BAD_BUFFER);
+    EXPECT_EQ(get(&zeros, &histo), QM_BAD_BUFFER) << "0 - 1 is no end";
     // Channels are set one after the other until one fails; the end of the second is within.
     EXPECT_EQ(get(&param, &histo), QM_OK);
     EXPECT_EQ(levels_of(param, 2), (Levels{60, 90, 50, 120}));

@@ -856,15 +856,6 @@ TEST(MapComponentsMToN, LeavesNullPicturesAlone) {
     EXPECT_EQ(d, Bytes(64, 9));
 }
 
-TEST(MapComponentsMToN, TakesNoParametricSetYet) {
-    AnySet set(2, 12, 3, 8);
-    SQmLut::SQmParam params[2] = {};
-    set.lut.pParams = params;
-    Bytes d(64, 9), s(64);
-    EXPECT_EQ(many_to_three(set.lut, 3, 8, 2, 12, d.data(), s.data()), -2);
-    EXPECT_EQ(d, Bytes(64, 9));
-}
-
 /// The kernel of a format, called by hand, writes what the entry writes.
 void same_as(CompositionKernel* kernel, uint32_t components, uint32_t src_bpc, uint32_t dst_bpc,
              bool over, bool under) {

@@ -76,7 +76,7 @@ class OwnColours {
 
   private:
     static void keep_usual() {
-        for (const uint8_t transparency : {1, 2}) {
+        for (const uint8_t transparency : {uint8_t{1}, uint8_t{2}}) {
             const Colours colours = Colours::usual(transparency);
             uint8_t d[3] = {}, value = 1;
             Api::BlendColorWithAnnotationEx(d, 3, &value, 1, 8, 1, 1, 1, 0, transparency,

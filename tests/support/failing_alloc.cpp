@@ -1,5 +1,8 @@
 #include "support/failing_alloc.h"
 
+#include <malloc.h>
+
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
@@ -11,7 +14,23 @@ constinit thread_local FailingAlloc* armed = nullptr;
 constinit thread_local bool watches = false;
 constinit std::atomic<bool> watched{false};
 constinit std::atomic<uint32_t> elsewhere{0};
+
+constinit std::atomic<bool> weighs{false};
+constinit std::atomic<int64_t> held{0}, most{0};
+
+void note_held(int64_t bytes) {
+    const int64_t now = held.fetch_add(bytes) + bytes;
+    for (int64_t before = most; now > before && !most.compare_exchange_weak(before, now);) {
+    }
+}
 }  // namespace
+
+PeakMemory::PeakMemory() {
+    held = most = 0;
+    weighs = true;
+}
+PeakMemory::~PeakMemory() { weighs = false; }
+uint64_t PeakMemory::bytes() const { return static_cast<uint64_t>(most.load()); }
 
 WatchedThreads::WatchedThreads() {
     watches = true;
@@ -54,11 +73,17 @@ void note_thread() {
     if (watched.load(std::memory_order_relaxed) && !watches) ++elsewhere;
 }
 
+int64_t size_of(void* block) { return static_cast<int64_t>(malloc_usable_size(block)); }
+bool is_weighed(void* block) {
+    return qmpic::test::weighs.load(std::memory_order_relaxed) && block != nullptr;
+}
+
 template <class Real>
 void* allocate(size_t size, Real real) {
     note_thread();
-    if (armed == nullptr) return real();
-    void* const p = armed->refuses(size) ? nullptr : real();
+    void* const p = armed != nullptr && armed->refuses(size) ? nullptr : real();
+    if (is_weighed(p)) qmpic::test::note_held(size_of(p));
+    if (armed == nullptr) return p;
     if (p == nullptr)
         errno = ENOMEM;
     else
@@ -90,16 +115,19 @@ QM_HEAP int posix_memalign(void** block, size_t alignment, size_t size) noexcept
 }
 QM_HEAP void free(void* p) noexcept {
     if (armed != nullptr && p != nullptr) armed->note_gone();
+    if (is_weighed(p)) qmpic::test::note_held(-size_of(p));
     __libc_free(p);
 }
 QM_HEAP void* realloc(void* old, size_t size) noexcept {
     note_thread();
-    if (armed == nullptr) return __libc_realloc(old, size);
-    if (armed->refuses(size)) {
+    if (armed != nullptr && armed->refuses(size)) {
         errno = ENOMEM;
         return nullptr;
     }
+    const int64_t before = is_weighed(old) ? size_of(old) : 0;
     void* const p = __libc_realloc(old, size);
+    if (is_weighed(p)) qmpic::test::note_held(size_of(p) - before);
+    if (armed == nullptr) return p;
     if (old == nullptr && p != nullptr) armed->note_new();
     if (old != nullptr && p == nullptr && size == 0) armed->note_gone();
     return p;

@@ -72,6 +72,17 @@ class WatchedThreads {
     uint32_t allocations() const;
 };
 
+/// What all threads together hold at most of what they allocate while this lives, in bytes that the
+/// heap gives. Blocks of before that are released meanwhile are taken away. One at a time.
+class PeakMemory {
+  public:
+    PeakMemory();
+    ~PeakMemory();
+    PeakMemory(const PeakMemory&) = delete;
+    PeakMemory& operator=(const PeakMemory&) = delete;
+    uint64_t bytes() const;
+};
+
 /// What becomes of `call()`, which gives a code, when its n-th allocation fails.
 template <class Call>
 Outcome with_failing(uint32_t nth, FailingAlloc::Until until, Call call) {
