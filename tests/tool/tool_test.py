@@ -1235,7 +1235,10 @@ class Failures(Case):
         made = {"pgm": pnm(random_rows(40, 30, 1, 4095), 4095), "ppm": pnm(rgb, 255),
                 "png": png(rows, 16, RGB), "palette.png": png(
                     random_rows(9, 9, 1, 3), 2, PALETTE, chunk(b"PLTE", bytes(range(12)))),
-                "pages.tif": tiff(*(page(random_rows(9, 9, 1, 99, s), 8) for s in range(3)))}
+                "pages.tif": tiff(*(page(random_rows(9, 9, 1, 99, s), 8) for s in range(3))),
+                "float.tif": float_tiff(rows, strip=7),
+                "float-tiles.tif": float_tiff(rows, ">", planar=True, tile=(16, 16),
+                                              compression=LZW)}
         for compression in [NONE, LZW, DEFLATE, PACKBITS]:
             made[f"{compression}.tif"] = tiff(page(rows, 12, compression=compression, strip=7))
             made[f"{compression}-tiles.tif"] = tiff(

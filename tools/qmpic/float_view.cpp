@@ -121,7 +121,7 @@ std::vector<Levels> float_levels(const Picture& picture, const Percents& left_ou
                       low + params.GetCompMaxSrcDbl(c) * width};
         if (!(static_cast<float>(levels.low) < static_cast<float>(levels.high)))
             levels = {low, low + width};
-        if (width == 0) levels.high = low + std::max(1.0, std::abs(low));
+        if (width == 0) levels.high = std::min(low + std::max(1.0, std::abs(low)), double{FLT_MAX});
         found.push_back(levels);
     }
     return found;

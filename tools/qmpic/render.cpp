@@ -305,10 +305,11 @@ std::function<void()> declare_render(CLI::App& app) {
     for (CLI::Option* option : {channels, colours, levels, automatic, minmax, gamma, lut})
         load->excludes(option);
     CLI::Option* spectral =
-        app.add_option("--spectral", options->spectral,
-                       "Sum the components in the colours of their light: component I has START + "
-                       "I STEP nanometres, or that of line I of a file. One gamma; levels are those "
-                       "of the sums, with --minmax 0 and the greatest sum")
+        app.add_option(
+               "--spectral", options->spectral,
+               "Sum the components in the colours of their light: component I has START + "
+               "I STEP nanometres, or that of line I of a file. One gamma; levels are those "
+               "of the sums, with --minmax 0 and the greatest sum")
             ->type_name("START:STEP|FILE");
     for (CLI::Option* option : {colours, levels, lut, save, load}) spectral->excludes(option);
     add_screen(app, options->screen);

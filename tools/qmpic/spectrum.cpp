@@ -81,8 +81,8 @@ void make_spectral_tables(SQmLut& lut, const Picture& picture, std::vector<Colou
     check(SQmPicBufAPI_Base::GetAutoContrastSpectralTrueColor(
               &params, colours.data(), &record, search, search, percents.low, percents.high),
           "no levels");
-    // What was measured is the sum divided by the number of bands, on a scale of 0 to 255; an offset
-    // is one of samples.
+    // What was measured is the sum divided by the number of bands, on a scale of 0 to 255; an
+    // offset is one of samples.
     params.SetOffset(0, params.GetOffset(0) * top_of(record.uiBpc) / 255);
     params.dGamma = gamma;
     check(SQmPicBufAPI_Base::CreateLutsSpectralTrueColor(&lut, &params, colours.data(), bands),
