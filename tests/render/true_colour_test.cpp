@@ -469,24 +469,6 @@ TEST(TrueColour, RefusesASetForAnotherPicture) {
     EXPECT_EQ(row.code, QM_REJECTED);
 }
 
-TEST(TrueColour, ThroughAParametricSetIsNotThereYet) {
-    SQmLut many, one;
-    ASSERT_EQ(SQmLut::Alloc(many, 8, 3, 8, 3), QM_OK);
-    SQmLut::ReinitParametric(many);
-    Bytes row{{1, 2, 3}, 3, 8};
-    EXPECT_EQ(row.through(&many), (Cells{0xA5, 0xA5, 0xA5}));
-    EXPECT_EQ(row.code, QM_NO_KERNEL);
-    many.rmComponents.SetMask(2);  // nor is one of its channels looked up
-    EXPECT_EQ(row.through(&many), (Cells{0xA5, 0xA5, 0xA5}));
-    EXPECT_EQ(row.code, QM_NO_KERNEL);
-    one.ucSrcBpc = 8, one.ucComponents = 1, one.ucDstBpc = 8, one.ucDstComponents = 3;
-    one.rmComponents = CQmRangeMask(192, 0, 191, 1);
-    SQmLut::ReinitParametric(one);  // has no tables
-    Bytes single{{1}, 1, 8};
-    single.through(&one);
-    EXPECT_EQ(single.code, QM_REJECTED);
-}
-
 TEST(TrueColour, ThrowsWithoutMemoryForTheBytesAndLeavesTheDestination) {
     if (!FailingAlloc::kWorks) GTEST_SKIP() << "a sanitizer watches the heap";
     const std::vector<uint16_t> src(64 * 64, 4095);
