@@ -31,6 +31,7 @@ int linear(const GuardedPicture& d, const GuardedPicture& s, const WindowAxis& x
                                x.flip, y.flip);
 }
 
+#ifndef QMPIC_SHIPPED
 /// A reduction of more than 2, by a little or much, and a window of it.
 WindowAxis draw_reduction(Random& random, uint32_t source, uint32_t most) {
     const uint32_t half = (source - 1) / 2;
@@ -49,7 +50,6 @@ WindowAxis draw_reduction(Random& random, uint32_t source, uint32_t most) {
     return axis;
 }
 
-#ifndef QMPIC_SHIPPED
 
 TEST(StretchBlocks, AreMeansOfSomeSamplesAtAnyReduction) {
     for (const Level level : levels()) {
