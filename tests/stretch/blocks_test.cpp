@@ -50,7 +50,6 @@ WindowAxis draw_reduction(Random& random, uint32_t source, uint32_t most) {
     return axis;
 }
 
-
 TEST(StretchBlocks, AreMeansOfSomeSamplesAtAnyReduction) {
     for (const Level level : levels()) {
         SCOPED_TRACE(name_of(level));
