@@ -69,7 +69,7 @@ Levels levels_of(const cv::Mat& picture, int channel, int bins) {
 struct PeerShown {
     cv::Mat rendered, screen, mask, colour, blended;
     explicit PeerShown(const Shown& shown)
-        : rendered(wrap(shown.edge, CV_8UC3, nullptr).size(), CV_8UC3),
+        : rendered(static_cast<int>(shown.edge), static_cast<int>(shown.edge), CV_8UC3),
           screen(static_cast<int>(shown.screen.edge), static_cast<int>(shown.screen.edge), CV_8UC3),
           mask(screen.size(), CV_8UC1),
           colour(screen.size(), CV_8UC3,
@@ -85,7 +85,7 @@ struct PeerShown {
     void finish() {
         cv::resize(rendered, screen, screen.size(), 0, 0, cv::INTER_AREA);
         const double alpha = kMaskAlpha / 255.0;
-        cv::addWeighted(colour, alpha, screen, 1 - alpha, 0, blended);
+        cv::addWeighted(colour, alpha, screen, 1 - alpha, -0.499, blended);  // cut, too
         blended.copyTo(screen, mask);
     }
 };
@@ -118,8 +118,8 @@ struct PeerChannels {
                 cv::applyColorMap(bytes, c == 0 ? merged : colour, maps[c]);
                 if (c == 0) continue;
                 cv::multiply(merged, colour, product, 1.0 / 255);
-                cv::add(merged, colour, merged);  // saturates where the product would take off
-                cv::subtract(merged, product, merged);
+                cv::subtract(colour, product, colour);
+                cv::add(merged, colour, merged);
             }
         }
     }

@@ -114,8 +114,8 @@ void peer(const cv::Mat& to, const cv::Mat& from, const Set& set) {
             cv::applyColorMap(bytes, c == 0 ? merged : colour, colours[i]);
             if (c == 0) continue;
             cv::multiply(merged, colour, product, 1.0 / 255);
-            cv::add(merged, colour, merged);  // saturates where the product would take off
-            cv::subtract(merged, product, merged);
+            cv::subtract(colour, product, colour);
+            cv::add(merged, colour, merged);
         }
     }
 }
