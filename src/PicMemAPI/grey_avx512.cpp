@@ -1,14 +1,9 @@
 #include "PicMemAPI/grey_avx512.h"
 
-#ifndef __clang__  // GCC 12's own header starts results from a variable that it leaves unset
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#endif
-#include <immintrin.h>
-
 #include <array>
 #include <cstddef>
 
+#include "core/intrinsics.h"
 #include "core/isa.h"
 
 // Pixels of three are taken apart with few shuffles, those of four not at all. Rows end in a masked

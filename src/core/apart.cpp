@@ -1,14 +1,9 @@
 #include "core/apart.h"
 
-#ifndef __clang__  // GCC 12's own header starts results from a variable that it leaves unset
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#endif
-#include <immintrin.h>
-
 #include <algorithm>
 #include <array>
 
+#include "core/intrinsics.h"
 #include "core/isa.h"
 
 #define QM_INLINE gnu::always_inline, QM_TARGET_AVX512

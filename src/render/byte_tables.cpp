@@ -1,10 +1,7 @@
 #include "render/byte_tables.h"
 
-#define _Bool bool  // the C library's header is C
-#include <sys/platform/x86.h>
-#undef _Bool
-
 #include "core/isa.h"
+#include "core/processor.h"
 
 namespace qmpic {
 namespace {

@@ -1,19 +1,11 @@
 #include "render/composition_gathers.h"
 
-#define _Bool bool  // the C library's header is C
-#include <sys/platform/x86.h>
-#undef _Bool
-
-#ifndef __clang__  // GCC 12's own header starts results from a variable that it leaves unset
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#endif
-#include <immintrin.h>
-
 #include <algorithm>
 
+#include "core/intrinsics.h"
 #include "core/isa.h"
 #include "core/prefetch.h"
+#include "core/processor.h"
 
 // Sixteen pixels at a time: their samples are picked out of two registers, their colours stay in
 // registers until they are merged, and nothing but the result is written. A row ends in a masked

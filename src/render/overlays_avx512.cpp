@@ -1,12 +1,6 @@
-#include "render/overlay_blend.h"
-
-#ifndef __clang__  // GCC 12's own header starts results from a variable that it leaves unset
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#endif
-#include <immintrin.h>
-
 #include "PicMemAPI/bit_words.h"
+#include "core/intrinsics.h"
+#include "render/overlay_blend.h"
 
 // Every processor with AVX-512 spreads bits in one fast instruction.
 

@@ -1,11 +1,6 @@
-#ifndef __clang__  // GCC 12's own header starts results from a variable that it leaves unset
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#endif
-#include <immintrin.h>
-
 #include <cstring>
 
+#include "core/intrinsics.h"
 #include "stretch/filter_levels.h"
 
 #define QM_TARGET_COLUMNS gnu::target("avx512f,avx512bw,avx512vl,avx512dq")

@@ -1,9 +1,4 @@
-#ifndef __clang__  // GCC 12's own header starts results from a variable that it leaves unset
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#endif
-#include <immintrin.h>
-
+#include "core/intrinsics.h"
 #include "core/prefetch.h"
 #include "stretch/filter_levels.h"
 

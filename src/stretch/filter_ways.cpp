@@ -1,10 +1,7 @@
 #include "stretch/filter_ways.h"
 
-#define _Bool bool  // the C library's header is C
-#include <sys/platform/x86.h>
-#undef _Bool
-
 #include "core/isa.h"
+#include "core/processor.h"
 #include "stretch/filter_levels.h"
 
 namespace qmpic {
