@@ -38,6 +38,13 @@ class NoPredefLuts {
     std::vector<SQmLut::SQmExtendedLut*>* extended_;
 };
 
+/// The lists are there, whichever thread asks first: the library leaves it to its callers that only
+/// one makes them.
+inline void make_predef_luts() {
+    static const int made = SQmLut::InitPredefLuts();
+    static_cast<void>(made);
+}
+
 /// The lists, and no extended tables before and after.
 struct PredefLuts {
     PredefLuts() {

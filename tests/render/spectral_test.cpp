@@ -4,7 +4,6 @@
 #include <omp.h>
 
 #include <cstring>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -98,11 +97,6 @@ Cells shown(const std::vector<uint64_t>& pixel, const ParametricSet& set, const 
 
 // ----- Cases -------------------------------------------------------------------------------------
 
-void make_predefined_tables() {
-    static std::once_flag once;
-    std::call_once(once, [] { SQmLut::InitPredefLuts(); });
-}
-
 std::vector<uint8_t> random_block(uint32_t components, uint32_t dst_bits, uint32_t dst_bpc,
                                   Random& random) {
     std::vector<uint8_t> block;
@@ -116,7 +110,7 @@ std::vector<uint8_t> random_block(uint32_t components, uint32_t dst_bits, uint32
 }
 
 void check(const Spec& spec, Round round) {
-    make_predefined_tables();
+    make_predef_luts();
     Random& random = round.random;
     const uint32_t components = random(0, 9) == 0 ? 200 : random.components();
     const uint32_t bpc = round.in_turn(depths(spec.src_bits));
