@@ -9,6 +9,7 @@
 #include <cstring>
 #include <vector>
 
+#include "lut/predefined_lists.h"
 #include "qmpic/Lut.h"
 #include "qmpic/PicBuf.h"
 #include "qmpic/PredefLuts.h"
@@ -100,12 +101,6 @@ inline Table toward(uint32_t color, const Values& values, uint32_t dst_bpc = 8) 
         rows.push_back(row);
     }
     return rows;
-}
-
-/// The lists of tables, by whoever comes first: cases run in many threads.
-inline void make_lists() {
-    static const int made = SQmLut::InitPredefLuts();
-    ASSERT_EQ(made, QM_OK);
 }
 
 /// The 768 bytes that an index stands for: 255 the custom table, else those of the list, whose

@@ -130,7 +130,7 @@ uint32_t random_gradient(Random& random) {
 }
 
 void check_channels(Round round, bool wide) {
-    make_lists();
+    make_predef_luts();
     Random& random = round.random;
     Call call{};
     call.dst_bpc = wide ? random(9, 16) : 8;
@@ -354,7 +354,7 @@ TEST(CreateLutsMCH, GivesBlackWhereLevelsAreEqual) {
 }
 
 TEST(CreateLutsMCH, TakesGradientsOf0AndAbove255ForNone) {
-    make_lists();
+    make_predef_luts();
     SQmLutParam param;
     for (const unsigned gradient : {0u, 256u, 300u, 0xFFFFFFFFu}) {
         param.uiGradient = gradient;
@@ -372,7 +372,7 @@ TEST(CreateLutsMCH, TakesGradientsOf0AndAbove255ForNone) {
 }
 
 TEST(CreateLutsMCH, WeighsTheColoursOfTables) {
-    make_lists();
+    make_predef_luts();
     SQmLutParam param;
     const auto nan = std::nan("");
     unsigned colors[] = {0, 0, 0, 0, 0}, gradients[] = {0, 0, 0, 0, 0};  // greys
@@ -394,7 +394,7 @@ TEST(CreateLutsMCH, WeighsTheColoursOfTables) {
 }
 
 TEST(CreateLutsMCH, LetsTheLastComponentFillTheOneTableOfGreyScale) {
-    make_lists();
+    make_predef_luts();
     SQmLutParam param;
     param.uiGradient = 1;
     param.sLutDataSpectral.uiSpectralColorMode = kGreyScale;
@@ -418,7 +418,7 @@ TEST(CreateLutsMCH, LetsTheLastComponentFillTheOneTableOfGreyScale) {
 }
 
 TEST(CreateLutsMCH, LeavesWideCellsOfGreyScaleAlone) {
-    make_lists();
+    make_predef_luts();
     SQmLutParam param;
     param.uiGradient = 1;
     param.sLutDataSpectral.uiSpectralColorMode = kGreyScale;
@@ -430,7 +430,7 @@ TEST(CreateLutsMCH, LeavesWideCellsOfGreyScaleAlone) {
 }
 
 TEST(CreateLutsMCH, SetsBit0ForTheTableOfOneComponent) {
-    make_lists();
+    make_predef_luts();
     struct {
         unsigned gradient;
         unsigned comps;
@@ -526,7 +526,7 @@ TEST(CreateLutsMCH, ReportsASourceThatFitsNowhere) {
 }
 
 TEST(CreateLutsMCH, DropsParametricStateOfAnotherNumber) {
-    make_lists();
+    make_predef_luts();
     SQmLutParam param;
     SQmLut lut;
     ASSERT_EQ(Api::CreateLutsSpectral(&lut, &param, nullptr, 2, 2, 1.0), QM_OK);
@@ -542,7 +542,7 @@ TEST(CreateLutsMCH, DropsParametricStateOfAnotherNumber) {
 
 TEST(CreateLutsMCH, AllocatesNothingWhenTheShapeStays) {
     if (!FailingAlloc::kWorks) GTEST_SKIP() << "a sanitizer watches the heap";
-    make_lists();
+    make_predef_luts();
     std::vector<unsigned> colors(32, 0xFF8040), gradients(32, 3);
     for (const unsigned comps : {1u, 4u, 32u})
         for (const unsigned gradient : {0u, 7u})
@@ -600,7 +600,7 @@ TEST(CreateLutsMCHDst16bit, ShiftsColoursToTheWidthOfTheCells) {
 }
 
 TEST(CreateLutsMCHDst16bit, WidensTheColoursOfTables) {
-    make_lists();
+    make_predef_luts();
     SQmLut lut;
     SQmLutParam param;
     param.uiGradient = 2;  // begins with red 40: 40 * 4096 / 256
@@ -625,7 +625,7 @@ TEST(CreateLutsMCHDst16bit, RampsWithoutParameters) {
 // ----- One channel -------------------------------------------------------------------------------
 
 TEST(CreateLutsMono, LeavesTheMask) {
-    make_lists();
+    make_predef_luts();
     SQmLutParam param;
     param.uiGradient = 3;
     unsigned color = 0x0000FF;

@@ -41,7 +41,7 @@ int create(SQmLut& lut, CQmLutParamMCH& param, std::vector<unsigned> colors) {
 }
 
 void check_channels(Round round) {
-    make_lists();
+    make_predef_luts();
     Random& random = round.random;
     const uint32_t bpc =
         round.in_turn(std::vector<uint32_t>{8, 12, 10, 9, 8, 11, 13, 8, 12, 10, 9, 16});
@@ -151,7 +151,7 @@ TEST(CreateLutsMCHTyped, TakesNoColoursOrNoComponentsForOneOfWhite) {
 }
 
 TEST(CreateLutsMCHTyped, HasATableForOneComponentAlone) {
-    make_lists();
+    make_predef_luts();
     Mch one({1}, 8), two({1, 1}, 8);
     SQmLut lut;
     for (const int gradient : {2, 255, 0, -1, 256}) {
@@ -359,7 +359,7 @@ double scale_of(double scale) { return scale > 0 ? scale : 1.0; }
 constexpr std::initializer_list<double> kScales = {1.0, 0.75, 16.0, 0.0, -2.0};
 
 TEST(CreateLutsSpectralTrueColor, MatchesAReference) {
-    make_lists();
+    make_predef_luts();
     Random random(7);
     SQmLut lut;  // of any state that the last round left
     for (int round = 0; round < 300; ++round) {
