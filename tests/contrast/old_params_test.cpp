@@ -333,7 +333,7 @@ TEST(OldParameters, GiveNodesTheOffsetOfTheFirstOne) {
     for (const unsigned node : {0u, 1u}) {
         data.SetGain(node, 2.0 + node);
         data.SetOffset(node, 20.0 + node);
-        data.SetCustomColor(node, 0x10 << node);
+        data.SetCustomColor(node, 0x10u << node);
     }
     data.EnableGroup(1, false);
     CustomColor param;
