@@ -194,8 +194,10 @@ void check_annotation(AnnotationCall* call, Round round) {
         for (uint32_t x = 0; x < size.width; ++x) {
             if (random(0, visible) == 0) continue;
             for (uint32_t c = 0; c < 3; ++c) annotation.set(3 * x + c, y, channel(key, c));
-            if (random(0, 9) == 0)  // nearly the key
-                annotation.set(3 * x + random(0, 2), y, random(0, 255));
+            if (random(0, 9) == 0) {  // nearly the key
+                const uint32_t cell = random(0, 2);
+                annotation.set(3 * x + cell, y, random(0, 255));
+            }
         }
     const uint8_t transparency = draw_opacity(random);
     Laid laid{d};
