@@ -282,7 +282,7 @@ std::vector<uint16_t> waves(uint32_t edge) {
         for (uint32_t x = 0; x < edge; ++x)
             for (uint32_t c = 0; c < ChannelFrame::kChannels; ++c)
                 samples.push_back(static_cast<uint16_t>(
-                    2000 + 1900 * std::sin(x / (160.0 + 30 * c)) * std::cos(y / (200.0 - 20 * c))));
+                    2000 + 1900 * std::sin(x / (320.0 + 60 * c)) * std::cos(y / (400.0 - 40 * c))));
     return samples;
 }
 
