@@ -30,7 +30,7 @@ void show(const std::vector<uint16_t>& picture, const SQmLut& lut, std::vector<u
 }
 
 TEST(Frame, TakesAMegabyteBesideItsPicturesAndTables) {
-    if (!FailingAlloc::kWorks) GTEST_SKIP() << "the heap is a sanitizer's";
+    if (!FailingAlloc::kWorks) GTEST_SKIP() << "a sanitizer watches the heap";
     const Processors two(2);
     const int team = omp_get_max_threads();
     omp_set_num_threads(2);

@@ -593,7 +593,7 @@ TEST(UnpackFromBinary, UndoesPacking) {
 // ----- Threads -----------------------------------------------------------------------------------
 
 TEST(UnpackFromBinaryMT, ForksForBytesOfOneComponentAlone) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "the runtime of clang is not watched";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     const uint8_t mask[8] = {};
     uint64_t d[8] = {};
     for (const uint32_t components : {1u, 2u, 3u, 4u, 5u})
@@ -701,7 +701,7 @@ TEST(UnpackFromBinaryMT, CountsRowsInASignedNumberOf32Bits) {
 }
 
 TEST(UnpackFromBinaryMT, OpensNoRegionForNoRows) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "the runtime of clang is not watched";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     const uint8_t mask = 0xFF, value = 1;
     uint8_t d = 7;
     const WatchedRegions regions;

@@ -262,7 +262,7 @@ TEST(MaskOut, WritesNothingBehindARow) {
 }
 
 TEST(BlendAndMask, RunInTheCallingThread) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "regions are not seen";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     std::vector<uint8_t> d(2048 * 6), s = d;
     const WatchedRegions watched;
     blend_two(d.data(), 6, s.data(), 6, table().cells, 3, 8, 1, 2048);

@@ -364,7 +364,7 @@ TEST(CopyComponent, At12BitsStaysInTheCallingThreadBelow1024Rows) {
 }
 
 TEST(CopyComponent, ForksForASinglePixelToo) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "regions are not seen";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     for (const auto& kernel : kCopyComponent) {
         const uint32_t s = 1;
         uint32_t d = 0;
@@ -599,7 +599,7 @@ TEST(CopyComponents, OfOneCopiesAndYetReturnsNoKernelAbove16Bits) {
 }
 
 TEST(CopyComponents, ForkWhenTheCallerSaysSo) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "regions are not seen";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     for (const bool parallel : {false, true})
         for (const auto* lists : {&kCopyComponents, &kCopyComponentsZeroRest})
             for (const auto& kernel : *lists) {
@@ -765,7 +765,7 @@ TEST(MergeComponents, OfOneListIsCopyComponentsOfIt) {
 }
 
 TEST(MergeComponents, ForksAlways) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "regions are not seen";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     for (const auto& kernel : kMergeComponents)
         for (const uint32_t components : {2u, 3u}) {  // two are shuffled, where that is done
             uint16_t d[3] = {};

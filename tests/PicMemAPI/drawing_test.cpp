@@ -563,7 +563,7 @@ void check_distance(Round round) {
 // ----- All of them -------------------------------------------------------------------------------
 
 TEST(Drawing, ForksNothing) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "regions are not seen";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     std::vector<uint8_t> memory(3000 * 3000), got(3000 * 3000);
     const WatchedRegions regions;
     Api::Line(memory.data(), 1, 8, 3000, 3000, memory.size(), 0, 0, 2999, 1500, 4, 1);

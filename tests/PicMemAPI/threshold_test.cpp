@@ -522,7 +522,7 @@ TEST(ThresholdToBinary, CancelledByAnotherThreadLeavesWholeRows) {
 }
 
 TEST(ThresholdToBinary, ForksAlwaysAndThresholdNever) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "the runtime of clang is not watched";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     uint64_t d[4] = {};
     const uint64_t s[4] = {};
     const void* const limits = s;

@@ -225,7 +225,7 @@ TEST(TwoPictureKernels, LeaveAnIncompleteLastRowAlone) {
 }
 
 TEST(TwoPictureKernels, RunInTheCallingThread) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "regions are not seen";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     std::vector<uint8_t> d(2048 * 20), s = d;
     const WatchedRegions watched;
     const auto plain = [&](const auto& list) {

@@ -758,7 +758,7 @@ std::vector<Forking> forking() {
 }
 
 TEST(FloatThreads, AreThoseOfATeamHoweverSmallThePicture) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "regions are not seen";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     for (const Forking& one : forking()) {
         float x = 3;
         const WatchedRegions regions;

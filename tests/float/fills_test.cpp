@@ -195,7 +195,7 @@ TEST(FloatFills, OfRowsWithoutGapsWrapToo) {
 }
 
 TEST(FloatFills, RunInTheCallingThread) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "regions are not seen";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     Floats d(4096);
     const float pixel = 1;
     const WatchedRegions regions;

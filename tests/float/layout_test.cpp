@@ -436,7 +436,7 @@ TEST(FlipVertOfFloats, MovesWholeRowsWithTheirGaps) {
 }
 
 TEST(FloatLayout, DoesNotFork) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "regions are not seen";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     Floats s = numbered(8, 8), d(64 * 4);
     const WatchedRegions regions;
     Api::ZeroPad(d.data(), 16, 16, s.data(), 8, 8, 1);

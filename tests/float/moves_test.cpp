@@ -266,7 +266,7 @@ TEST(FloatMoves, ForkForComponentsAlone) {
 }
 
 TEST(FloatMoves, OfAComponentForkForASinglePixelToo) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "regions are not seen";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     const float s = 1;
     float d = 0;
     const WatchedRegions regions;

@@ -199,7 +199,7 @@ INSTANTIATE_TEST_SUITE_P(Levels, CalculateInTeams, testing::ValuesIn(levels()),
                          [](const auto& level) { return name_of(level.param); });
 
 TEST(Calculate, AsksForAThreadAProcessorAndChangesNoDefault) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "another runtime";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     Random random(4);
     const Large large(1, 8, 500, 400, random);
     const int before = omp_get_max_threads();
@@ -222,7 +222,7 @@ TEST(Calculate, AsksForAThreadAProcessorAndChangesNoDefault) {
 
 // Private bins would cost more than the counting.
 TEST(Calculate, CountsSmallPicturesInTheCallingThread) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "another runtime";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     Random random(5);
     const Large large(3, 16, 64, 64, random);
     const Processors stated(8);

@@ -792,7 +792,7 @@ TEST(LongHistogram, CountsTheSameInEveryWay) {
 }
 
 TEST(LongHistogram, StaysInTheCallingThread) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "regions are watched with GCC's runtime only";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     const std::vector<uint8_t> s(size_t{3} * 1024 * 1024, 9);
     Blocks b(3, 256);
     const WatchedRegions regions;

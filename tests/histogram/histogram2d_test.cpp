@@ -433,7 +433,7 @@ TEST(FloatHistogram2D, MatchesItsFormula) {
 }
 
 TEST(Histogram2D, NeedsNoMemory) {  // for what makes long calls fast
-    if (!FailingAlloc::kWorks) GTEST_SKIP();
+    if (!FailingAlloc::kWorks) GTEST_SKIP() << "a sanitizer watches the heap";
     const std::vector<uint8_t> s(1 << 18, 3);
     std::vector<uint32_t> bins(65536, 0);
     const uint32_t seen = each_failure(
@@ -456,7 +456,7 @@ TEST(Histogram2D, NeedsNoMemory) {  // for what makes long calls fast
 }
 
 TEST(Histogram2D, RunsInTheCallingThread) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP();
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     const std::vector<uint8_t> s(1 << 18, 3);
     std::vector<uint32_t> bins(65536, 0);
     const WatchedRegions regions;

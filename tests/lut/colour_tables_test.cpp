@@ -371,7 +371,7 @@ TEST(MultiColorTableEx, OfMoreThan16SourceBitsDoesNothing) {
 }
 
 TEST(MultiColorTable, ThrowsWithoutMemoryAndLeavesTheSet) {
-    if (!FailingAlloc::kWorks) GTEST_SKIP() << "a sanitizer has the heap";
+    if (!FailingAlloc::kWorks) GTEST_SKIP() << "a sanitizer watches the heap";
     Random random(7);
     std::vector<unsigned> colors(3, 0xFFFFFF);
     Set set(8, 3, 8, 3), src(8, 1, 8, 3);

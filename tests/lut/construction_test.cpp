@@ -567,7 +567,7 @@ TEST(CreateLutsMCH, AllocatesNothingWhenTheShapeStays) {
 }
 
 TEST(CreateLutsMCH, StaysInTheCallingThread) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "another runtime";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     SQmLutParam param;
     std::vector<unsigned> colors(32, 0xFFFFFF);
     SQmLut lut;

@@ -308,7 +308,7 @@ TEST_F(RainbowTables, OfAGradientRefuseDepthsAndIndexes) {
 }
 
 TEST_F(RainbowTables, OfAGradientWithoutMemory) {
-    if (!FailingAlloc::kWorks) GTEST_SKIP() << "a sanitizer has the heap";
+    if (!FailingAlloc::kWorks) GTEST_SKIP() << "a sanitizer watches the heap";
     void* table = &table;
     const auto outcome = with_failing(1, FailingAlloc::kOnce, [&] {
         return SQmLut::CreateGradientTableC1ToC3(table, 8, 1, 0, 1, 0, 1);

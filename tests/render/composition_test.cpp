@@ -747,7 +747,7 @@ TEST(AddedComposition, ShowsTheLowestOverExposedBeforeAllMerging) {
 // ----- Threads and memory ------------------------------------------------------------------------
 
 TEST(CompositionThreads, OnlyWordsToBytesForkAndOnlyWithAllSelected) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "regions are not seen";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     const std::vector<uint8_t> black(256), block(4 * 9), pixels(9 * 2 * 64 * 8);
     const std::vector<const void*> rows(65536, black.data());
     const std::vector<const void*> root(9, rows.data());

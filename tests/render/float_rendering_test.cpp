@@ -672,7 +672,7 @@ TEST(FloatsToTrueColour, NeedAByteAPixelForGreys) {
 }
 
 TEST(FloatRendering, HasATeamOfAllProcessorsWhenTheSetSaysSo) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "regions are not seen";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     ParametricSet lut({param(0, 1, 1, kWhite)});
     const Floats s{1, 1, 1};
     Bytes d(9);

@@ -605,7 +605,7 @@ TEST(Overlays, OfManyThreadsKeepTheirColoursApart) {
 }
 
 TEST(Overlays, ForkNothing) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "regions are not seen";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     constexpr uint32_t kEdge = 1500;
     std::vector<uint8_t> d(size_t{kEdge} * kEdge * 3, 1), other(d.size(), 2);
     const Colours colours = Colours::usual(9);

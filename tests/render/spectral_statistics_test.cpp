@@ -664,7 +664,7 @@ TEST(SpectralHistogram, OfFloatsRefusesNullAlone) {
 // ----- Memory and threads ------------------------------------------------------------------------
 
 TEST(SpectralStatisticsTeam, HasAThreadAProcessor) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "another OpenMP runtime";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     Random random(3);
     Scene scene(12, random, 2, {4, 2});
     Histograms h(256);

@@ -722,7 +722,7 @@ TEST(SpectralRendering, DrawsInPlace) {
 }
 
 TEST(SpectralRendering, AsksForAThreadAProcessorInTheSseMembersAlone) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "another OpenMP runtime";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     ParametricSet set(2, 12, 8);
     const Words s(2 * 16, 5);
     for (const int processors : {2, 3, 8}) {

@@ -318,7 +318,7 @@ TEST(StretchDisplay, ExOfAWholePictureIsTheStretchOfIt) {
 
 // Where pictures of whole numbers are copied, or averaged in blocks.
 TEST(StretchDisplay, OfFloatsFiltersWithoutAStretch) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "regions are not seen";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     const std::vector<float> s(1100 * 1000, 3);
     for (const Mode mode : kModes)
         for (const uint32_t to : {1100u, 300u}) {

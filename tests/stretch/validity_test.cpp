@@ -403,7 +403,7 @@ TEST(StretchWithValidity, OfNothingDoesNothing) {
 }
 
 TEST(StretchWithValidity, ForksForTheFiltersOnly) {
-    if (!WatchedRegions::kWorks) GTEST_SKIP() << "regions are not seen";
+    if (!WatchedRegions::kWorks) GTEST_SKIP() << "only the runtime of GCC is watched";
     const std::vector<float> s(100, 1);
     std::vector<float> d;
     for (const auto& [mode, regions] : {std::pair(kQuick, 0u), {kSpline, 2u}, {kLinear, 2u}}) {
