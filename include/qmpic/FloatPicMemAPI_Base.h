@@ -439,4 +439,12 @@ class QM_API CQmFloatPicMemAPI_Base {
                                          std::uint32_t uiMaskWidthBytes, std::uint32_t uiReservedX,
                                          std::uint32_t uiReservedY, std::uint32_t uiWidth,
                                          std::uint64_t uiSizeInPixels);
+
+    // ----- Focus ---------------------------------------------------------------------------------
+
+    // ----- Colocalization ------------------------------------------------------------------------
+
+    // ----- Tone mapping --------------------------------------------------------------------------
+
+    // ----- Complex pictures ----------------------------------------------------------------------
 };

@@ -831,6 +831,20 @@ class QM_API CQmPicMemAPI_Base {
     static int RecalculateGradientColorsNoInterpolate(unsigned int* colors,
                                                       std::map<double, unsigned int>& nodes,
                                                       double hi, double lo);
+
+    // ----- Constants ----------------------------------------------------------------------------
+
+    // ----- Averages, shading, sums --------------------------------------------------------------
+
+    // ----- Focus --------------------------------------------------------------------------------
+
+    // ----- Colocalization and correlation -------------------------------------------------------
+
+    // ----- Ratio and calcium --------------------------------------------------------------------
+
+    // ----- FRET ---------------------------------------------------------------------------------
+
+    // ----- Acquisition --------------------------------------------------------------------------
 };
 
 /// 10001 arc cosines: entry i is that of 2 * i / 10000 - 1, so entry 0 is pi and entry 10000 is 0.
