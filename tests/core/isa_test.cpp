@@ -14,10 +14,10 @@ namespace qmpic::test {
 namespace {
 
 TEST(Isa, TheLevelAskedForIsTheLevelThatRuns) {
-    for (const Isa isa : levels()) {
-        const ForcedIsa forced(isa);
-        EXPECT_EQ(active_isa(), isa);
-        EXPECT_EQ(on_best_isa([] {}), isa) << name_of(isa);
+    for (const Level level : levels()) {
+        const ForcedLevel forced(level);
+        EXPECT_STREQ(name_of(active_isa()), name_of(level));
+        EXPECT_EQ(on_best_isa([] {}), active_isa()) << name_of(level);
     }
 }
 

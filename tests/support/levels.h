@@ -1,31 +1,26 @@
 #pragma once
 
-#include <string>
+#include <memory>
 #include <vector>
-
-#include "core/isa.h"
 
 namespace qmpic::test {
 
-#ifdef QMPIC_SHIPPED
-// The shipped library hides its level: it runs at the one that it chooses.
-enum class Level { Shipped };
-struct ForcedLevel {
-    explicit ForcedLevel(Level) {}
-};
-inline std::vector<Level> levels() { return {Level::Shipped}; }
-inline const char* name_of(Level) { return "shipped"; }
-#else
-using Level = Isa;
-using ForcedLevel = ForcedIsa;
+/// Levels that tests run at. The shipped library hides its level and runs at the one that it
+/// chooses: that is `Shipped`, and all that there is for it.
+enum class Level { Sse2, Avx2, Avx512, Shipped };
+const char* name_of(Level level);
+
 /// The levels that run here, lowest first. Tests are instantiated for these and no other; the
 /// program prints them, and `--require=avx512` makes it fail where that level is missing.
-inline std::vector<Level> levels() {
-    std::vector<Level> found;
-    for (const Isa isa : {Isa::Sse2, Isa::Avx2, Isa::Avx512})
-        if (isa <= active_isa()) found.push_back(isa);
-    return found;
-}
-#endif
+std::vector<Level> levels();
+
+/// Lowers the level for a scope; one at a time.
+class ForcedLevel {
+  public:
+    explicit ForcedLevel(Level level);
+
+  private:
+    std::shared_ptr<void> forced_;
+};
 
 }  // namespace qmpic::test
