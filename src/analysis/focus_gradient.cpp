@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
 
 #include "analysis/exact_sum.h"
 #include "analysis/focus_kernels.h"
@@ -17,46 +18,52 @@ struct Gradients {
     uint64_t energy = 0;
     ExactSum gradient;
 
-    /// Of pixels with the values v and right neighbours with the values w, none above `top`.
-    void add(const uint16_t* v, const uint16_t* w, uint64_t count, uint32_t top) {
+    /// Of pixels with the values v(i) and right neighbours with the values w(i), none above `top`.
+    template <class V, class W>
+    void add(V v, W w, uint64_t count, uint32_t top) {
         const bool at_once = gradient.has_room(count, uint64_t{top} * top);
         if (at_once && top <= 255)
-            add_in_32_bits<1024>(v, w, count);
+            add_by<1024>(v, w, count);
         else if (at_once && top <= 4095)
-            add_in_32_bits<128>(v, w, count);
+            add_by<256>(v, w, count);
         else
             add_in_64_bits(v, w, count, at_once);
     }
 
   private:
-    /// `most` squares fit into 31 bits.
-    template <uint64_t most>
-    void add_in_32_bits(const uint16_t* v, const uint16_t* w, uint64_t count) {
-        for (uint64_t first = 0; first < count; first += most) {
-            const uint64_t last = std::min(first + most, count);
-            int32_t squares = 0, differences = 0;
-            for (uint64_t i = first; i < last; ++i) {
-                const auto value = static_cast<int16_t>(v[i]);
-                const auto difference = static_cast<int16_t>(w[i] - v[i]);
-                squares += value * value;
-                differences += difference * difference;
-            }
-            energy += static_cast<uint32_t>(squares);
-            gradient.add_total(differences);
-        }
+    /// So many squares at once fit into 32 bits.
+    template <uint64_t most, class V, class W>
+    void add_by(V v, W w, uint64_t count) {
+        uint64_t first = 0;
+        for (; first + most <= count; first += most)
+            add_in_32_bits(v, w, first, std::integral_constant<uint64_t, most>{});
+        add_in_32_bits(v, w, first, count - first);
     }
-    void add_in_64_bits(const uint16_t* v, const uint16_t* w, uint64_t count, bool at_once) {
+    template <class V, class W, class Count>
+    void add_in_32_bits(V v, W w, uint64_t first, Count count) {
+        uint32_t squares = 0, differences = 0;
+        for (uint64_t i = first; i < first + count; ++i) {
+            const auto value = static_cast<int16_t>(v(i));
+            const auto difference = static_cast<int16_t>(w(i) - v(i));
+            squares += static_cast<uint32_t>(value * value);
+            differences += static_cast<uint32_t>(difference * difference);
+        }
+        energy += squares;
+        gradient.add_total(differences);
+    }
+    template <class V, class W>
+    void add_in_64_bits(V v, W w, uint64_t count, bool at_once) {
         uint64_t squares = 0, differences = 0;
         for (uint64_t i = 0; i < count; ++i) {
-            const uint32_t value = v[i];
-            const uint32_t difference = static_cast<uint32_t>(std::abs(w[i] - v[i]));
+            const uint32_t value = v(i);
+            const uint32_t difference = static_cast<uint32_t>(std::abs(w(i) - v(i)));
             squares += value * value;
             differences += difference * difference;
         }
         energy += squares;
         if (at_once) return gradient.add_total(static_cast<int64_t>(differences));
         for (uint64_t i = 0; i < count; ++i) {
-            const double difference = w[i] - v[i];
+            const double difference = w(i) - v(i);
             gradient.add(difference * difference);
         }
     }
@@ -76,6 +83,7 @@ Gradients sum_gradients(RowsFrom from, Area area, Steps steps, Pixel pixel, uint
     on_best_isa([=] {
         constexpr uint64_t kBlock = 1024;
         uint16_t values[kBlock + 1], neighbours[kBlock];
+        const uint16_t *const v = values, *const w = neighbours;
         const uint64_t count = steps.count(area.width), step = steps.x * pixel.samples();
         const uint32_t top = mask & T(-1);
         Gradients local;
@@ -83,16 +91,20 @@ Gradients sum_gradients(RowsFrom from, Area area, Steps steps, Pixel pixel, uint
             for (uint64_t first = 0; first < count; first += kBlock) {
                 const Sample<T>* const s = from.template row<T>(y) + first * step;
                 const uint64_t some = std::min(kBlock, count - first);
-                if (steps.x == 1) {
-                    for (uint64_t i = 0; i <= some; ++i)
-                        values[i] = pixel.mean(s + i * pixel.samples(), mask);
-                    local.add(values, values + 1, some, top);
-                } else {
+                if (steps.x != 1) {
                     for (uint64_t i = 0; i < some; ++i) {
                         values[i] = pixel.mean(s + i * step, mask);
                         neighbours[i] = pixel.mean(s + i * step + pixel.samples(), mask);
                     }
-                    local.add(values, neighbours, some, top);
+                    local.add([=](uint64_t i) { return v[i]; }, [=](uint64_t i) { return w[i]; },
+                              some, top);
+                } else if constexpr (std::is_same_v<Pixel, OneComponent<1>> && sizeof(T) == 2) {
+                    local.add([=](uint64_t i) { return pixel.mean(s + i, mask); },
+                              [=](uint64_t i) { return pixel.mean(s + i + 1, mask); }, some, top);
+                } else {
+                    for (uint64_t i = 0; i <= some; ++i) values[i] = pixel.mean(s + i * step, mask);
+                    local.add([=](uint64_t i) { return v[i]; },
+                              [=](uint64_t i) { return v[i + 1]; }, some, top);
                 }
             }
         *result = local;
