@@ -331,10 +331,12 @@ void show_text(const Series& series) {
     for (std::size_t p = 0; p < series.planes.size(); ++p) {
         std::printf("\n%5zu", p);
         for (std::size_t i = 0; i < series.curves.size(); ++i) {
-            char text[40];
-            std::snprintf(text, sizeof text, "%.6g", series.planes[p].values[i]);
-            std::printf(" %s%15s", series.curves[i].sharpest == p ? "*" : " ",
-                        std::isfinite(series.planes[p].values[i]) ? text : "-");
+            char text[40] = "-";
+            if (std::isfinite(series.planes[p].values[i]))
+                std::snprintf(text, sizeof text, "%s%.6g",
+                              series.curves[i].sharpest == p ? "*" : "",
+                              series.planes[p].values[i]);
+            std::printf("  %15s", text);
         }
     }
     std::puts("\n");
