@@ -130,7 +130,7 @@ Expected multi_scale(const Content& c, int component, const Divisor& divisor) {
         for (uint32_t x = 0; x + 16 < c.width; x += 16, ++anchors)
             for (int k = 0; k < static_cast<int>(c.components); ++k)
                 if (together || k == component)
-                    for (const int d : {1, 2, 4, 8, 16}) {
+                    for (const uint32_t d : {1u, 2u, 4u, 8u, 16u}) {
                         const double p = c.at(x, y, k);
                         a[d] +=
                             std::pow(p - c.at(x + d, y, k), 2) + std::pow(p - c.at(x, y + d, k), 2);
@@ -987,7 +987,7 @@ TEST(NoiseFocus, OfFullScaleIsExact) {
         const ForcedLevel forced(level);
         for (const uint32_t components : {1u, 2u, 3u, 192u})
             for (const int component : {0, -1}) {
-                const uint32_t width = components == 192 ? 9 : 701, height = 5;
+                const uint32_t width = components == 192 ? 64 : 701, height = 5;
                 Bytes bytes;
                 Words words;
                 for (uint32_t y = 0; y < height; ++y)
