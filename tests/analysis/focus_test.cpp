@@ -1143,6 +1143,7 @@ TEST(AutocorrelationFocus, OfFullScaleIsExactInLongRows) {
         // The first product, and one term for each later pair.
         expect(focus(bytes, width, 1, 8, kCorrelation), QM_OK, 2501 * 65025.0 / width);
         expect(focus(words, width, 1, 16, kCorrelation), QM_OK, 2501 * 4294836225.0 / width);
+        expect(focus(Words(width, 65535), width, 1, 16, kCorrelation), QM_OK, 4294836225.0 / width);
     }
 }
 
