@@ -6,6 +6,7 @@
 #include "qmpic/PicMemAPI_Base.h"
 #include "qmpic/export.h"
 #include "qmpic/kernels/float.h"
+#include "qmpic/kernels/focus.h"
 #include "qmpic/kernels/stretch.h"
 #include "qmpic/system/RangeBase.h"
 
@@ -441,6 +442,28 @@ class QM_API CQmFloatPicMemAPI_Base {
                                          std::uint64_t uiSizeInPixels);
 
     // ----- Focus ---------------------------------------------------------------------------------
+
+    /// CQmPicMemAPI_Base::GetFocusCriterium of floats, for three criteria. Samples are made doubles
+    /// before anything is computed, sums are doubles, pixel by pixel.
+    ///
+    /// - FocusGradientPerEnergy: as there, with the mean of all components not cut to whole
+    /// numbers;
+    ///   **the component is not tested**, but for -1 it is an offset in samples.
+    /// - FocusMultiScale: divided by B * 10 for one component of B anchors, by B * uiComponents *
+    /// 10
+    ///   for all; what is no component means all of them.
+    /// - FocusMaxInt: the mean as it is; what is no component means all of them.
+    ///
+    /// @param uiLevelLow, uiLevelHigh not read
+    /// @return 0; also for a width or size of 0, with the result untouched. -2 for other criteria,
+    ///         and with 0.0 written for FocusMultiScale of an edge below 16. -4 for null data and
+    ///         for a step of 0 that is read
+    static int GetFocusCriterium(double* pdResult, int iComponent, const float* pData,
+                                 std::uint32_t uiWidthBytes, std::uint32_t uiComponents,
+                                 std::uint32_t uiStepX, std::uint32_t uiStepY,
+                                 std::uint32_t uiLevelLow, std::uint32_t uiLevelHigh,
+                                 std::uint32_t uiWidth, std::uint64_t uiSizeInPixels,
+                                 CQmPicMemAPI_Base::EQmFocusCriterium eCriterium);
 
     // ----- Colocalization ------------------------------------------------------------------------
 

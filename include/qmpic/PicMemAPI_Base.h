@@ -838,6 +838,42 @@ class QM_API CQmPicMemAPI_Base {
 
     // ----- Focus --------------------------------------------------------------------------------
 
+    /// Measures of sharpness, see qmpic/kernels/focus.h. The numbers of different measures cannot
+    /// be compared with each other.
+    enum EQmFocusCriterium : unsigned {
+        FocusGradientPerEnergy = 0,  ///< root of the horizontal gradients' energy over that of all
+        FocusGradientPerSample = 1,  ///< root of the mean squared horizontal gradient
+        FocusMultiScale = 2,         ///< squared differences at distances of 1, 2, 4, 8, 16
+        FocusImmerkaer = 3,          ///< mean of a noise mask, at several scales
+        FocusMaxInt = 4,             ///< mean, as a share of the greatest value
+        FocusAutocorrelation = 6,    ///< Vollath's F4 along the rows
+    };
+
+    /// How sharp a picture is: the greater the sharper. In the calling thread, without allocations.
+    ///
+    /// FocusAutocorrelation is Vollath's F4 (The influence of the scene parameters and of noise on
+    /// the behaviour of automatic focusing algorithms, Journal of Microscopy 151, 1988) of one
+    /// component along the rows: (sum over rows of p0 * p1 + sum over x from 2 of
+    /// (p[x-1] - p[x-2]) * p[x]) / uiSizeInPixels. 1, 2, 4 gives (2 + 4) / 3. It does not test
+    /// `iComponent`, which is an offset in samples: **-1 is the sample before the row**.
+    ///
+    /// @param pdResult    may be null
+    /// @param iComponent  a component, or -1 for all together; what else is taken differs
+    /// @param uiStepX     pixels from one visited pixel to the next: read by the gradients only
+    /// @param uiStepY     rows likewise: read by the gradients and FocusMaxInt
+    /// @param uiLevelLow, uiLevelHigh scales of FocusImmerkaer, 0 to 5
+    /// @return 0; also for a width or size of 0, with the result untouched. -2 when there is no
+    ///         kernel: FocusImmerkaer takes 8 bits, and words for *any depth above*;
+    ///         FocusMultiScale, FocusMaxInt and FocusAutocorrelation 0 to 8 (bytes) and 9 to 16;
+    ///         everything else, known or not, goes to the gradients, which take 8 to 16, and 32 as
+    ///         floats when there is one component, and refuse unknown criteria with -2. -4 for what
+    ///         a kernel refuses, for null data, and FocusAutocorrelation of a width below 3
+    static int GetFocusCriterium(double* pdResult, int iComponent, const void* pData,
+                                 uint32_t uiWidthBytes, uint32_t uiComponents, uint32_t uiBpc,
+                                 uint32_t uiStepX, uint32_t uiStepY, uint32_t uiLevelLow,
+                                 uint32_t uiLevelHigh, uint32_t uiWidth, uint64_t uiSizeInPixels,
+                                 EQmFocusCriterium eCriterium);
+
     // ----- Colocalization and correlation -------------------------------------------------------
 
     // ----- Ratio and calcium --------------------------------------------------------------------
