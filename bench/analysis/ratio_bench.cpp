@@ -1,5 +1,3 @@
-#include <omp.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -42,8 +40,10 @@ const Table& table() {
 
 // The formula as it stands, pixel by pixel.
 template <class T>
-void plain_ratio(const Picture& d, const Picture& s, int a_offset, int b_offset, double min,
-                 double max) {
+void plain_ratio(const Picture& d, const Picture& s) {
+    constexpr int a_offset = 10, b_offset = 20;
+    volatile double given_min = 0.2, given_max = 1.8;  // as a call would bring them
+    const double min = given_min, max = given_max;
     int top = 255;
     if (sizeof(T) == 2) {
         std::vector<uint16_t> counters(65536);
@@ -74,46 +74,55 @@ void plain_ratio(const Picture& d, const Picture& s, int a_offset, int b_offset,
     }
 }
 
-template <class T>
-void add_ratio(const std::string& name, Ratio16Kernel* run, uint32_t bpc, int threads) {
-    for (const bool plainly : {false, true})
-        add(name + (plainly ? "plain" : ""), [=](uint32_t edge) {
-            const Picture d(kDestination, edge, 3, 8), s(kFirst, edge, 2, 8 * sizeof(T));
-            fill<T>(s, bpc);
-            Job job;
-            job.bytes = d.size() + s.size();
-            job.ours = [=] {
-                if (plainly) return plain_ratio<T>(d, s, 10, 20, 0.2, 1.8);
-                omp_set_num_threads(threads);
-                run(d.data, d.stride(), s.data, 2, s.stride(), edge, d.pixels(), 0, 1, 10, 20, 0.2,
-                    1.8, table().rows.data(), 1);
-            };
-            return job;
-        });
+// A job on bytes or words of `bpc` bits, or floats of the same values.
+template <class T, class Ours>
+MakeJob job(uint32_t bpc, Ours ours, void (*plain)(const Picture&, const Picture&) = nullptr) {
+    return [=](uint32_t edge) {
+        const Picture d(kDestination, edge, 3, 8);
+        Picture s(kFirst, edge, 2, 8 * sizeof(T));
+        static std::vector<uint8_t> memory(uint64_t{2048} * 2048 * 2 * sizeof(T));
+        s.data = memory.data();  // not that of all, which is to keep its content
+        fill<T>(s, bpc);
+        Job job;
+        job.bytes = d.size() + s.size();
+        job.ours = [=] { ours(d, s); };
+        if (plain != nullptr) job.peer = [=] { plain(d, s); };
+        job.peer_name = "plain";
+        return job;
+    };
 }
 
 const bool registered = add_family([] {
-    for (const auto& kernel : kRatio)
-        for (const int threads : {1, 2}) {
-            const std::string name =
-                std::string(kernel.name) + (threads == 1 ? ":" : ":on_2_threads_");
-            if (kernel.source.bits == 8)
-                add_ratio<uint8_t>(name, kernel.run, 8, threads);
-            else
-                add_ratio<uint16_t>(name, kernel.run, 12, threads);
+    for (const auto& kernel : kRatio) {
+        const auto ours = [run = kernel.run](const Picture& d, const Picture& s) {
+            run(d.data, d.stride(), s.data, 2, s.stride(), d.edge, d.pixels(), 0, 1, 10, 20, 0.2,
+                1.8, table().rows.data(), 1);
+        };
+        const std::string name(kernel.name);
+        if (kernel.source.bits == 8) {
+            add(name, job<uint8_t>(8, ours, plain_ratio<uint8_t>));
+        } else {
+            add(name + ":at_12_bits", job<uint16_t>(12, ours, plain_ratio<uint16_t>));
+            add(name, job<uint16_t>(16, ours, plain_ratio<uint16_t>));
         }
-    for (const auto& kernel : kCalcium)
-        add(kernel.name, [run = kernel.run, bits = kernel.source.bits](uint32_t edge) {
-            const Picture d(kDestination, edge, 3, 8), s(kFirst, edge, 2, bits);
-            bits == 8 ? fill<uint8_t>(s, 8) : fill<uint16_t>(s, 12);
-            Job job;
-            job.bytes = d.size() + s.size();
-            job.ours = [=] {
-                run(d.data, d.stride(), s.data, 2, s.stride(), edge, d.pixels(), 0, 1, 10, 20, 0.2,
-                    1, 2, 1, 0.1, 9, 0.01, 10, nullptr);
-            };
-            return job;
-        });
+    }
+    for (const auto& kernel : kCalcium) {
+        const auto ours = [run = kernel.run](const Picture& d, const Picture& s) {
+            run(d.data, d.stride(), s.data, 2, s.stride(), d.edge, d.pixels(), 0, 1, 10, 20, 0.2, 1,
+                2, 1, 0.1, 9, 0.01, 10, nullptr);
+        };
+        add(kernel.name, kernel.source.bits == 8 ? job<uint8_t>(8, ours) : job<uint16_t>(12, ours));
+    }
+    for (const auto& kernel : kRatioFloat)
+        add(kernel.name, job<float>(12, [run = kernel.run](const Picture& d, const Picture& s) {
+                run(d.data, d.stride(), s.data, 2, s.stride(), d.edge, d.pixels(), 0, 1, 10, 20,
+                    0.2, 1.8, 1);
+            }));
+    for (const auto& kernel : kCalciumFloat)
+        add(kernel.name, job<float>(12, [run = kernel.run](const Picture& d, const Picture& s) {
+                run(d.data, d.stride(), s.data, 2, s.stride(), d.edge, d.pixels(), 0, 1, 10, 20,
+                    0.2, 1, 2, 1, 0.1, 9, 0.01, 10);
+            }));
 });
 
 }  // namespace

@@ -17,7 +17,8 @@ enum class Dark { kFullOverSignal, kFull };
 
 template <Dark dark>
 struct RatioHue {
-    double a_offset, b_offset, min, range;
+    float a_offset, b_offset;
+    double min, range;
 
     void operator()(int32_t* k, const float* numer, const float* denom, uint64_t n) const {
         for (uint64_t i = 0; i < n; ++i) {
@@ -25,8 +26,12 @@ struct RatioHue {
             double t = (a / b - min) / range;
             t = t > 0.0 ? t : 0.0;  // NaN too
             t = t > 1.0 ? 1.0 : t;
-            const double in_dark = dark == Dark::kFull || a > 0.0 ? 255.0 : 0.0;
-            k[i] = static_cast<int32_t>(b > 0.0 ? t * 255.0 : in_dark);
+            k[i] = static_cast<int32_t>(t * 255.0);
+        }
+        // A loop of its own: the divisions would be put behind a branch.
+        for (uint64_t i = 0; i < n; ++i) {
+            const int32_t in_dark = dark == Dark::kFull || numer[i] > a_offset ? 255 : 0;
+            k[i] = denom[i] > b_offset ? k[i] : in_dark;
         }
     }
 };
