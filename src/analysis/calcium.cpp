@@ -65,8 +65,9 @@ struct CalciumHue {
 /// Pixels of bytes from which on a table of all pairs is made.
 constexpr uint64_t kTablePays = 1 << 16;
 
-Painter<CalciumHue> painter(float a_offset, float b_offset, const Dye& dye, Ends ends, float top,
-                            const ColourWords& colours) {
+template <Signals signals>
+Painter<CalciumHue, signals> painter(float a_offset, float b_offset, const Dye& dye, Ends ends,
+                                     float top, const ColourWords& colours) {
     return {{a_offset, b_offset, dye, ends}, {a_offset, b_offset, top, true}, colours.data()};
 }
 
@@ -95,8 +96,9 @@ int ca_8(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc, uint32_t uiComp
     // Unlike the others a low end of 0 mirrors the high one.
     const double low = dCaMin != 0 ? std::log10(dCaMin) : high > 0 ? -high : -4.0;
     const ColourWords colours = words_of(colour_scale(pLuts));
-    paint_bytes(kCallingThread, DST, PAIR(uint8_t), area, kTablePays,
-                painter(ucNumOffset, ucDenOffset, DYE, {low, high}, 255.0f, colours));
+    paint_bytes(
+        kCallingThread, DST, PAIR(uint8_t), area, kTablePays,
+        painter<Signals::kWhole>(ucNumOffset, ucDenOffset, DYE, {low, high}, 255.0f, colours));
     return QM_OK;
 }
 
@@ -112,7 +114,7 @@ int ca_16(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc, uint32_t uiCom
     const ColourWords colours = words_of(colour_scale(pLuts));
     // Any signal is full.
     paint(kCallingThread, DST, PAIR(uint16_t), area,
-          painter(usNumOffset, usDenOffset, dye, ends, 1.0f, colours));
+          painter<Signals::kWhole>(usNumOffset, usDenOffset, dye, ends, 1.0f, colours));
     return QM_OK;
 }
 
@@ -128,7 +130,8 @@ int ca_float(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc, uint32_t ui
     const auto pair = PAIR(float);
     const ColourWords colours = words_of(kRainbowScale);
     paint(kCallingThread, DST, pair, area,
-          painter(usNumOffset, usDenOffset, dye, ends, greatest(pair, area), colours));
+          painter<Signals::kFloat>(usNumOffset, usDenOffset, dye, ends, greatest(pair, area),
+                                   colours));
     return QM_OK;
 }
 

@@ -1,3 +1,5 @@
+#include <cmath>
+
 #include "analysis/ratio_kernels.h"
 #include "analysis/two_channels.h"
 #include "analysis/wrapped_histogram.h"
@@ -15,24 +17,75 @@ using namespace qmpic;
 /// What a denominator gives that is not above its offset.
 enum class Dark { kFullOverSignal, kFull };
 
+/// A number that the compiler does not know: limits that it knows become branches in loops, which
+/// then are no vectors.
+template <class T>
+T hidden(T value) {
+    asm("" : "+x"(value));
+    return value;
+}
+
 template <Dark dark>
 struct RatioHue {
     float a_offset, b_offset;
     double min, range;
 
     void operator()(int32_t* k, const float* numer, const float* denom, uint64_t n) const {
-        for (uint64_t i = 0; i < n; ++i) {
-            const double a = double{numer[i]} - a_offset, b = double{denom[i]} - b_offset;
-            double t = (a / b - min) / range;
-            t = t > 0.0 ? t : 0.0;  // NaN too
-            t = t > 1.0 ? 1.0 : t;
-            k[i] = static_cast<int32_t>(t * 255.0);
-        }
-        // A loop of its own: the divisions would be put behind a branch.
+        const double zero = hidden(0.0), one = hidden(1.0);
+        for (uint64_t i = 0; i < n; ++i) k[i] = of_pixel(numer[i], denom[i], zero, one);
+        settle_dark(k, numer, denom, n);
+    }
+    int32_t of_pixel(float numer, float denom, double zero = 0.0, double one = 1.0) const {
+        const double a = double{numer} - a_offset, b = double{denom} - b_offset;
+        double t = (a / b - min) / range;
+        t = t > zero ? t : zero;  // NaN too
+        t = t > one ? one : t;
+        return static_cast<int32_t>(t * 255.0);
+    }
+    /// In a loop of its own: else the divisions would be put behind a branch.
+    void settle_dark(int32_t* k, const float* numer, const float* denom, uint64_t n) const {
         for (uint64_t i = 0; i < n; ++i) {
             const int32_t in_dark = dark == Dark::kFull || numer[i] > a_offset ? 255 : 0;
             k[i] = denom[i] > b_offset ? k[i] : in_dark;
         }
+    }
+};
+
+/// The same of integers, with one division in single precision: pixels that come too near to the
+/// next colour are computed again.
+struct QuickRatioHue {
+    RatioHue<Dark::kFullOverSignal> exact;
+    float factor, start;  ///< 255 / range, 255 * min / range
+    float guard;          ///< how near is too near; above 0.25 all are
+
+    explicit QuickRatioHue(RatioHue<Dark::kFullOverSignal> given)
+        : exact(given),
+          factor(static_cast<float>(255.0 / given.range)),
+          start(static_cast<float>(255.0 * given.min / given.range)),
+          // Half an ulp of each step, of values up to the sum of both, and as much again.
+          guard((std::abs(start) + 256.0f) * 0x1p-20f) {
+        const bool fits = std::abs(factor) > 1e-20f && std::abs(factor) < 1e20f && guard < 0.25f;
+        if (!fits) guard = 1.0f;  // no number, too
+    }
+    void operator()(int32_t* k, const float* numer, const float* denom, uint64_t n) const {
+        if (guard == 1.0f) return exact(k, numer, denom, n);
+        const float low = hidden(0.5f),
+                    high = hidden(255.5f);  // 0 is no limit: below 1 is colour 0
+        int32_t near[kPainted], any = 0;
+        for (uint64_t i = 0; i < n; ++i) {
+            const float a = numer[i] - exact.a_offset, b = denom[i] - exact.b_offset;
+            float u = a * factor / b - start;
+            u = u > low ? u : low;
+            u = u < high ? u : high;
+            k[i] = static_cast<int32_t>(u);
+            const float nearest = (u + 12582912.0f) - 12582912.0f;
+            near[i] = std::abs(u - nearest) <= guard ? 1 : 0;
+        }
+        for (uint64_t i = 0; i < n; ++i) any |= near[i];
+        if (any != 0)
+            for (uint64_t i = 0; i < n; ++i)
+                if (near[i] != 0) k[i] = exact.of_pixel(numer[i], denom[i]);
+        exact.settle_dark(k, numer, denom, n);
     }
 };
 
@@ -58,9 +111,17 @@ struct Range {
     double min, max;
 };
 
-template <Dark dark>
-Painter<RatioHue<dark>> painter(float a_offset, float b_offset, Range range, uint32_t shade,
-                                float top, const ColourWords& colours) {
+Painter<QuickRatioHue, Signals::kWhole> painter(float a_offset, float b_offset, Range range,
+                                                uint32_t shade, float top,
+                                                const ColourWords& colours) {
+    return {QuickRatioHue({a_offset, b_offset, range.min, range.max - range.min}),
+            {a_offset, b_offset, top, (shade & 1) != 0},
+            colours.data()};
+}
+Painter<RatioHue<Dark::kFull>, Signals::kFloat> painter_of_floats(float a_offset, float b_offset,
+                                                                  Range range, uint32_t shade,
+                                                                  float top,
+                                                                  const ColourWords& colours) {
     return {{a_offset, b_offset, range.min, range.max - range.min},
             {a_offset, b_offset, top, (shade & 1) != 0},
             colours.data()};
@@ -81,8 +142,7 @@ int ratio_8(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc, uint32_t uiC
     if (area.rows == 0) return QM_OK;
     const ColourWords colours = words_of(colour_scale(pLuts));
     paint_bytes(kTeam, DST, PAIR(uint8_t), area, kTablePays,
-                painter<Dark::kFullOverSignal>(ucNumOffset, ucDenOffset, {dMin, dMax}, uiShade,
-                                               255.0f, colours));
+                painter(ucNumOffset, ucDenOffset, {dMin, dMax}, uiShade, 255.0f, colours));
     return QM_OK;
 }
 
@@ -101,8 +161,7 @@ int ratio_16(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc, uint32_t ui
     const auto top = static_cast<float>(std::max(levels.upper, 1u));
     const ColourWords colours = words_of(colour_scale(pLuts));
     paint(kTeam, DST, pair, area,
-          painter<Dark::kFullOverSignal>(usNumOffset, usDenOffset, {dMin, dMax}, uiShade, top,
-                                         colours));
+          painter(usNumOffset, usDenOffset, {dMin, dMax}, uiShade, top, colours));
     return QM_OK;
 }
 
@@ -115,8 +174,8 @@ int ratio_float(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc, uint32_t
     const auto pair = PAIR(float);
     const ColourWords colours = words_of(kRainbowScale);
     paint(kTeam, DST, pair, area,
-          painter<Dark::kFull>(usNumOffset, usDenOffset, {dMin, dMax}, uiShade,
-                               greatest(pair, area), colours));
+          painter_of_floats(usNumOffset, usDenOffset, {dMin, dMax}, uiShade, greatest(pair, area),
+                            colours));
     return QM_OK;
 }
 

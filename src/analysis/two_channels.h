@@ -43,9 +43,19 @@ struct ChannelPair {
 };
 
 /// A colour's brightness: the signal s of a pixel among those up to `top`.
+enum class Signals { kWhole, kFloat };
+template <Signals signals>
 struct Shading {
     float a_offset, b_offset, top;
-    bool follows;  ///< else all are as bright as can be
+    bool follows;    ///< else all are as bright as can be
+    float part = 0;  ///< of integers: a little less than 1 / top
+
+    Shading(float a_offset_, float b_offset_, float top_, bool follows_)
+        : a_offset(a_offset_),
+          b_offset(b_offset_),
+          top(top_),
+          follows(follows_),
+          part((1.0f - 0x1p-20f) / top_) {}
 
     float operator()(float a, float b) const {
         float s = 0;
@@ -53,19 +63,26 @@ struct Shading {
         s = b - b_offset > s ? b - b_offset : s;
         return follows && s < top ? s : top;
     }
-    /// c * s / top in single precision. For integers that is the integer division: the product is
-    /// exact, and the quotient is further from the next integer than it is rounded.
+    /// c * s / top, toward zero.
     uint32_t dimmed(uint32_t c, float s) const {
-        const float q = static_cast<float>(static_cast<int32_t>(c)) * s / top;
-        return static_cast<uint32_t>(static_cast<int32_t>(q < 256.0f ? q : 0.0f));
+        const float product = static_cast<float>(static_cast<int32_t>(c)) * s;
+        if constexpr (signals == Signals::kFloat) {
+            const float q = product / top;  // single precision is meant
+            return static_cast<uint32_t>(static_cast<int32_t>(q < 256.0f ? q : 0.0f));
+        } else {
+            // Below 2^24 products are exact. The estimate is the quotient or one less.
+            const auto q = static_cast<int32_t>(product * part);
+            const float rest = product - static_cast<float>(q) * top;
+            return static_cast<uint32_t>(q + (rest >= top));
+        }
     }
 };
 
 /// Pixels as words, three bytes of which are meant.
-template <class Hue>
+template <class Hue, Signals signals>
 struct Painter {
     Hue hue;
-    Shading shading;
+    Shading<signals> shading;
     const uint32_t* colours;
 
     void operator()(uint32_t* words, const float* a, const float* b, uint64_t n) const {
@@ -73,7 +90,11 @@ struct Painter {
         float s[kPainted];
         hue(k, a, b, n);
         for (uint64_t i = 0; i < n; ++i) s[i] = shading(a[i], b[i]);
-        for (uint64_t i = 0; i < n; ++i) words[i] = colours[k[i]];
+        for (uint64_t i = 0; i < n; ++i) {
+            int32_t one = k[i];
+            asm("" : "+r"(one));  // load by load: gathers are slow on many processors
+            words[i] = colours[one];
+        }
         for (uint64_t i = 0; i < n; ++i) {
             const uint32_t w = words[i];
             words[i] = shading.dimmed(w & 255, s[i]) | shading.dimmed(w >> 8 & 255, s[i]) << 8 |
@@ -91,8 +112,8 @@ inline ColourWords words_of(const ColourScale& scale) {
     return words;
 }
 
-template <class T, class Hue>
-void paint(Team team, Dst dst, ChannelPair<T> pair, Area area, Painter<Hue> painter) {
+template <class T, class AnyPainter>
+void paint(Team team, Dst dst, ChannelPair<T> pair, Area area, AnyPainter painter) {
     walk_rows(team, area.rows, [=](RowRange rows) {
         float a[kPainted], b[kPainted];
         uint32_t words[kPainted];
@@ -108,9 +129,9 @@ void paint(Team team, Dst dst, ChannelPair<T> pair, Area area, Painter<Hue> pain
 
 /// The same for bytes, of which there are only 65,536 pairs: large pictures paint each of them once
 /// and look pixels up, if there is memory for a table.
-template <class Hue>
+template <class AnyPainter>
 void paint_bytes(Team team, Dst dst, ChannelPair<uint8_t> pair, Area area, uint64_t from,
-                 Painter<Hue> painter) {
+                 AnyPainter painter) {
     if (area.width * area.rows < from) return paint(team, dst, pair, area, painter);
     const Scratch<uint32_t> table(65536);
     if (!table) return paint(team, dst, pair, area, painter);
