@@ -317,6 +317,45 @@ TEST(Ratio16, OfABlackPictureHasALevelOf1) {
     EXPECT_EQ(ratio(Pixels<uint16_t>(500), kPlain, {0, 2}, 1)[7], (Colour{0, 0, 0}));
 }
 
+TEST(Ratio16, IsTheFormulasWhereRatiosFallOnLimitsBetweenColours) {
+    Random random(9);
+    const Scale scale(random);
+    Pixels<uint16_t> pixels;
+    std::vector<TwoSamples> samples;
+    for (uint32_t k = 0; k <= 255; ++k)
+        for (uint32_t m = 1; m <= 256; m += 5)
+            for (const uint32_t off : {0u, 1u, 0xFFFFu})
+                pixels.push_back(
+                    {static_cast<uint16_t>(k * m + off), static_cast<uint16_t>(255 * m)});
+    for (const auto& p : pixels) samples.push_back({double(p[0]), double(p[1])});
+    // The last ranges are too narrow, or too far from 0, for single precision.
+    for (const Level level : levels())
+        for (const Range range : {Range{0, 1}, Range{1, 0}, Range{0, 0.5}, Range{0.2, 0.7},
+                                  Range{-3, 12}, Range{100, 300}, Range{0.999, 1.001},
+                                  Range{0.5, 0.5 + 1e-9}, Range{0, 1e-30}, Range{0, 1e30}}) {
+            const ForcedLevel forced(level);
+            EXPECT_TRUE(ratio(pixels, kPlain, range, 1, scale) ==
+                        ratio_of(Samples::kWords, samples, samples.size(), kPlain, range, 1, scale))
+                << range.min << " to " << range.max;
+        }
+}
+
+TEST(Ratio16, DividesIntegersTowardZeroForEveryTop) {
+    // Dark pixels of colour 255 are (255, 0, 200): the byte is 255 * signal / top. Of 100 pixels
+    // the brightest is the top.
+    for (const uint32_t top :
+         {1u, 2u, 3u, 254u, 255u, 256u, 4094u, 4095u, 32749u, 65521u, 65535u}) {
+        Pixels<uint16_t> pixels(100, {static_cast<uint16_t>(top), 0});
+        for (uint32_t i = 1; i < 100; ++i)  // on both sides of where a quotient becomes whole
+            pixels[i][0] = static_cast<uint16_t>(std::min(top, (i * 3 * top + i % 2) / 255));
+        const auto out = ratio(pixels, kPlain, {0, 2}, 1);
+        for (uint32_t i = 0; i < 100; ++i)
+            EXPECT_EQ(out[i], (Colour{static_cast<uint8_t>(uint64_t{255} * pixels[i][0] / top), 0,
+                                      static_cast<uint8_t>(uint64_t{200} * pixels[i][0] / top)}))
+                << pixels[i][0] << " of " << top;
+    }
+}
+
 TEST(Ratio16, FindsTheLevelOfLargePicturesToo) {
     // Large enough for the search to look at bright pixels alone: many levels, few, and one that
     // wraps, which a search from a sample does not see coming.
