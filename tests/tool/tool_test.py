@@ -125,7 +125,8 @@ class CommandLine(Case):
 
     def test_help_lists_every_command_with_a_sentence(self):
         self.assertEqual(self.commands(),
-                         ["info", "stats", "histogram", "threshold", "render", "convert", "luts"])
+                         ["info", "stats", "histogram", "threshold", "render", "ratio", "convert",
+                          "luts"])
 
     def test_every_command_has_help_and_wants_a_file(self):
         for command in self.commands():
@@ -138,6 +139,7 @@ class CommandLine(Case):
             self.assert_fails(2, "", command, "a", "b", "c")
             missing = {"render": ["-o", self.out],
                        "convert": ["-o", self.out, "--bits", "8", "--meaning", "shift"],
+                       "ratio": ["-o", self.out, "--numer", "0", "--denom", "1"],
                        "threshold": ["-o", self.out, "--otsu"]}.get(command, [])
             self.assert_fails(2, "--no-such", command, "a", "--no-such", *missing)
             self.assert_fails(1, "No such file", command, self.folder / "none", *missing)
