@@ -39,7 +39,7 @@ class Ratio(Case):
         return [row[LEFT:LEFT + width] for row in rows[TOP:TOP + height]]
 
     def colours(self, lut):
-        told = json.loads(self.run_tool("luts", "--list", "--json").stdout)["tables"]
+        told = json.loads(self.run_tool("luts", "--json").stdout)["tables"]
         table = next(t for t in told if t["name"] == lut)
         return [tuple(bytes.fromhex(c)) for c in table["colors"]]
 
