@@ -154,6 +154,8 @@ class CommandLine(Case):
                            "--minmax", "--gamma", "--lut", "--mark-over", "--mark-under", "--save-view",
                            "--load-view", "--spectral", "--zoom", "--window", "--mode", "--flip",
                            "--overlay", "--overlay-color", "--overlay-alpha"],
+                "ratio": ["-o", "--numer", "--denom", "--background", "--range", "--shade", "--lut",
+                          "--calcium", "--csv", "--mask"],
                 "convert": ["-o", "--bits", "--meaning", "--from-bits", "--levels"]}.items():
             text = self.run_tool(command, "--help").stdout.decode()
             for option in ["--page", "--max-pixels", *options]:

@@ -25,8 +25,13 @@ double place(const ColourBar& bar, double value) {
     return (value - bar.low) / (bar.high - bar.low);
 }
 
+struct Ticks {
+    std::vector<double> values;
+    int decimals = -1;  ///< of all of them; -1: as many as each needs
+};
+
 /// Multiples of 1, 2 or 5 times a power of ten.
-std::vector<double> even_ticks(double low, double high) {
+Ticks even_ticks(double low, double high) {
     const double span = high - low;
     double step = std::pow(10, std::floor(std::log10(span / kMostTicks)));
     for (const double factor : {1.0, 2.0, 5.0, 10.0})
@@ -34,28 +39,36 @@ std::vector<double> even_ticks(double low, double high) {
             step *= factor;
             break;
         }
-    std::vector<double> ticks;
+    Ticks ticks;
     for (double i = std::ceil(low / step - 1e-9); i * step <= high + step * 1e-9; ++i)
-        ticks.push_back(i * step);
+        ticks.values.push_back(i * step);
+    const double decimals = std::ceil(-std::log10(step) - 1e-9);
+    if (decimals < 5 && std::max(std::abs(low), std::abs(high)) < 1e5)
+        ticks.decimals = static_cast<int>(std::max(decimals, 0.0));
     return ticks;
 }
 
 /// 1, 2 and 5 of each power of ten, or of many the powers alone.
-std::vector<double> log_ticks(double low, double high) {
-    std::vector<double> ticks;
+Ticks log_ticks(double low, double high) {
+    Ticks ticks;
     const double decades = std::log10(high / low);
     for (double e = std::floor(std::log10(low)); e <= std::ceil(std::log10(high)); ++e)
         for (const double factor : {1.0, 2.0, 5.0}) {
             const double value = factor * std::pow(10, e);
             if (factor != 1 && decades > 2.5) continue;
-            if (value >= low * (1 - 1e-9) && value <= high * (1 + 1e-9)) ticks.push_back(value);
+            if (value >= low * (1 - 1e-9) && value <= high * (1 + 1e-9))
+                ticks.values.push_back(value);
         }
     return ticks;
 }
 
-std::string label(double value) {
+std::string label(double value, int decimals) {
     char text[32];
-    std::snprintf(text, sizeof text, "%.4g", std::abs(value) < 1e-12 ? 0.0 : value);
+    const double shown = std::abs(value) < 1e-12 ? 0.0 : value;
+    if (decimals < 0)
+        std::snprintf(text, sizeof text, "%.4g", shown);
+    else
+        std::snprintf(text, sizeof text, "%.*f", decimals, shown);
     return text[0] == '-' ? "\u2212" + std::string(text + 1) : text;
 }
 
@@ -93,12 +106,13 @@ void draw_with_bar(Pixels& screen, const Pixels& picture, const std::string& tit
     cairo_set_line_width(canvas.cairo, 1);
     canvas.font(kLabelSize);
     canvas.colour(kText);
-    for (const double value :
-         bar.logarithmic ? log_ticks(bar.low, bar.high) : even_ticks(bar.low, bar.high)) {
+    const Ticks ticks =
+        bar.logarithmic ? log_ticks(bar.low, bar.high) : even_ticks(bar.low, bar.high);
+    for (const double value : ticks.values) {
         const double y = std::round(bottom - place(bar, value) * height) + 0.5;
         const double at = std::clamp(y, top + 0.5, bottom - 0.5);
         canvas.line(left + kBarWidth, at, left + kBarWidth + kTick, at);
-        canvas.text(left + kBarWidth + kTick + 4, at + 4.5, 0, label(value));
+        canvas.text(left + kBarWidth + kTick + 4, at + 4.5, 0, label(value, ticks.decimals));
     }
     canvas.copy_to(screen);
 
