@@ -60,16 +60,21 @@ class WrappedHistogram {
     /// Does the sum over the bins down to `least` come to the share?
     bool find_upper(uint32_t least, uint32_t share, SignalLevels* levels) {
         sum_ = 0;
-        for (uint32_t bin = kBins; bin-- > least;)
-            if ((sum_ += bins_[bin]) >= share) {
-                *levels = {bin, 0};
-                return true;
-            }
+        for (uint32_t bin = kBins; bin-- > least;) {
+            sum_ += bins_[bin];
+            if (sum_ < share) continue;
+            *levels = {bin, 0};
+            return true;
+        }
         return false;
     }
     void find_lower_when_there_is_no_upper(uint32_t share, SignalLevels* levels) {
-        for (uint32_t bin = 0; bin < kBins; ++bin)
-            if ((sum_ += bins_[bin]) >= share) return void(levels->lower = bin);
+        for (uint32_t bin = 0; bin < kBins; ++bin) {
+            sum_ += bins_[bin];
+            if (sum_ < share) continue;
+            levels->lower = bin;
+            return;
+        }
     }
 
   private:
