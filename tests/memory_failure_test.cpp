@@ -23,6 +23,7 @@
 #include "qmpic/LutParam.h"
 #include "qmpic/PicBuf.h"
 #include "qmpic/PicMemAPI_Base.h"
+#include "qmpic/RatioDesc.h"
 #include "qmpic/TypedLutParams.h"
 #include "qmpic/kernels/spectral.h"
 #include "qmpic/kernels/stretch.h"
@@ -234,6 +235,50 @@ void add_picture_buffers() {
         "SQmPicBufAPI_Base::ReinitAndCopy", {kUnnoticed}, {refused(QM_NO_MEMORY)},
         [](FromOld& p) { return Api::ReinitAndCopy(&p.copy, &p.source); },
         [](Print& print, const FromOld& p) { print << p.copy; });
+}
+
+// ----- Ratio and calcium -------------------------------------------------------------------------
+
+void add_ratio() {
+    struct Square {
+        uint32_t bpc;
+        std::vector<uint8_t> src, dst;
+        explicit Square(uint32_t bpc_)
+            : bpc(bpc_),
+              src(size_t{400} * 400 * 2 * (bpc > 8 ? 2 : 1)),
+              dst(size_t{400} * 400 * 3) {
+            for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<uint8_t>(i * 37 + i / 251);
+        }
+        uint32_t stride() const { return 400 * 2 * (bpc > 8 ? 2 : 1); }
+        int ratio() {
+            SQmRatioDesc desc;
+            desc.uiDenom = 1;
+            return CQmPicMemAPI_Base::RatioImage(dst.data(), 1200, src.data(), 2, bpc, stride(),
+                                                 400, 160000, false, &desc, nullptr, 1);
+        }
+        int calcium() {
+            return CQmPicMemAPI_Base::CaImage(dst.data(), 1200, src.data(), 2, bpc, stride(), 400,
+                                              160000, false, 0, 1, 0, 0, 1, 1, 1, 1, 0, 8, 0.01,
+                                              100, nullptr);
+        }
+    };
+    struct Bytes : Square {
+        Bytes() : Square(8) {}
+    };
+    struct Words : Square {
+        Words() : Square(12) {}
+    };
+    const auto look = [](Print& print, const Square& square) { print << square.dst; };
+    // Without a table of all pairs each pixel is computed.
+    add<Bytes>(
+        "CQmPicMemAPI_Base::RatioImage of bytes", {kUnnoticed}, [](Bytes& s) { return s.ratio(); },
+        look);
+    add<Bytes>(
+        "CQmPicMemAPI_Base::CaImage of bytes", {kUnnoticed}, [](Bytes& s) { return s.calcium(); },
+        look);
+    add<Words>(
+        "CQmPicMemAPI_Base::RatioImage of words", {refused(QM_NO_MEMORY)},
+        [](Words& s) { return s.ratio(); }, look);
 }
 
 struct FloatPicture : SQmFloatPicBuf {
@@ -1570,6 +1615,7 @@ void add_stretches() {
 
 const std::vector<FailureCase>& all_cases() {
     add_picture_buffers();
+    add_ratio();
     add_float_picture_buffers();
     add_raw_memory();
     add_binary();

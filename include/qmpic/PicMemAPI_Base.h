@@ -15,12 +15,14 @@
 #include "qmpic/kernels/histogram2d.h"
 #include "qmpic/kernels/luts.h"
 #include "qmpic/kernels/masks.h"
+#include "qmpic/kernels/ratio.h"
 #include "qmpic/kernels/repair.h"
 #include "qmpic/kernels/spectral.h"
 #include "qmpic/kernels/threshold.h"
 #include "qmpic/kernels/two_picture.h"
 
 class SQmLut;
+struct SQmRatioDesc;
 
 /// Operations on raw picture memory. Each entry chooses the kernel by component count and depth and
 /// hands its arguments on.
@@ -877,6 +879,30 @@ class QM_API CQmPicMemAPI_Base {
     // ----- Colocalization and correlation -------------------------------------------------------
 
     // ----- Ratio and calcium --------------------------------------------------------------------
+
+    /// A picture whose colours stand for the ratio of two components and whose brightness stands
+    /// for the signal; see ratio_8. Samples are bytes up to 8 bits, and the low bytes of the
+    /// offsets count then; above they are words. The rows are shared among threads.
+    /// @param pDst    three bytes a pixel
+    /// @param bFloat  the source is memory of floats, whatever `uiBpc` says; `pLut` is not used
+    /// @param pDesc   components, offsets and range
+    /// @param pLut    a set in the colour shape whose rows are the scale; null is the rainbow
+    /// @param uiShade lowest bit: brightness follows the signal; else colours are pure
+    /// @return 0; -2 for more than 16 bits of integers; -3 when there is no memory, with nothing
+    ///         written; -4 for a null `pDesc`
+    static int RatioImage(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                          uint32_t uiComponents, uint32_t uiBpc, uint32_t uiSrcWidthBytes,
+                          uint32_t uiWidth, uint64_t uiSizeInPixels, bool bFloat,
+                          const SQmRatioDesc* pDesc, const SQmLut* pLut, uint32_t uiShade);
+    /// The same where colours stand for the logarithm of the concentration of a free ion; see ca_8,
+    /// also for the arguments. In the calling thread.
+    /// @return 0; -2 for more than 16 bits of integers
+    static int CaImage(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                       uint32_t uiComponents, uint32_t uiBpc, uint32_t uiSrcWidthBytes,
+                       uint32_t uiWidth, uint64_t uiSizeInPixels, bool bFloat, uint8_t ucNumer,
+                       uint8_t ucDenom, uint16_t usNumOffset, uint16_t usDenOffset, double dKd,
+                       double dRatioScale, double dSf, double dSb, double dRmin, double dRmax,
+                       double dCaMin, double dCaMax, const SQmLut* pLut);
 
     // ----- FRET ---------------------------------------------------------------------------------
 

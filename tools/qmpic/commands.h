@@ -18,6 +18,7 @@ std::function<void()> declare_stats(CLI::App& app);
 std::function<void()> declare_histogram(CLI::App& app);
 std::function<void()> declare_threshold(CLI::App& app);
 std::function<void()> declare_render(CLI::App& app);
+std::function<void()> declare_ratio(CLI::App& app);
 std::function<void()> declare_convert(CLI::App& app);
 std::function<void()> declare_focus(CLI::App& app);
 std::function<void()> declare_luts(CLI::App& app);
@@ -29,6 +30,7 @@ inline constexpr Command kCommands[] = {
     {"histogram", "Show how often each value stands in a picture, also as a plot",  declare_histogram},
     {"threshold", "Select samples by value and write the selection as a PNG file",  declare_threshold},
     {"render",    "Show a picture in colours, as a PNG file",                       declare_render},
+    {"ratio",     "Show the ratio of two components in colours, or a concentration", declare_ratio},
     {"convert",   "Change the bits of the samples, and write a TIFF or PNG file",        declare_convert},
     {"focus",     "Say which plane of a series is the sharpest, by six criteria",   declare_focus},
     {"luts",      "Show the colour tables: a gallery, or their names",              declare_luts},
