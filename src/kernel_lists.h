@@ -5,6 +5,7 @@
 #include "PicMemAPI/binary_kernels.h"
 #include "PicMemAPI/bit_depth_kernels.h"
 #include "PicMemAPI/components_kernels.h"
+#include "PicMemAPI/constants_kernels.h"
 #include "PicMemAPI/drawing_kernels.h"
 #include "PicMemAPI/frame_kernels.h"
 #include "PicMemAPI/grey_kernels.h"
@@ -25,10 +26,11 @@ namespace qmpic {
 /// Calls `visit` with the kernel list of every family: what the library exports beside classes.
 template <class Visit>
 void for_each_kernel_list(Visit visit) {
-    const auto all = std::tuple_cat(
-        kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists, kComponentLists, kMaskLists,
-        kLutLists, kCompositionLists, kFloatLists, kHistogramLists, kHistogram2DLists, kRepairLists,
-        kBinaryLists, kThresholdLists, kSpectralLists, kDrawingLists, kStretchLists);
+    const auto all =
+        std::tuple_cat(kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists, kComponentLists,
+                       kMaskLists, kLutLists, kCompositionLists, kFloatLists, kHistogramLists,
+                       kHistogram2DLists, kRepairLists, kBinaryLists, kThresholdLists,
+                       kSpectralLists, kDrawingLists, kStretchLists, kConstantLists);
     std::apply([&](const auto&... list) { (visit(list), ...); }, all);
 }
 
