@@ -283,7 +283,7 @@ struct Straight {
 };
 
 template <class T>
-struct Power {
+struct PowAndClip {
     uint32_t top;
     T mask;
     T operator()(T sample, double add, double mul, double pow) const {
@@ -308,7 +308,7 @@ int compute_curve(const ConstCall& p, uint32_t mask, Curve curve) {
         [=](uint32_t c) {
             return std::tuple{curve.added(c), curve.factor(c), curve.exponent(c)};
         },
-        Power<T>{p.top(), kept});
+        PowAndClip<T>{p.top(), kept});
 }
 
 /// Powers in a table when there are more pixels than values.
@@ -316,6 +316,21 @@ template <class T>
 bool wants_table(const ConstCall& p, Curve curve) {
     return !curve.is_straight(p.components) && p.size > uint64_t{p.top()} + 1;
 }
+
+template <class T>
+struct PowTable {
+    const T* cells;
+    uint64_t count;
+    uint32_t top;
+    Curve curve;
+    static T cell(T value, uint32_t c, uint32_t top, const Curve& curve) {
+        return PowAndClip<T>{top, T(-1)}(value, curve.added(c), curve.factor(c), curve.exponent(c));
+    }
+    void operator()(Sample<T>* d, const Sample<T>* s) const {
+        for (uint32_t c = 0; c < count; ++c)
+            d[c] = s[c] <= top ? cells[s[c] * count + c] : cell(s[c], c, top, curve);
+    }
+};
 
 /// The cells of `N` components for the values of the depth; those beyond it, which no picture
 /// should have, are computed.
@@ -328,18 +343,11 @@ int look_curve_up(const ConstCall& p, Curve curve) {
     const Scratch<T> cells(values * count);
     if (!cells) return compute_curve<T>(p, T(-1), curve);
     const uint32_t top = p.top();
-    const auto cell = [=](uint32_t value, uint32_t c) {
-        return Power<T>{top, T(-1)}(static_cast<T>(value), curve.added(c), curve.factor(c),
-                                    curve.exponent(c));
-    };
     for (uint32_t value = 0; value < values; ++value)
-        for (uint32_t c = 0; c < count; ++c) cells[value * count + c] = cell(value, c);
-    const T* const table = cells.get();
+        for (uint32_t c = 0; c < count; ++c)
+            cells[value * count + c] = PowTable<T>::cell(static_cast<T>(value), c, top, curve);
     each_pixel<T, T>(kCallingThread, p.dst, Count<0>{p.components}, p.src, Count<0>{p.components},
-                     Area::of_pixels(p.width, p.size), [=](Sample<T>* d, const Sample<T>* s) {
-                         for (uint32_t c = 0; c < count; ++c)
-                             d[c] = s[c] <= top ? table[s[c] * count + c] : cell(s[c], c);
-                     });
+                     Area::of_pixels(p.width, p.size), PowTable<T>{cells.get(), count, top, curve});
     return QM_OK;
 }
 
@@ -368,8 +376,11 @@ int subtract_and_add(const ConstCall& p, Src second, const auto& constant_of) {
 template <class T>
 int subtract_and_add(const ConstCall& p, Src second, const int32_t* constants) {
     // Bytes have room in 16 bits, unless the sum of 32 wraps.
+    const auto cannot_wrap = [=](uint32_t c) {
+        return constants[c] >= INT32_MIN + 255 && constants[c] <= INT32_MAX - 255;
+    };
     if constexpr (sizeof(T) == 1)
-        if (all_of(p.components, [=](uint32_t c) { return constants[c] <= INT32_MAX - 255; }))
+        if (all_of(p.components, cannot_wrap))
             return subtract_and_add<T, int16_t>(
                 p, second, [=](uint32_t c) { return std::clamp(constants[c], -512, 512); });
     return subtract_and_add<T, int32_t>(p, second, [=](uint32_t c) { return constants[c]; });
