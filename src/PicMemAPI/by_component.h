@@ -19,10 +19,10 @@ namespace detail {
 inline constexpr uint32_t kPeriod = 384;
 
 template <class T, class Op, class... K, class... S>
-void combine_periods(Dst dst, Area area, uint64_t pixels, uint64_t step, uint64_t first,
+void combine_periods(Team team, Dst dst, Area area, uint64_t pixels, uint64_t step, uint64_t first,
                      uint64_t count, uint64_t period, Op op, const std::tuple<const K*...>& values,
                      S... sources) {
-    walk_rows(kCallingThread, area.rows, [=](RowRange rows) {
+    walk_rows(team, area.rows, [=](RowRange rows) {
         for (uint64_t y = rows.first; y < rows.last; ++y)
             for (uint64_t x = 0; x < pixels; ++x)
                 for (uint64_t i = 0; i < count; i += period) {
@@ -41,37 +41,43 @@ void combine_periods(Dst dst, Area area, uint64_t pixels, uint64_t step, uint64_
 }  // namespace detail
 
 /// Each sample becomes op(its values in the sources..., what its component has...), where
-/// `make(component)` gives a tuple of what that component has. In the calling thread.
+/// `make(component)` gives a tuple of what that component has.
 template <class T, class Make, class Op, class... S>
-void by_component(Dst dst, uint32_t components, uint32_t width, uint64_t size, Make make, Op op,
-                  S... sources) {
+void by_component(Team team, Dst dst, uint32_t components, uint32_t width, uint64_t size, Make make,
+                  Op op, S... sources) {
     constexpr uint32_t kMost = detail::kPeriod;
     const auto run = [&]<class... K>(std::type_identity<std::tuple<K...>>) {
         std::tuple<std::array<K, kMost>...> values;
         for (uint32_t first = 0; first < components;) {
             const uint32_t part = std::min(components - first, kMost);
             const bool whole = part == components;
-            const uint32_t period = whole ? kMost / part * part : part;
+            // As many pixels as there is room for; small pictures need fewer.
+            const uint64_t samples = size * part;
+            const uint32_t room = samples < kMost ? static_cast<uint32_t>(samples) : kMost;
+            const uint32_t period = whole ? std::max(room / part, 1u) * part : part;
             const auto fill = [&]<size_t... k>(std::index_sequence<k...>) {
                 for (uint32_t i = 0; i < part; ++i) {
                     const auto of_one = make(first + i);
                     ((std::get<k>(values)[i] = std::get<k>(of_one)), ...);
                 }
-                for (uint32_t i = part; i < period; ++i)
-                    ((std::get<k>(values)[i] = std::get<k>(values)[i - part]), ...);
+                const auto repeat = [=](auto* of) {
+                    for (uint32_t have = part; have < period; have *= 2)
+                        std::copy_n(of, std::min(have, period - have), of + have);
+                };
+                (repeat(std::get<k>(values).data()), ...);
             };
             fill(std::index_sequence_for<K...>{});
             const auto pointers = std::apply(
                 [](const auto&... of) { return std::tuple<const K*...>{of.data()...}; }, values);
             if (whole) {
                 const Area area =
-                    joined(kCallingThread, Area::of_samples(components, width, size),
+                    joined(team, Area::of_samples(components, width, size),
                            {stride_of(dst, sizeof(T)), stride_of(sources, sizeof(T))...});
-                detail::combine_periods<T>(dst, area, 1, 0, 0, area.width, period, op, pointers,
-                                           sources...);
+                detail::combine_periods<T>(team, dst, area, 1, 0, 0, area.width, period, op,
+                                           pointers, sources...);
             } else {
-                detail::combine_periods<T>(dst, Area::of_pixels(width, size), width, components,
-                                           first, part, part, op, pointers, sources...);
+                detail::combine_periods<T>(team, dst, Area::of_pixels(width, size), width,
+                                           components, first, part, part, op, pointers, sources...);
             }
             first += part;
         }

@@ -20,6 +20,7 @@ struct ConstCall {
     Src src;
     uint32_t components, bpc, width;
     uint64_t size;
+    Team team;
     uint32_t top() const { return max_value(bpc); }
 };
 
@@ -90,7 +91,7 @@ template <uint32_t n>
 struct Constants {
     double of[n];
     explicit Constants(const auto& constant_of) {
-        for (uint32_t c = 0; c < n; ++c) of[c] = constant_of(c);
+        for (uint32_t c = 0; c < n; ++c) of[c] = static_cast<double>(constant_of(c));
     }
 };
 

@@ -9,9 +9,9 @@
 #include "core/scratch.h"
 #include "qmpic/PicMemAPI_Base.h"
 
-// Constant arithmetic. What the table route promises is a function of one sample. Words are not
-// looked up but computed, all at once in vectors, wherever the very numbers of the tables come out;
-// bytes go through tables, which the processor's byte permutes apply.
+// Constant arithmetic. What the table route promises is a function of one sample. Tables are made
+// for powers and for small pictures of bytes; else the very numbers of the tables are computed, a
+// vector of samples at a time.
 
 namespace {
 
@@ -27,7 +27,7 @@ bool all_of(uint32_t components, Test test) {
 /// `op` with what `make(component)` gives, on one picture.
 template <class T, class Make, class Op>
 int compute(const ConstCall& p, Make make, Op op) {
-    by_component<T>(p.dst, p.components, p.width, p.size, make, op, p.src);
+    by_component<T>(p.team, p.dst, p.components, p.width, p.size, make, op, p.src);
     return QM_OK;
 }
 
@@ -116,26 +116,119 @@ int add_below_top(const ConstCall& p, const int32_t* constants) {
 }
 
 /// Brought back once by top.
+template <class T>
 struct Rotate {
     int32_t top;
-    uint16_t operator()(uint16_t sample, int32_t constant) const {
+    T operator()(T sample, int32_t constant) const {
         const int32_t sum = (sample & top) + constant;
-        return static_cast<uint16_t>(sum < 0 ? sum + top : sum > top ? sum - top : sum);
+        return static_cast<T>(sum < 0 ? sum + top : sum > top ? sum - top : sum);
     }
 };
 
+template <class T>
 int rotate(const ConstCall& p, const int32_t* constants) {
-    return compute<uint16_t>(
+    return compute<T>(
         p,
         [=](uint32_t c) {
             // Far from 0 only the side and the low 16 bits count.
             const int32_t k = constants[c], low = k & 0xFFFF;
             return std::tuple{k > 0x20000 ? 0x20000 + low : k < -0x20000 ? low - 0x40000 : k};
         },
-        Rotate{static_cast<int32_t>(p.top())});
+        Rotate<T>{static_cast<int32_t>(p.top())});
 }
 
 // ----- Products and quotients --------------------------------------------------------------------
+
+// What is promised are products of doubles. Where there are many pixels, products of 16-bit words
+// are tried on all values that a sample may have, and take their place when they are the same.
+
+/// value * (whole + (high * 2^16 + low) / 2^32), rounded; top beyond `most`.
+struct Factor {
+    uint16_t most, whole, high, low;
+};
+
+template <class T>
+struct MulInWords {
+    T mask, top;
+    T operator()(T sample, uint16_t most, uint16_t whole, uint16_t high, uint16_t low) const {
+        const uint16_t x = static_cast<T>(sample & mask);
+        const auto upper = static_cast<uint16_t>(uint32_t{x} * high >> 16);
+        const auto lower = static_cast<uint16_t>(uint32_t{x} * high);
+        const auto sum = static_cast<uint16_t>(lower + (uint32_t{x} * low >> 16));
+        const auto carried = static_cast<uint16_t>(upper + (sum < lower));
+        const auto rounded = static_cast<uint16_t>(carried + (sum >> 15));
+        const auto product = static_cast<uint16_t>(uint32_t{x} * whole + rounded);
+        return x > most ? top : static_cast<T>(product);
+    }
+};
+
+/// Do both give the same for 0 to `most`?
+template <class T, class Exact, class Tried>
+bool same_for_all(uint32_t most, Exact exact, Tried tried) {
+    constexpr uint32_t kBlock = 2048;  // so that what differs is soon seen
+    bool same = true;
+    bool* const result = &same;
+    on_best_isa([=] {
+        uint32_t first = 0;
+        for (uint16_t differs = 0; differs == 0 && first <= most; first += kBlock) {
+            const uint32_t end = std::min(first + kBlock, most + 1);
+            for (uint32_t v = first; v < end; ++v) {
+                const auto value = static_cast<T>(v);
+                differs = static_cast<uint16_t>(differs | (exact(value) ^ tried(value)));
+            }
+            *result = differs == 0;
+        }
+    });
+    return same;
+}
+
+/// Looks for words that do what `exact` does, which rises from less than `top` for 0 to at most
+/// `top`, up to the sample `greatest`.
+template <class T, class Exact>
+bool find_factor(Exact exact, double factor, uint32_t greatest, MulInWords<T> op, Factor& found) {
+    uint32_t most = 0;  // the last value that gives less than top
+    for (uint32_t step = 32768; step != 0; step /= 2)
+        if (most + step <= greatest && exact(static_cast<T>(most + step)) < op.top) most += step;
+    const double whole = std::floor(std::min(factor, 65535.0));
+    const double part = (factor - whole) * 0x1p32;
+    const auto least = static_cast<uint32_t>(trunc_clamp(part, 0xFFFFFFFD));
+    // What is rounded down misses halves.
+    for (const uint32_t more : {1u, 0u, 2u}) {
+        const uint32_t tried = least + more;
+        found = {static_cast<uint16_t>(most), static_cast<uint16_t>(whole),
+                 static_cast<uint16_t>(tried >> 16), static_cast<uint16_t>(tried)};
+        const Factor f = found;
+        if (same_for_all<T>(most, exact,
+                            [=](T value) { return op(value, f.most, f.whole, f.high, f.low); }))
+            return true;
+    }
+    return false;
+}
+
+/// compute(p, make, op) for an op that is nearly a product by `factor_of(component)`, not below 0,
+/// of samples that count up to `greatest`. Where words are not tried or differ, `otherwise()`.
+template <class T, class Make, class Op>
+int multiply_in_words(const ConstCall& p, uint32_t greatest, Make make, Op op,
+                      const auto& factor_of, const auto& otherwise) {
+    constexpr uint32_t kMost = 32;
+    Factor all[kMost];
+    const MulInWords<T> in_words{static_cast<T>(greatest), static_cast<T>(p.top())};
+    const auto find = [&](uint32_t c) {
+        const auto exact = [=, k = make(c)](T value) {
+            return std::apply([=](auto... of) { return op(value, of...); }, k);
+        };
+        return find_factor<T>(exact, factor_of(c), greatest, in_words, all[c]);
+    };
+    if (p.components > kMost || p.size < 4 * (uint64_t{greatest} + 1) ||
+        !all_of(p.components, find))
+        return otherwise();
+    return compute<T>(
+        p,
+        [&](uint32_t c) {
+            return std::tuple{all[c].most, all[c].whole, all[c].high, all[c].low};
+        },
+        in_words);
+}
 
 /// The factor that gives the same for every sample, and never what is not a number: from top + 1 on
 /// all samples but 0 give top, and below 0 all give 0.
@@ -154,11 +247,13 @@ struct MulAndClip {
 };
 
 template <class T>
-int multiply_and_clip(const ConstCall& p, const auto& factor_of) {
+int multiply_and_clip(const ConstCall& p, const auto& factor_of, const auto& by_table) {
     const uint32_t top = p.top();
-    return compute<T>(
-        p, [=](uint32_t c) { return std::tuple{sane_factor(factor_of(c), top)}; },
-        MulAndClip<T>{static_cast<double>(top), static_cast<T>(top)});
+    const MulAndClip<T> op{static_cast<double>(top), static_cast<T>(top)};
+    const auto make = [=](uint32_t c) { return std::tuple{sane_factor(factor_of(c), top)}; };
+    return multiply_in_words<T>(
+        p, top, make, op, [=](uint32_t c) { return std::get<0>(make(c)); },
+        [&] { return sizeof(T) == 1 ? by_table() : compute<T>(p, make, op); });
 }
 
 /// Products that fit into 32 bits.
@@ -181,8 +276,15 @@ template <class T>
 int multiply_below_top(const ConstCall& p, const double* factors) {
     const auto make = [=](uint32_t c) { return std::tuple{factors[c]}; };
     const auto top = static_cast<int32_t>(p.top());
-    const auto fits = [=](uint32_t c) { return factors[c] >= -32767 && factors[c] <= 32767; };
-    if (all_of(p.components, fits)) return compute<T>(p, make, MulBelowTop<T>{top});
+    const auto within = [=](double low) {
+        return all_of(p.components,
+                      [=](uint32_t c) { return factors[c] >= low && factors[c] <= 32767; });
+    };
+    if (within(0))
+        return multiply_in_words<T>(
+            p, T(-1), make, MulBelowTop<T>{top}, [=](uint32_t c) { return factors[c]; },
+            [&] { return compute<T>(p, make, MulBelowTop<T>{top}); });
+    if (within(-32767)) return compute<T>(p, make, MulBelowTop<T>{top});
     return compute<T>(p, make, MulAnyBelowTop<T>{top});
 }
 
@@ -230,12 +332,16 @@ int divide(const ConstCall& p, const double* divisors) {
                              : Divisor{0x1p-33, 1};  // for nothing and for what is no number
     }
     const Divisor* const of = all.get();
-    return compute<T>(
-        p,
-        [=](uint32_t c) {
-            return std::tuple{of[c].half, sizeof(T) == 4 ? of[c].d : (1 + 0x1p-51) / of[c].d};
-        },
-        DivideBelowTop<T>{scale, top});
+    const auto make = [=](uint32_t c) {
+        return std::tuple{of[c].half, sizeof(T) == 4 ? of[c].d : (1 + 0x1p-51) / of[c].d};
+    };
+    const DivideBelowTop<T> op{scale, top};
+    if constexpr (sizeof(T) == 4)
+        return compute<T>(p, make, op);
+    else
+        return multiply_in_words<T>(
+            p, T(-1), make, op, [=](uint32_t c) { return scale / of[c].d; },
+            [&] { return compute<T>(p, make, op); });
 }
 
 // ----- Limits ------------------------------------------------------------------------------------
@@ -367,7 +473,7 @@ struct SubAndAdd {
 template <class T, class Lane>
 int subtract_and_add(const ConstCall& p, Src second, const auto& constant_of) {
     by_component<T>(
-        p.dst, p.components, p.width, p.size,
+        kCallingThread, p.dst, p.components, p.width, p.size,
         [=](uint32_t c) { return std::tuple{static_cast<Lane>(constant_of(c))}; },
         SubAndAdd<T, Lane>{static_cast<Lane>(p.top())}, p.src, second);
     return QM_OK;
@@ -388,16 +494,31 @@ int subtract_and_add(const ConstCall& p, Src second, const int32_t* constants) {
 
 // ----- The members of a family -------------------------------------------------------------------
 
-// Each has, for one component count n of the table route, bytes by a table and words computed, and
-// the two kernels for any count.
+// Each has `fixed` for the component counts of the table route, and two kernels for any count.
+// Small pictures of bytes do go through tables.
+
+template <class T>
+bool by_table(const ConstCall& p) {
+    return sizeof(T) == 1 && p.size < 4096;
+}
+/// What is computed in place of a table is shared where the table would be: by the kernels that
+/// apply tables of bytes to one and three components.
+template <class T, uint32_t n>
+ConstCall shared(ConstCall p) {
+    if (sizeof(T) == 1 && n != 4) p.team = kTeam;
+    return p;
+}
+
+template <class T, uint32_t n>
+int add(const ConstCall& p, const auto& constant_of) {
+    if (by_table<T>(p)) return add_by_table<n>(p, constant_of);
+    return move_and_clip<T>(shared<T, n>(p), p.top(), constant_of);
+}
 
 struct AddConst {
     template <class T, uint32_t n>
     static int fixed(const ConstCall& p, const int32_t* k) {
-        if constexpr (sizeof(T) == 2)
-            return move_and_clip<T>(p, p.top(), [=](uint32_t c) { return int64_t{k[c]}; });
-        else
-            return add_by_table<n>(p, [=](uint32_t c) { return static_cast<double>(k[c]); });
+        return add<T, n>(p, [=](uint32_t c) { return int64_t{k[c]}; });
     }
     static int any8(const ConstCall& p, const int32_t* k) { return add_unsigned(p, k); }
     static int any16(const ConstCall& p, const int32_t* k) {
@@ -410,10 +531,8 @@ struct RotateConst {
     static int fixed(const ConstCall& p, const int32_t* k) {
         if constexpr (n != 3)  // only three components rotate
             return AddConst::fixed<T, n>(p, k);
-        else if constexpr (sizeof(T) == 2)
-            return rotate(p, k);
         else
-            return rotate_by_table(p, k);
+            return by_table<T>(p) ? rotate_by_table(p, k) : rotate<T>(shared<T, n>(p), k);
     }
     static int any8(const ConstCall& p, const int32_t* k) { return add_unsigned(p, k); }
     static int any16(const ConstCall& p, const int32_t* k) { return add_below_top(p, k); }
@@ -422,10 +541,7 @@ struct RotateConst {
 struct SubConst {
     template <class T, uint32_t n>
     static int fixed(const ConstCall& p, const int32_t* k) {
-        if constexpr (sizeof(T) == 2)
-            return move_and_clip<T>(p, p.top(), [=](uint32_t c) { return -int64_t{k[c]}; });
-        else
-            return add_by_table<n>(p, [=](uint32_t c) { return -static_cast<double>(k[c]); });
+        return add<T, n>(p, [=](uint32_t c) { return -int64_t{k[c]}; });
     }
     template <class T>
     static int any(const ConstCall& p, const int32_t* k) {
@@ -435,18 +551,17 @@ struct SubConst {
     static int any16(const ConstCall& p, const int32_t* k) { return any<uint16_t>(p, k); }
 };
 
-template <uint32_t n, class T>
+template <class T, uint32_t n>
 int multiply(const ConstCall& p, const auto& factor_of) {
-    if constexpr (sizeof(T) == 2)
-        return multiply_and_clip<T>(p, factor_of);
-    else
-        return multiply_by_table<n>(p, factor_of);
+    const auto through_table = [&] { return multiply_by_table<n>(p, factor_of); };
+    if (by_table<T>(p)) return through_table();
+    return multiply_and_clip<T>(shared<T, n>(p), factor_of, through_table);
 }
 
 struct MulConst {
     template <class T, uint32_t n>
     static int fixed(const ConstCall& p, const double* k) {
-        return multiply<n, T>(p, [=](uint32_t c) { return k[c]; });
+        return multiply<T, n>(p, [=](uint32_t c) { return k[c]; });
     }
     static int any8(const ConstCall& p, const double* k) {
         return multiply_below_top<uint8_t>(p, k);
@@ -459,41 +574,35 @@ struct MulConst {
 struct DivConst {
     template <class T, uint32_t n>
     static int fixed(const ConstCall& p, const double* k) {
-        return multiply<n, T>(p, [=](uint32_t c) { return 1.0 / k[c]; });
+        return multiply<T, n>(p, [=](uint32_t c) { return 1.0 / k[c]; });
     }
     static int any8(const ConstCall& p, const double* k) { return divide<uint8_t>(p, k); }
     static int any16(const ConstCall& p, const double* k) { return divide<uint16_t>(p, k); }
 };
 
-struct MinConst {
+template <template <class> class Limit>
+struct LimitConst {
     template <class T, uint32_t n>
     static int fixed(const ConstCall& p, const void* k) {
-        if constexpr (sizeof(T) == 2)
-            return limit<T, Lesser>(p, p.top(), k);
-        else
-            return min_by_table<n>(p, static_cast<const uint8_t*>(k));
+        if (by_table<T>(p)) return limit_by_table<n>(p, static_cast<const uint8_t*>(k));
+        return limit<T, Limit>(shared<T, n>(p), p.top(), k);
     }
-    static int any8(const ConstCall& p, const void* k) { return limit<uint8_t, Lesser>(p, ~0u, k); }
+    static int any8(const ConstCall& p, const void* k) { return limit<uint8_t, Limit>(p, ~0u, k); }
     static int any16(const ConstCall& p, const void* k) {
-        return limit<uint16_t, Lesser>(p, ~0u, k);
+        return limit<uint16_t, Limit>(p, ~0u, k);
     }
-};
 
-struct MaxConst {
-    template <class T, uint32_t n>
-    static int fixed(const ConstCall& p, const void* k) {
-        if constexpr (sizeof(T) == 2)
-            return limit<T, Greater>(p, p.top(), k);
+  private:
+    template <uint32_t n>
+    static int limit_by_table(const ConstCall& p, const uint8_t* k) {
+        if constexpr (std::is_same_v<Limit<uint8_t>, Lesser<uint8_t>>)
+            return min_by_table<n>(p, k);
         else
-            return max_by_table<n>(p, static_cast<const uint8_t*>(k));
-    }
-    static int any8(const ConstCall& p, const void* k) {
-        return limit<uint8_t, Greater>(p, ~0u, k);
-    }
-    static int any16(const ConstCall& p, const void* k) {
-        return limit<uint16_t, Greater>(p, ~0u, k);
+            return max_by_table<n>(p, k);
     }
 };
+using MinConst = LimitConst<Lesser>;
+using MaxConst = LimitConst<Greater>;
 
 struct AddMulPowConst {
     template <class T, uint32_t n>
@@ -510,7 +619,7 @@ struct AddMulPowConst {
 
 ConstCall call_of(void* dst, uint32_t dst_stride, const void* src, uint32_t src_stride,
                   uint32_t components, uint32_t bpc, uint32_t width, uint64_t size) {
-    return {{dst, dst_stride}, {src, src_stride}, components, bpc, width, size};
+    return {{dst, dst_stride}, {src, src_stride}, components, bpc, width, size, kCallingThread};
 }
 
 }  // namespace
