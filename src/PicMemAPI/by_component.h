@@ -1,7 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -17,6 +16,11 @@ namespace detail {
 /// What the samples of some pixels are combined with, one behind the other; more components than
 /// that are done in parts.
 inline constexpr uint32_t kPeriod = 384;
+
+template <class K>
+struct alignas(64) Period {
+    K of[kPeriod];
+};
 
 template <class T, class Op, class... K, class... S>
 void combine_periods(Team team, Dst dst, Area area, uint64_t pixels, uint64_t step, uint64_t first,
@@ -47,7 +51,7 @@ void by_component(Team team, Dst dst, uint32_t components, uint32_t width, uint6
                   Op op, S... sources) {
     constexpr uint32_t kMost = detail::kPeriod;
     const auto run = [&]<class... K>(std::type_identity<std::tuple<K...>>) {
-        std::tuple<std::array<K, kMost>...> values;
+        std::tuple<detail::Period<K>...> values;
         for (uint32_t first = 0; first < components;) {
             const uint32_t part = std::min(components - first, kMost);
             const bool whole = part == components;
@@ -58,17 +62,17 @@ void by_component(Team team, Dst dst, uint32_t components, uint32_t width, uint6
             const auto fill = [&]<size_t... k>(std::index_sequence<k...>) {
                 for (uint32_t i = 0; i < part; ++i) {
                     const auto of_one = make(first + i);
-                    ((std::get<k>(values)[i] = std::get<k>(of_one)), ...);
+                    ((std::get<k>(values).of[i] = std::get<k>(of_one)), ...);
                 }
-                const auto repeat = [=](auto* of) {
+                const auto repeat = [=](auto* at) {
                     for (uint32_t have = part; have < period; have *= 2)
-                        std::copy_n(of, std::min(have, period - have), of + have);
+                        std::copy_n(at, std::min(have, period - have), at + have);
                 };
-                (repeat(std::get<k>(values).data()), ...);
+                (repeat(std::get<k>(values).of), ...);
             };
             fill(std::index_sequence_for<K...>{});
             const auto pointers = std::apply(
-                [](const auto&... of) { return std::tuple<const K*...>{of.data()...}; }, values);
+                [](const auto&... one) { return std::tuple<const K*...>{one.of...}; }, values);
             if (whole) {
                 const Area area =
                     joined(team, Area::of_samples(components, width, size),

@@ -147,23 +147,23 @@ struct Factor {
     uint16_t most, whole, high, low;
 };
 
-template <class T>
 struct MulInWords {
-    T mask, top;
-    T operator()(T sample, uint16_t most, uint16_t whole, uint16_t high, uint16_t low) const {
-        const uint16_t x = static_cast<T>(sample & mask);
+    uint16_t mask, top;
+    uint16_t operator()(uint16_t sample, uint16_t most, uint16_t whole, uint16_t high,
+                        uint16_t low) const {
+        const auto x = static_cast<uint16_t>(sample & mask);
         const auto upper = static_cast<uint16_t>(uint32_t{x} * high >> 16);
         const auto lower = static_cast<uint16_t>(uint32_t{x} * high);
         const auto sum = static_cast<uint16_t>(lower + (uint32_t{x} * low >> 16));
         const auto carried = static_cast<uint16_t>(upper + (sum < lower));
         const auto rounded = static_cast<uint16_t>(carried + (sum >> 15));
         const auto product = static_cast<uint16_t>(uint32_t{x} * whole + rounded);
-        return x > most ? top : static_cast<T>(product);
+        return x > most ? top : product;
     }
 };
 
 /// Do both give the same for 0 to `most`?
-template <class T, class Exact, class Tried>
+template <class Exact, class Tried>
 bool same_for_all(uint32_t most, Exact exact, Tried tried) {
     constexpr uint32_t kBlock = 2048;  // so that what differs is soon seen
     bool same = true;
@@ -173,7 +173,7 @@ bool same_for_all(uint32_t most, Exact exact, Tried tried) {
         for (uint16_t differs = 0; differs == 0 && first <= most; first += kBlock) {
             const uint32_t end = std::min(first + kBlock, most + 1);
             for (uint32_t v = first; v < end; ++v) {
-                const auto value = static_cast<T>(v);
+                const auto value = static_cast<uint16_t>(v);
                 differs = static_cast<uint16_t>(differs | (exact(value) ^ tried(value)));
             }
             *result = differs == 0;
@@ -184,11 +184,12 @@ bool same_for_all(uint32_t most, Exact exact, Tried tried) {
 
 /// Looks for words that do what `exact` does, which rises from less than `top` for 0 to at most
 /// `top`, up to the sample `greatest`.
-template <class T, class Exact>
-bool find_factor(Exact exact, double factor, uint32_t greatest, MulInWords<T> op, Factor& found) {
+template <class Exact>
+bool find_factor(Exact exact, double factor, uint32_t greatest, MulInWords op, Factor& found) {
     uint32_t most = 0;  // the last value that gives less than top
     for (uint32_t step = 32768; step != 0; step /= 2)
-        if (most + step <= greatest && exact(static_cast<T>(most + step)) < op.top) most += step;
+        if (most + step <= greatest && exact(static_cast<uint16_t>(most + step)) < op.top)
+            most += step;
     const double whole = std::floor(std::min(factor, 65535.0));
     const double part = (factor - whole) * 0x1p32;
     const auto least = static_cast<uint32_t>(trunc_clamp(part, 0xFFFFFFFD));
@@ -198,36 +199,38 @@ bool find_factor(Exact exact, double factor, uint32_t greatest, MulInWords<T> op
         found = {static_cast<uint16_t>(most), static_cast<uint16_t>(whole),
                  static_cast<uint16_t>(tried >> 16), static_cast<uint16_t>(tried)};
         const Factor f = found;
-        if (same_for_all<T>(most, exact,
-                            [=](T value) { return op(value, f.most, f.whole, f.high, f.low); }))
+        if (same_for_all(most, exact,
+                         [=](uint16_t value) { return op(value, f.most, f.whole, f.high, f.low); }))
             return true;
     }
     return false;
 }
 
 /// compute(p, make, op) for an op that is nearly a product by `factor_of(component)`, not below 0,
-/// of samples that count up to `greatest`. Where words are not tried or differ, `otherwise()`.
+/// of samples that count up to `greatest`.
 template <class T, class Make, class Op>
-int multiply_in_words(const ConstCall& p, uint32_t greatest, Make make, Op op,
-                      const auto& factor_of, const auto& otherwise) {
-    constexpr uint32_t kMost = 32;
-    Factor all[kMost];
-    const MulInWords<T> in_words{static_cast<T>(greatest), static_cast<T>(p.top())};
-    const auto find = [&](uint32_t c) {
-        const auto exact = [=, k = make(c)](T value) {
-            return std::apply([=](auto... of) { return op(value, of...); }, k);
+int compute_product(const ConstCall& p, uint32_t greatest, Make make, Op op,
+                    [[maybe_unused]] const auto& factor_of) {
+    if constexpr (sizeof(T) == 2) {
+        constexpr uint32_t kMost = 32;
+        Factor all[kMost];
+        const MulInWords in_words{static_cast<T>(greatest), static_cast<T>(p.top())};
+        const auto find = [&](uint32_t c) {
+            const auto exact = [=, k = make(c)](T value) {
+                return std::apply([=](auto... of) { return op(value, of...); }, k);
+            };
+            return find_factor(exact, factor_of(c), greatest, in_words, all[c]);
         };
-        return find_factor<T>(exact, factor_of(c), greatest, in_words, all[c]);
-    };
-    if (p.components > kMost || p.size < 4 * (uint64_t{greatest} + 1) ||
-        !all_of(p.components, find))
-        return otherwise();
-    return compute<T>(
-        p,
-        [&](uint32_t c) {
-            return std::tuple{all[c].most, all[c].whole, all[c].high, all[c].low};
-        },
-        in_words);
+        if (p.components <= kMost && p.size >= 4 * (uint64_t{greatest} + 1) &&
+            all_of(p.components, find))
+            return compute<T>(
+                p,
+                [&](uint32_t c) {
+                    return std::tuple{all[c].most, all[c].whole, all[c].high, all[c].low};
+                },
+                in_words);
+    }
+    return compute<T>(p, make, op);
 }
 
 /// The factor that gives the same for every sample, and never what is not a number: from top + 1 on
@@ -236,34 +239,18 @@ double sane_factor(double factor, uint32_t top) {
     return factor > 0 ? std::min(factor, top + 1.0) : 0;
 }
 
-template <class T>
-struct MulAndClip {
-    double top;
-    T mask;
-    T operator()(T sample, double factor) const {
-        const double product = static_cast<T>(sample & mask) * factor + 0.5;
-        return static_cast<T>(static_cast<int32_t>(product < top ? product : top));
-    }
-};
-
-template <class T>
-int multiply_and_clip(const ConstCall& p, const auto& factor_of, const auto& by_table) {
-    const uint32_t top = p.top();
-    const MulAndClip<T> op{static_cast<double>(top), static_cast<T>(top)};
-    const auto make = [=](uint32_t c) { return std::tuple{sane_factor(factor_of(c), top)}; };
-    return multiply_in_words<T>(
-        p, top, make, op, [=](uint32_t c) { return std::get<0>(make(c)); },
-        [&] { return sizeof(T) == 1 ? by_table() : compute<T>(p, make, op); });
-}
-
-/// Products that fit into 32 bits.
+/// Products that fit into 32 bits, with no lower limit.
 template <class T>
 struct MulBelowTop {
+    static constexpr double kGreatest = 32767;  // of factors
+    T mask;
     int32_t top;
     T operator()(T sample, double factor) const {
-        return static_cast<T>(std::min(static_cast<int32_t>(sample * factor + 0.5), top));
+        const double product = static_cast<T>(sample & mask) * factor + 0.5;
+        return static_cast<T>(std::min(static_cast<int32_t>(product), top));
     }
 };
+/// The same of any factors: 0x80000000 for what does not fit.
 template <class T>
 struct MulAnyBelowTop {
     int32_t top;
@@ -271,21 +258,42 @@ struct MulAnyBelowTop {
         return static_cast<T>(std::min(trunc_i32(sample * factor + 0.5), top));
     }
 };
+/// Sane factors.
+template <class T>
+struct MulAndClip {
+    T mask;
+    double top;
+    T operator()(T sample, double factor) const {
+        const double product = static_cast<T>(sample & mask) * factor + 0.5;
+        return static_cast<T>(static_cast<int32_t>(product < top ? product : top));
+    }
+};
+
+template <class T>
+int multiply_and_clip(const ConstCall& p, const auto& factor_of) {
+    const uint32_t top = p.top();
+    const auto mask = static_cast<T>(top);
+    const auto sane = [=](uint32_t c) { return sane_factor(factor_of(c), top); };
+    const auto make = [=](uint32_t c) { return std::tuple{sane(c)}; };
+    if (all_of(p.components, [=](uint32_t c) { return sane(c) <= MulBelowTop<T>::kGreatest; }))
+        return compute_product<T>(p, top, make, MulBelowTop<T>{mask, static_cast<int32_t>(top)},
+                                  sane);
+    return compute<T>(p, make, MulAndClip<T>{mask, static_cast<double>(top)});
+}
 
 template <class T>
 int multiply_below_top(const ConstCall& p, const double* factors) {
+    constexpr double kGreatest = MulBelowTop<T>::kGreatest;
+    const auto factor = [=](uint32_t c) { return factors[c]; };
     const auto make = [=](uint32_t c) { return std::tuple{factors[c]}; };
-    const auto top = static_cast<int32_t>(p.top());
+    const MulBelowTop<T> op{T(-1), static_cast<int32_t>(p.top())};
     const auto within = [=](double low) {
         return all_of(p.components,
-                      [=](uint32_t c) { return factors[c] >= low && factors[c] <= 32767; });
+                      [=](uint32_t c) { return factors[c] >= low && factors[c] <= kGreatest; });
     };
-    if (within(0))
-        return multiply_in_words<T>(
-            p, T(-1), make, MulBelowTop<T>{top}, [=](uint32_t c) { return factors[c]; },
-            [&] { return compute<T>(p, make, MulBelowTop<T>{top}); });
-    if (within(-32767)) return compute<T>(p, make, MulBelowTop<T>{top});
-    return compute<T>(p, make, MulAnyBelowTop<T>{top});
+    if (within(0)) return compute_product<T>(p, T(-1), make, op, factor);
+    if (within(-kGreatest)) return compute<T>(p, make, op);
+    return compute<T>(p, make, MulAnyBelowTop<T>{op.top});
 }
 
 /// The divisor of fixed-point division and what rounds it.
@@ -295,13 +303,17 @@ struct Divisor {
 
 // Quotients of whole numbers below 2^32, as products: the factor is so little above 1 / D that
 // whole quotients are reached, and that others, which are 1 / D or more below the next whole one,
-// do not reach it.
+// do not reach it. None is above 2^25.
 template <class T>
 struct DivideBelowTop {
-    double scale, top;
+    double scale;
+    int32_t top;
     T operator()(T sample, double half, double per_d) const {
         const double quotient = (sample * scale + half) * per_d;
-        return static_cast<T>(static_cast<int32_t>(quotient < top ? quotient : top));
+        return static_cast<T>(std::min(static_cast<int32_t>(quotient), top));
+    }
+    static std::tuple<double, double> with(const Divisor& by) {
+        return {by.half, (1 + 0x1p-51) / by.d};
     }
 };
 
@@ -314,34 +326,29 @@ struct DivideBelowTop<uint32_t> {
         const double quotient = (sample * scale + half) / d;
         return static_cast<uint32_t>(quotient < top ? quotient : top);
     }
+    static std::tuple<double, double> with(const Divisor& by) { return {by.half, by.d}; }
 };
 
 template <class T>
 int divide(const ConstCall& p, const double* divisors) {
-    // From 2^50 on a divisor of 64 bits gives 0 for all samples of 32.
     constexpr double scale = sizeof(T) == 1 ? 4096 : sizeof(T) == 2 ? 256 : 65536;
+    // From 2^50 on a divisor of 64 bits gives 0 for all samples of 32.
     constexpr double most = sizeof(T) == 4 ? 0x1p50 : 4294967295.0;
+    // Gives more than any top, also for the sample 0.
+    constexpr Divisor nothing{0x1p-3, sizeof(T) == 4 ? 0x1p30 : 0x1p18};
     const Scratch<Divisor> all(p.components);
     if (!all) return QM_NO_MEMORY;
-    const double top = p.top();
     for (uint32_t c = 0; c < p.components; ++c) {
         if (divisors[c] < 0) return QM_BAD_BUFFER;
         const double scaled = divisors[c] * scale + 0.5;
         const double d = scaled < most ? static_cast<double>(trunc_i64(scaled)) : most;
-        all[c] = scaled >= 1 ? Divisor{d, static_cast<double>(static_cast<int64_t>(d) / 2)}
-                             : Divisor{0x1p-33, 1};  // for nothing and for what is no number
+        all[c] = scaled >= 1 ? Divisor{d, std::floor(d / 2)} : nothing;  // also what is no number
     }
     const Divisor* const of = all.get();
-    const auto make = [=](uint32_t c) {
-        return std::tuple{of[c].half, sizeof(T) == 4 ? of[c].d : (1 + 0x1p-51) / of[c].d};
-    };
-    const DivideBelowTop<T> op{scale, top};
-    if constexpr (sizeof(T) == 4)
-        return compute<T>(p, make, op);
-    else
-        return multiply_in_words<T>(
-            p, T(-1), make, op, [=](uint32_t c) { return scale / of[c].d; },
-            [&] { return compute<T>(p, make, op); });
+    return compute_product<T>(
+        p, T(-1), [=](uint32_t c) { return DivideBelowTop<T>::with(of[c]); },
+        DivideBelowTop<T>{scale, static_cast<decltype(DivideBelowTop<T>::top)>(p.top())},
+        [=](uint32_t c) { return scale / of[c].d; });
 }
 
 // ----- Limits ------------------------------------------------------------------------------------
@@ -553,9 +560,11 @@ struct SubConst {
 
 template <class T, uint32_t n>
 int multiply(const ConstCall& p, const auto& factor_of) {
-    const auto through_table = [&] { return multiply_by_table<n>(p, factor_of); };
-    if (by_table<T>(p)) return through_table();
-    return multiply_and_clip<T>(shared<T, n>(p), factor_of, through_table);
+    // Byte permutes are quicker than products.
+    if constexpr (sizeof(T) == 1)
+        return multiply_by_table<n>(p, factor_of);
+    else
+        return multiply_and_clip<T>(p, factor_of);
 }
 
 struct MulConst {
