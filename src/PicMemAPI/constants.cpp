@@ -182,25 +182,25 @@ bool same_for_all(uint32_t most, Exact exact, Tried tried) {
     return same;
 }
 
-/// Looks for words that do what `exact` does, which rises from less than `top` for 0 to at most
-/// `top`, up to the sample `greatest`.
+/// Looks for words that do what `exact` does, which rises from less than top, for the samples up to
+/// `greatest`.
 template <class Exact>
 bool find_factor(Exact exact, double factor, uint32_t greatest, MulInWords op, Factor& found) {
-    uint32_t most = 0;  // the last value that gives less than top
+    uint32_t most = 0;  // the last sample that gives less than top
     for (uint32_t step = 32768; step != 0; step /= 2)
         if (most + step <= greatest && exact(static_cast<uint16_t>(most + step)) < op.top)
             most += step;
     const double whole = std::floor(std::min(factor, 65535.0));
-    const double part = (factor - whole) * 0x1p32;
-    const auto least = static_cast<uint32_t>(trunc_clamp(part, 0xFFFFFFFD));
-    // What is rounded down misses halves.
+    const uint32_t least = trunc_clamp((factor - whole) * 0x1p32, 0xFFFFFFFD);
+    // What is rounded down misses halves, and so comes second.
     for (const uint32_t more : {1u, 0u, 2u}) {
-        const uint32_t tried = least + more;
-        found = {static_cast<uint16_t>(most), static_cast<uint16_t>(whole),
-                 static_cast<uint16_t>(tried >> 16), static_cast<uint16_t>(tried)};
-        const Factor f = found;
-        if (same_for_all(most, exact,
-                         [=](uint16_t value) { return op(value, f.most, f.whole, f.high, f.low); }))
+        const uint32_t part = least + more;
+        const Factor f{static_cast<uint16_t>(most), static_cast<uint16_t>(whole),
+                       static_cast<uint16_t>(part >> 16), static_cast<uint16_t>(part)};
+        found = f;
+        if (same_for_all(most, exact, [=](uint16_t sample) {
+                return op(sample, f.most, f.whole, f.high, f.low);
+            }))
             return true;
     }
     return false;
@@ -215,14 +215,17 @@ int compute_product(const ConstCall& p, uint32_t greatest, Make make, Op op,
         constexpr uint32_t kMost = 32;
         Factor all[kMost];
         const MulInWords in_words{static_cast<T>(greatest), static_cast<T>(p.top())};
-        const auto find = [&](uint32_t c) {
-            const auto exact = [=, k = make(c)](T value) {
-                return std::apply([=](auto... of) { return op(value, of...); }, k);
-            };
-            return find_factor(exact, factor_of(c), greatest, in_words, all[c]);
+        const auto finds_up_to = [&](uint32_t last) {
+            return all_of(p.components, [&](uint32_t c) {
+                const auto exact = [=, k = make(c)](T sample) {
+                    return std::apply([=](auto... of) { return op(sample, of...); }, k);
+                };
+                return find_factor(exact, factor_of(c), last, in_words, all[c]);
+            });
         };
+        // A few samples tell most of the components for which there are no words.
         if (p.components <= kMost && p.size >= 4 * (uint64_t{greatest} + 1) &&
-            all_of(p.components, find))
+            finds_up_to(std::min(greatest, 511u)) && finds_up_to(greatest))
             return compute<T>(
                 p,
                 [&](uint32_t c) {
