@@ -1613,11 +1613,77 @@ void add_stretches() {
         look);
 }
 
+// Tables of three and four components; divisors. Powers are computed when there is no memory for a
+// table that nobody asked for.
+void add_constants() {
+    using Api = CQmPicMemAPI_Base;
+    using Pixels = Memory<4800, 4800>;
+    const std::vector<Fate> none, refuses{refused(QM_NO_MEMORY)}, computes{kUnnoticed};
+    static constexpr int32_t kInts[] = {1, -2, 3, 4, 5};
+    static constexpr double kDoubles[] = {1.5, 2, 0.5, 4, 5};
+    static constexpr double kPowers[] = {1.5, 1.2, 0.5, 0.4, 1};
+    static constexpr uint8_t kPixel[] = {10, 20, 130, 40, 50, 60, 70, 80, 90, 100};
+    // `pixels` of one row.
+    const auto add_call = [](const std::string& name, const std::vector<Fate>& fates, auto* run,
+                             auto* k, uint32_t components, uint32_t bpc, uint32_t pixels) {
+        add<Pixels>(
+            name + " of " + std::to_string(pixels) + " x " + std::to_string(components) + " x " +
+                std::to_string(bpc),
+            fates,
+            [=](Pixels& p) {
+                return run(p.d.data(), 4800, p.s.data(), 4800, k, components, bpc, pixels, pixels);
+            },
+            print_destination);
+    };
+    for (const uint32_t components : {1u, 2u, 3u, 4u}) {
+        const auto& table = components > 2 ? refuses : none;
+        const auto& quotient = components == 2 ? refuses : table;
+        const auto of_bytes = [&](const char* name, const auto& fates, auto* run, auto* k) {
+            add_call(name, fates, run, k, components, 8, 20);
+        };
+        of_bytes("CQmPicMemAPI_Base::AddConstAndClip", table, Api::AddConstAndClip, kInts);
+        of_bytes("CQmPicMemAPI_Base::AddConstRotate", table, Api::AddConstRotate, kInts);
+        of_bytes("CQmPicMemAPI_Base::SubConstAndClip", table, Api::SubConstAndClip, kInts);
+        of_bytes("CQmPicMemAPI_Base::MulConstAndClip", table, Api::MulConstAndClip, kDoubles);
+        of_bytes("CQmPicMemAPI_Base::DivConstAndClip", quotient, Api::DivConstAndClip, kDoubles);
+        of_bytes("CQmPicMemAPI_Base::MinConstAndClip", table, Api::MinConstAndClip, kPixel);
+        of_bytes("CQmPicMemAPI_Base::MaxConstAndClip", table, Api::MaxConstAndClip, kPixel);
+        // Words are computed.
+        add_call("CQmPicMemAPI_Base::AddConstAndClip", none, Api::AddConstAndClip, kInts,
+                 components, 12, 20);
+        add_call("CQmPicMemAPI_Base::MulConstAndClip", none, Api::MulConstAndClip, kDoubles,
+                 components, 12, 20);
+        add_call("CQmPicMemAPI_Base::DivConstAndClip", components == 2 ? refuses : none,
+                 Api::DivConstAndClip, kDoubles, components, 12, 20);
+        for (const uint32_t pixels : {20u, 600u})
+            for (const uint32_t bpc : {8u, 9u}) {
+                const bool has_table = pixels > 1u << bpc || (bpc == 8 && components != 2);
+                const bool must = components > 2, can_not = components == 1 && bpc == 8;
+                add<Pixels>(
+                    "CQmPicMemAPI_Base::AddMulPowConstAndClip of " + std::to_string(pixels) +
+                        " x " + std::to_string(components) + " x " + std::to_string(bpc),
+                    !has_table || can_not ? none
+                    : must                ? refuses
+                                          : computes,
+                    [=](Pixels& p) {
+                        return Api::AddMulPowConstAndClip(p.d.data(), 4800, p.s.data(), 4800,
+                                                          kDoubles, kDoubles, kPowers, components,
+                                                          bpc, pixels, pixels);
+                    },
+                    print_destination);
+            }
+    }
+    add_call("CQmPicMemAPI_Base::DivConstAndClip", refuses, Api::DivConstAndClip, kDoubles, 5, 24,
+             20);
+    add_call("divconstandclip_5x32", refuses, divconstandclip_5x32, kDoubles, 5, 24, 20);
+}
+
 const std::vector<FailureCase>& all_cases() {
     add_picture_buffers();
     add_ratio();
     add_float_picture_buffers();
     add_raw_memory();
+    add_constants();
     add_binary();
     add_raw_floats();
     add_tables();

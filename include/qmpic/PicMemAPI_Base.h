@@ -8,6 +8,7 @@
 #include "qmpic/kernels/bit_depth.h"
 #include "qmpic/kernels/components.h"
 #include "qmpic/kernels/composition.h"
+#include "qmpic/kernels/constants.h"
 #include "qmpic/kernels/drawing.h"
 #include "qmpic/kernels/frame.h"
 #include "qmpic/kernels/grey.h"
@@ -835,6 +836,20 @@ class QM_API CQmPicMemAPI_Base {
                                                       double hi, double lo);
 
     // ----- Constants ----------------------------------------------------------------------------
+
+    /// Depths of 8 to 16; the kernels by component count and depth, whose results for 1, 3 and 4
+    /// components may differ from those for other counts. The arrays of constants are not tested
+    /// for null.
+    static IntConstKernel AddConstAndClip, AddConstRotate, SubConstAndClip;
+    static DoubleConstKernel MulConstAndClip;
+    static PixelConstKernel MinConstAndClip, MaxConstAndClip;
+    /// Depths of 8 to 32; 17 to 32 bits by divconstandclip_Nx32 for every component count. The
+    /// pictures are not tested for null.
+    static DoubleConstKernel DivConstAndClip;
+    /// Depths of 8 to 16. The pictures are not tested for null.
+    static AddMulPowKernel AddMulPowConstAndClip;
+    /// Depths of 8 to 16; the second source is not tested for null.
+    static SubAddConstKernel SubAddConstAndClip;
 
     // ----- Averages, shading, sums --------------------------------------------------------------
 
