@@ -223,12 +223,12 @@ TEST(GainedProblem, HasNoEndsInTheFirstAndTheLastBin) {
     EXPECT_EQ(bins, expected);
 }
 
-/// `runs` times 11 high bins with a low one behind each, and a gap at 200.
+/// `runs` times 11 high bins with a low one behind each, and a gap at 201.
 Bins with_runs(uint32_t runs, uint32_t length) {
     Bins bins(256, 0);
     for (uint32_t i = 0; i < runs; ++i)
         for (uint32_t k = 0; k < length; ++k) bins[1 + i * (length + 1) + k] = 30;
-    bins[200] = bins[202] = 100;
+    bins[199] = bins[200] = bins[202] = 100;  // the first is passed over, behind a long gap
     return bins;
 }
 
@@ -245,7 +245,7 @@ TEST(GainedProblem, LeavesNormalHistogramsAlone) {  // 256 / 50 is 5: six runs a
     EXPECT_EQ(repair(bins)[201], 100u);
     Bins many(512, 0);  // 512 / 50 is 10
     for (uint32_t i = 1; i <= 110; ++i) many[i] = 30;
-    many[300] = many[302] = 100;
+    many[299] = many[300] = many[302] = 100;
     EXPECT_EQ(repair(many)[301], 100u);
     many[111] = many[112] = many[113] = many[114] = many[115] = many[116] = 30;
     many[117] = many[118] = many[119] = many[120] = many[121] = 30;
