@@ -51,9 +51,15 @@ template <class S>
 bool is_left_of_a_rise(const Three<S>& s, uint64_t x, int16_t tolerance) {
     const S sample = s.here[x];
     const auto fits = [=](S neighbour) { return rise(sample, neighbour) <= tolerance; };
-    return (rise(sample, s.here[x + 1]) <= -tolerance) & fits(s.here[x - 1]) & fits(s.below[x]) &
-           fits(s.above[x]) & fits(s.below[x + 1]) & fits(s.below[x - 1]) & fits(s.above[x + 1]) &
-           fits(s.above[x - 1]);
+    bool all = rise(sample, s.here[x + 1]) <= -tolerance;  // all are tested, by vectors
+    all &= fits(s.above[x - 1]);
+    all &= fits(s.above[x]);
+    all &= fits(s.above[x + 1]);
+    all &= fits(s.below[x - 1]);
+    all &= fits(s.below[x]);
+    all &= fits(s.below[x + 1]);
+    all &= fits(s.here[x - 1]);
+    return all;
 }
 
 /// No neighbour is below by more than the tolerance, but for those with a higher mark.
@@ -63,11 +69,16 @@ bool joins(const Three<S>& s, const Three<D>& d, uint64_t x, int16_t tolerance, 
     const auto fits = [=](S neighbour, D mark) {
         return (mark > level) | (rise(sample, neighbour) <= tolerance);
     };
-    return (d.here[x] <= level) & fits(s.above[x - 1], d.above[x - 1]) &
-           fits(s.above[x], d.above[x]) & fits(s.above[x + 1], d.above[x + 1]) &
-           fits(s.here[x - 1], d.here[x - 1]) & fits(s.here[x + 1], d.here[x + 1]) &
-           fits(s.below[x - 1], d.below[x - 1]) & fits(s.below[x], d.below[x]) &
-           fits(s.below[x + 1], d.below[x + 1]);
+    bool all = d.here[x] <= level;
+    all &= fits(s.above[x - 1], d.above[x - 1]);
+    all &= fits(s.above[x], d.above[x]);
+    all &= fits(s.above[x + 1], d.above[x + 1]);
+    all &= fits(s.here[x - 1], d.here[x - 1]);
+    all &= fits(s.here[x + 1], d.here[x + 1]);
+    all &= fits(s.below[x - 1], d.below[x - 1]);
+    all &= fits(s.below[x], d.below[x]);
+    all &= fits(s.below[x + 1], d.below[x + 1]);
+    return all;
 }
 
 /// Marks the interior pixels that pass with `level`. Are there any?
