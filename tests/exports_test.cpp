@@ -117,7 +117,7 @@ TEST(Imports, AreMemoryThreadsAndMathematics) {
         "std::thread::_State::~_State",
         "typeinfo for std::thread::_State",  // one thread, of stretches by blocks
         // mathematics
-        "acos", "cos", "log", "log10", "logf", "pow", "powf", "round", "sqrt", "sqrtf",
+        "acos", "cos", "log", "log10", "log10f", "logf", "pow", "powf", "round", "sqrt", "sqrtf",
         "__popcountdi2",
         // lists, maps and wide text
         "std::__detail::_List_node_base::_M_hook", "std::__detail::_List_node_base::_M_unhook",

@@ -457,6 +457,74 @@ void add_binary() {
               print_destination);
 }
 
+void add_acquisition() {
+    using Api = CQmPicMemAPI_Base;
+    add<Memory<12, 12>>(
+        "CQmPicMemAPI_Base::ZorbenProcessing", {refused(QM_NO_MEMORY)},
+        [](Memory<12, 12>& p) {
+            static constexpr double kWeights[] = {1, 1, 1};
+            return Api::ZorbenProcessing(p.d.data(), 3, 3, p.s.data(), 3, 3, nullptr, kWeights, 8,
+                                         1, 4);
+        },
+        print_destination);
+    // Powers of words and products of bytes are computed again when they cannot be kept.
+    using Large = Memory<131072, 131072>;
+    for (const uint32_t bpc : {8u, 9u})
+        add<Large>(
+            "CQmPicMemAPI_Base::MixDicAndFluo of " + std::to_string(bpc) + " bits", {kUnnoticed},
+            [=](Large& p) {
+                return Api::MixDicAndFluo(p.d.data(), 512, 1, bpc, p.s.data(), 512, 1, bpc,
+                                          p.s.data(), 512, 1, bpc, 0, 2.2, bpc == 8 ? 512 : 256,
+                                          bpc == 8 ? 131072 : 65536);
+            },
+            print_destination);
+
+    // What is returned, unless it is a code.
+    struct Level : Memory<1, 2048> {
+        uint32_t level = 77;
+        int take(uint32_t given) {
+            if (given == static_cast<uint32_t>(QM_NO_MEMORY)) return QM_NO_MEMORY;
+            level = given;
+            return QM_OK;
+        }
+    };
+    const auto print_level = [](Print& print, const Level& p) { print << p.level; };
+    for (const uint32_t bpc : {8u, 16u}) {
+        const std::string bits = " of " + std::to_string(bpc) + " bits";
+        add<Level>(
+            "CQmPicMemAPI_Base::ThresholdFromIntegralCircularity" + bits, {refused(QM_NO_MEMORY)},
+            [=](Level& p) {
+                return p.take(Api::ThresholdFromIntegralCircularity(p.s.data(), bpc, 1, 64, 32,
+                                                                    1024, true, 0, 0));
+            },
+            print_level);
+        add<Level>(
+            "CQmPicMemAPI_Base::ThresholdFromIntegralCircularity under a mask" + bits,
+            {refused(QM_NO_MEMORY)},
+            [=](Level& p) {
+                return p.take(Api::ThresholdFromIntegralCircularity(p.s.data(), bpc, 1, 64,
+                                                                    p.s.data(), bpc, 64, 32, 1024,
+                                                                    true, 0, 0, 0x12345, false));
+            },
+            print_level);
+    }
+
+    // Ends of 10000 around a gap: F is 10000 * 2 / 256 / 20, which is 3, and so 10.
+    struct Torn {
+        std::vector<uint32_t> d = std::vector<uint32_t>(256);
+        void* histograms[2] = {nullptr, d.data()};
+        Torn() { d[10] = d[14] = 10000; }
+    };
+    add<Torn>(
+        "CQmPicMemAPI_Base::GainedProblem", {kNothingDone},
+        [](Torn& p) { return Api::GainedProblem(nullptr, p.d.data(), 0, 4, 1, 8); },
+        print_destination);
+    add<Torn>(
+        "CQmPicMemAPI_Base::GainedProblem of several", {kNothingDone},
+        [](Torn& p) { return Api::GainedProblem(p.histograms, nullptr, 1, 4, 3, 8); },
+        print_destination);
+}
+
 struct Floats {
     std::vector<float> d = std::vector<float>(3, 7), s{3, 1, 2, 6, 5, 4, 9, 8, 7, 0, 1, 2};
 };
@@ -1685,6 +1753,7 @@ const std::vector<FailureCase>& all_cases() {
     add_raw_memory();
     add_constants();
     add_binary();
+    add_acquisition();
     add_raw_floats();
     add_tables();
     add_typed();

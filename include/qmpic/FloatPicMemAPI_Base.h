@@ -8,6 +8,7 @@
 #include "qmpic/kernels/float.h"
 #include "qmpic/kernels/focus.h"
 #include "qmpic/kernels/stretch.h"
+#include "qmpic/kernels/tone_mapping.h"
 #include "qmpic/system/RangeBase.h"
 
 class SQmLut;
@@ -468,6 +469,26 @@ class QM_API CQmFloatPicMemAPI_Base {
     // ----- Colocalization ------------------------------------------------------------------------
 
     // ----- Tone mapping --------------------------------------------------------------------------
+
+    /// The integer picture of a packed one by the curve named after Drago, or by the quotient named
+    /// after Tumblin, each component between its own extremes: see kernels/tone_mapping.h, also for
+    /// what 16 bits give. In the calling thread.
+    /// @param uiBpc 8, or 9 to 16, which make no difference among them
+    /// @return 0; -2 for other depths
+    static int Map_Drago(void* pDst, std::uint32_t uiBpc, std::uint32_t uiDstWidthBytes,
+                         const float* pSrc, std::uint32_t uiWidth, std::uint32_t uiHeight,
+                         std::uint32_t uiComponents);
+    static int Map_Tumblin(void* pDst, std::uint32_t uiBpc, std::uint32_t uiDstWidthBytes,
+                           const float* pSrc, std::uint32_t uiWidth, std::uint32_t uiHeight,
+                           std::uint32_t uiComponents);
+    /// Map_Drago: `uiParam` is not read.
+    static int MapParam_Drago(void* pDst, std::uint32_t uiBpc, std::uint32_t uiDstWidthBytes,
+                              const float* pSrc, std::uint32_t uiWidth, std::uint32_t uiHeight,
+                              std::uint32_t uiComponents, std::uint32_t uiParam);
+    /// The quotient with the same p for all samples.
+    static int MapParam_Tumblin(void* pDst, std::uint32_t uiBpc, std::uint32_t uiDstWidthBytes,
+                                const float* pSrc, std::uint32_t uiWidth, std::uint32_t uiHeight,
+                                std::uint32_t uiComponents, std::uint32_t uiParam);
 
     // ----- Complex pictures ----------------------------------------------------------------------
 };

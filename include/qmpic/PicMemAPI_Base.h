@@ -4,6 +4,7 @@
 #include <map>
 
 #include "qmpic/export.h"
+#include "qmpic/kernels/acquisition.h"
 #include "qmpic/kernels/binary.h"
 #include "qmpic/kernels/bit_depth.h"
 #include "qmpic/kernels/components.h"
@@ -922,6 +923,97 @@ class QM_API CQmPicMemAPI_Base {
     // ----- FRET ---------------------------------------------------------------------------------
 
     // ----- Acquisition --------------------------------------------------------------------------
+
+    /// Compares the first components a and b of two pictures of one format. The first three
+    /// components of the destination become a, b, and
+    /// max(a / dScaleA - b / dScaleB, 0) / a / dScaleA * (2^uiBpc - 1) toward zero: the part of a
+    /// that is lost in b, divided by the scale a second time. 100 and 80 with scales of 1 give 51
+    /// of 255. Where b / dScaleB exceeds a / dScaleA and where a is 0 it is 0. What does not fit is
+    /// cut to the low bits. Fewer components take what they have.
+    /// @param uiBpc   up to 8 bits are bytes, up to 16 words; above, nothing is done
+    /// @param dScaleA 0 is 1, also for `dScaleB`
+    /// @return 0; -4 for null memory and for a 0 among strides, components, depth, width and size
+    static int AccPhotobleachProcessing(void* pDst, uint32_t uiDstWidthBytes,
+                                        uint32_t uiDstComponents, const void* pSrcA,
+                                        const void* pSrcB, uint32_t uiSrcWidthBytes,
+                                        uint32_t uiSrcComponents, uint32_t uiBpc, uint32_t uiWidth,
+                                        uint64_t uiSizeInPixels, double dScaleA, double dScaleB);
+
+    /// Combines pairs of components: destination k is q * pdWeights[k] + p + 0.5 within 0 and
+    /// 2^uiBpc - 1, toward zero (NaN 0), where p and q are the components of the source at the
+    /// first and the second place that holds k + 1 in `piPairs`. Without pairs both are component
+    /// k: a weight of 1 gives 2 * p. A destination that has no pair is 0, but the last of them is
+    /// component k itself when the source has an odd number of components and k is one.
+    /// @param piPairs   `uiSrcComponents` numbers, or null
+    /// @param pdWeights `uiDstComponents` weights
+    /// @param uiBpc     up to 8 bits are bytes, up to 16 words; above, nothing is done
+    /// @return 0; -3 without memory; -4 for null memory or weights and for a 0 among strides,
+    ///         components, depth, width and size
+    static int ZorbenProcessing(void* pDst, uint32_t uiDstWidthBytes, uint32_t uiDstComponents,
+                                const void* pSrc, uint32_t uiSrcWidthBytes,
+                                uint32_t uiSrcComponents, const int* piPairs,
+                                const double* pdWeights, uint32_t uiBpc, uint32_t uiWidth,
+                                uint64_t uiSizeInPixels);
+
+    /// Merges two pictures by a screen, f + d - f * d of full scale, cut to whole numbers, where f
+    /// is (a / top)^(1 / dGamma) of component `uiComponent` of the first and d is b / top of the
+    /// first component of the second. The result goes to component `uiComponent`, or to component 0
+    /// where the destination has no such; others stay. 128 and 64 of 8 bits give 159.
+    ///
+    /// Bits decide: above 8 of the destination, all three have to be 9 to 16, each with a top of
+    /// its own. Up to 8 of all three, the tops are 255. Where a source is deeper than a destination
+    /// of bytes, both sources are walked as bytes all the same; the second is shifted right by
+    /// uiSrcBBpc - 8 (modulo 32), and the first is looked up in a table with 2^uiSrcABpc entries
+    /// cut to eight bits of that number, which are none for 8 bits and more: then f is 0, and the
+    /// result is the second picture's byte.
+    /// @param uiComponent below `uiSrcAComponents`
+    /// @return 0; -2 for other depths
+    static int MixDicAndFluo(void* pDst, uint32_t uiDstWidthBytes, uint32_t uiDstComponents,
+                             uint32_t uiDstBpc, const void* pSrcA, uint32_t uiSrcAWidthBytes,
+                             uint32_t uiSrcAComponents, uint32_t uiSrcABpc, const void* pSrcB,
+                             uint32_t uiSrcBWidthBytes, uint32_t uiSrcBComponents,
+                             uint32_t uiSrcBBpc, uint32_t uiComponent, double dGamma,
+                             uint32_t uiWidth, uint64_t uiSizeInPixels);
+
+    /// Marks local extremes of a picture of one component in another; the border and all else is 0.
+    ///
+    /// With `sTolerance` below 1 pixels are marked `ucLevels` of which no neighbour is below them:
+    /// minima, and flat ground. From 1 on the difference d of a pixel and its neighbour is one of
+    /// signed 16 bits, which wraps: the right neighbour must give -sTolerance at most, and the
+    /// other seven must not give more than sTolerance.
+    ///
+    /// Then marks grow outward, for each level from ucLevels - 1 down to 1: a pixel that has no
+    /// mark yet gets this one when no neighbour gives d above sTolerance, but for those that have a
+    /// higher mark, which do not count.
+    /// @param ucLevels 1 is the first pass alone; 0 marks nothing
+    /// @return 0; -2 unless the source has up to 8 bits and so has the destination, or the source
+    ///         has 9 to 16 and the destination up to 16
+    static int MonoDetectLocalPeaks(void* pDst, uint32_t uiDstBpc, uint32_t uiDstWidthBytes,
+                                    const void* pSrc, uint32_t uiSrcBpc, uint32_t uiSrcWidthBytes,
+                                    uint32_t uiWidth, uint64_t uiSizeInPixels, short sTolerance,
+                                    unsigned char ucLevels);
+
+    /// The level at which the objects of the first component are roundest: see
+    /// kernels/acquisition.h. Up to 8 bits are bytes, up to 16 words.
+    /// @return the level; as unsigned numbers -2 for other depths and -3 without memory
+    static unsigned int ThresholdFromIntegralCircularity(const void* pData, uint32_t uiBpc,
+                                                         uint32_t uiComponents,
+                                                         uint32_t uiWidthBytes, uint32_t uiWidth,
+                                                         uint32_t uiSize, bool bBrightObjects,
+                                                         double dMinArea, double dMaxArea);
+    /// The same of what a mask selects, which has depth classes as the picture has.
+    static unsigned int ThresholdFromIntegralCircularity(
+        const void* pData, uint32_t uiBpc, uint32_t uiComponents, uint32_t uiWidthBytes,
+        const void* pMask, uint32_t uiMaskBpc, uint32_t uiMaskWidthBytes, uint32_t uiWidth,
+        uint32_t uiSize, bool bBrightObjects, double dMinArea, double dMaxArea,
+        uint32_t uiMaskValue, bool bMaskEqual);
+
+    /// Fills the gaps that a gain leaves in a histogram of 2^uiBits bins (kernels/acquisition.h):
+    /// that at `pHistogram` of one component, else `ppHistograms[uiComponent]`.
+    /// @return 0, also for other bins than those of 4 and 8 bytes and without memory, when nothing
+    ///         is done; -2 for other bits than 8 to 16
+    static int GainedProblem(void** ppHistograms, void* pHistogram, uint32_t uiComponent,
+                             uint32_t uiBinBytes, uint32_t uiComponents, uint32_t uiBits);
 };
 
 /// 10001 arc cosines: entry i is that of 2 * i / 10000 - 1, so entry 0 is pi and entry 10000 is 0.

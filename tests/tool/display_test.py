@@ -516,6 +516,27 @@ class Floats(Close):
         self.assertEqual(found, overlaid(quick(plain, *how),
                                          quick([[x % 2 for x in range(9)]] * 7, *how), YELLOW, 128))
 
+    def test_tones(self):
+        # Of 1 to 100: 255 p x / (x p - x + 100), with p of 4, and by the ratio of 1 and 100.
+        data = float_tiff([[[0.0], [1.0], [10.0], [50.0], [100.0], [-7.0]]])
+        grey = lambda *values: [[(v, v, v) for v in values]]
+        self.assertEqual(self.render(data, "--tone", "tumblin=4"), grey(0, 9, 78, 204, 255, 0))
+        self.assertEqual(self.render(data, "--tone", "tumblin=1"), grey(0, 2, 25, 127, 255, 0))
+        self.assertEqual(self.render(data, "--tone", "tumblin", levels=None),
+                         grey(0, 15, 144, 247, 255, 0))
+        # Three shades of a narrow range: 0, 1 and 2.
+        found = self.render(float_tiff([[[0.0], [0.9], [2.0], [5.0], [9.0]]]), "--tone", "drago",
+                            levels=None)
+        self.assertEqual(found, grey(0, 0, 127, 255, 255))
+        for wrong in ["", "Drago", "drago=2", "tumblin=", "tumblin=0", "tumblin=-1", "tumblin=x",
+                      "tumblin=1.5", "tumblin=4294967296"]:
+            self.assert_fails(2, "--tone", "render", self.file(data), "-o", self.out,
+                              "--tone=" + wrong)
+        self.assert_fails(2, "--tone", "render", self.file(data), "-o", self.out, "--tone=drago",
+                          "--bits=8")
+        self.assert_fails(2, "--tone", "render", self.file(pnm([[[1]]], 255)), "-o", self.out,
+                          "--tone=drago")
+
     def test_other_commands_and_options_refuse_them(self):
         picture = self.file(float_tiff(float_rows(5, 4, 2, 0, 1)))
         for command in [["stats"], ["histogram"], ["threshold", "--otsu", "-o", self.out]]:

@@ -13,6 +13,7 @@
 #include "picture.h"
 #include "screen.h"
 #include "spectrum.h"
+#include "tone.h"
 #include "view.h"
 #include "write_png.h"
 
@@ -29,6 +30,7 @@ struct Options {
     bool minmax = false;
     std::optional<std::string> lut;
     std::optional<std::string> mark_over, mark_under;
+    std::optional<std::string> tone;
     std::optional<std::string> spectral;
     std::optional<std::string> save_view, load_view;
     ScreenOptions screen;
@@ -68,6 +70,7 @@ struct Parsed {
         if (options.levels) parse_levels("--levels", *options.levels);
         if (options.gamma) parse_numbers("--gamma", *options.gamma);
         if (options.lut) lut = find_lut("--lut", *options.lut);
+        if (options.tone) tone = parse_tone("--tone", *options.tone);
         if (options.spectral) spectrum.emplace("--spectral", *options.spectral);
     }
 
@@ -86,6 +89,7 @@ struct Parsed {
     Marks marks;
     Percents left_out;
     std::optional<std::uint32_t> lut;
+    std::optional<Tone> tone;
     std::optional<Spectrum> spectrum;
 };
 
@@ -96,12 +100,20 @@ bool same_place(const std::string& one, const std::string& two) {
 }
 
 /// The levels of each component of the picture.
-std::vector<Range> usual_levels(const Options& options, const Percents& left_out,
+std::vector<Range> usual_levels(const Options& options, const Parsed& parsed,
                                 const Picture& picture, const Depth& depth, const Counts& counts) {
     const std::uint32_t top = top_of(depth.bits);
+    if (parsed.tone && !options.automatic && !options.minmax) {
+        std::vector levels(picture.components(), Range{0, top});
+        // A range so narrow would be black.
+        if (parsed.tone->curve == Tone::Drago)
+            for (std::uint32_t c = 0; c < picture.components(); ++c)
+                if (counts.max(c) > 0) levels[c].high = counts.max(c);
+        return levels;
+    }
     if (picture.rgb && !options.automatic && !options.minmax)
         return std::vector(picture.components(), Range{0, saturation(picture, depth)});
-    std::vector<Range> levels = counts.levels(left_out, picture.rgb);
+    std::vector<Range> levels = counts.levels(parsed.left_out, picture.rgb);
     for (Range& range : levels) {
         range.high = std::min(range.high, top);
         if (range.low >= range.high) range = {0, top};
@@ -134,7 +146,7 @@ View decide(const Options& options, const Parsed& parsed, const Picture& picture
     const auto colours = parse_for("--colors", options.colours, many, parse_colours);
     const auto levels = parse_for("--levels", options.levels, many, parse_levels);
     const auto gamma = parse_for("--gamma", options.gamma, many, parse_numbers);
-    const auto usual = usual_levels(options, parsed.left_out, picture, depth, counts);
+    const auto usual = usual_levels(options, parsed, picture, depth, counts);
 
     View view;
     const std::uint32_t color_space = picture.components() == 1;  // 1: a single component
@@ -230,6 +242,11 @@ void render(const Options& options) {
     screen.check_fit(picture, options.wanted);
     std::optional<View> view;
     Pixels shown;
+    if (parsed.tone) {
+        if (!picture.floats) throw WrongUsage("--tone: only of a picture of floats");
+        make_finite(picture, options.wanted.path);
+        map_tones(picture, *parsed.tone);
+    }
     if (picture.floats) {
         shown = of_floats(options, parsed, picture);
     } else {
@@ -289,6 +306,16 @@ std::function<void()> declare_render(CLI::App& app) {
                        "Colour table of a single channel, by name or index: see 'qmpic luts'")
             ->type_name("NAME|INDEX")
             ->excludes(colours);
+    app.add_option(
+           "--tone", options->tone,
+           "Bring a picture of floats to 8 bits by a tone curve, each channel from its own "
+           "extremes and samples below 0 as 0; the levels are those of 8 bits then. "
+           "'tumblin' lifts dark samples: P of 1 is straight, more is steeper, and without "
+           "it the ratio of the extremes decides; levels 0:255. 'drago', a logarithm, has a "
+           "narrow range: the brightest sample becomes 2 of 255 (seldom more, of ranges "
+           "beyond 100000), so that a channel has three shades; levels 0 to the greatest")
+        ->type_name("drago|tumblin[=P]")
+        ->excludes(app.get_option("--bits"));
     app.add_option("--mark-over", options->mark_over,
                    "Mark saturated samples, in red; 'inverse' is that of the channel's colour")
         ->type_name("[COLOR]");
