@@ -46,7 +46,7 @@ struct Pair {
     Above<T> above_a, above_b;
 
     /// Calls `use(block, count, mask)` for each block of pixels, their samples those above the
-    /// thresholds. Where the mask is 0, so are the samples; without a mask it is null.
+    /// thresholds. Without a mask that is null.
     template <class Use>
     void each_block(Use use) const {
         Area walked = area;
@@ -66,14 +66,8 @@ struct Pair {
                     take(pair.b.template row<T>(y) + x * pair.step, pair.step, count, pair.above_b,
                          block.b);
                     const Sample<uint8_t>* mask = nullptr;
-                    if constexpr (!Chosen::kEvery) {
+                    if constexpr (!Chosen::kEvery)
                         mask = pair.chosen.mask.template row<uint8_t>(y) + x;
-                        for (uint64_t i = 0; i < count; ++i) {
-                            const bool keep = mask[i] != 0;
-                            block.a[i] = keep ? block.a[i] : Taken<T>(0);
-                            block.b[i] = keep ? block.b[i] : Taken<T>(0);
-                        }
-                    }
                     use(block, count, mask);
                 }
         });
@@ -117,16 +111,45 @@ Numbers numbers_of(const Pair<T, AllPixels>& pair, uint32_t pixels) {
     });
     return {sums, pixels};
 }
+/// Makes 0 of the pixels that do not count, which is as good as leaving them out, and tells how
+/// many do. Arithmetic of words throughout, which vectorises everywhere.
+template <class T>
+uint32_t clear_others(PairBlock<T>& block, const Sample<uint8_t>* mask, uint64_t count) {
+    uint16_t under = 0;
+    for (uint64_t i = 0; i < count; ++i) {
+        const uint16_t byte = mask[i];
+        const auto all = static_cast<uint16_t>(static_cast<int16_t>(-byte) >> 15);
+        block.a[i] = static_cast<uint16_t>(block.a[i] & all);
+        block.b[i] = static_cast<uint16_t>(block.b[i] & all);
+        under = static_cast<uint16_t>(under - all);
+    }
+    return under;
+}
+/// Moves the pixels that count together, and tells how many they are.
+uint32_t drop_others(PairBlock<float>& block, const Sample<uint8_t>* mask, uint64_t count) {
+    uint32_t under = 0;
+    for (uint64_t i = 0; i < count; ++i) {
+        block.a[under] = block.a[i];
+        block.b[under] = block.b[i];
+        under += mask[i] != 0 ? 1 : 0;
+    }
+    return under;
+}
+
 /// N is how many pixels are under the mask, fewer than 2^32.
 template <class T>
 Numbers numbers_of(const Pair<T, MaskedPixels>& pair, uint32_t /*pixels*/) {
     PairSums<T, true> sums, *const to = &sums;
     uint32_t n = 0, *const to_n = &n;
     pair.each_block([to, to_n](PairBlock<T>& block, uint64_t count, const Sample<uint8_t>* mask) {
-        uint32_t under = 0;
-        for (uint64_t i = 0; i < count; ++i) under += mask[i] != 0 ? 1 : 0;
-        *to_n += under;
-        to->add(block, count);
+        if constexpr (std::is_same_v<T, float>) {
+            const uint32_t under = drop_others(block, mask, count);
+            *to_n += under;
+            to->add(block, under);
+        } else {
+            *to_n += clear_others(block, mask, count);
+            to->add(block, count);
+        }
     });
     return n == 0 ? Numbers() : Numbers(sums, n);
 }

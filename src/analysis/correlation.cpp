@@ -75,6 +75,11 @@ class Correlation {
                 const Sample<B>* const b = self.b_.template row<B>(y);
                 for (uint64_t x = 0; x < self.area_.width; x += kPairs) {
                     const uint64_t count = std::min(kPairs, self.area_.width - x);
+                    if constexpr (std::is_same_v<A, uint16_t>)
+                        if (step == 1 && count == kPairs) {  // they are a block already
+                            if (group->count != 0) group->sums[0].add(a + x, b + x, count);
+                            continue;
+                        }
                     for (uint32_t i = 0; i < group->count; ++i) {
                         const uint64_t first = x * step + group->components[i];
                         take(a + first, step, count, Samples{}, block.a);

@@ -74,13 +74,19 @@ template <class T, bool parts>
 class WholeSums {
   public:
     void add(PairBlock<T>& block, uint64_t pixels) {
-        const uint16_t *const a = block.a, *const b = block.b;
-        const uint64_t count = block.fill_up(pixels);
+        add(words(block.a), words(block.b), block.fill_up(pixels));
+    }
+    /// `count` is a multiple of 32, and at most kPairs.
+    void add(const Sample<uint16_t>* a, const Sample<uint16_t>* b, uint64_t count) {
         if (!aa_.has_room(kPairs, kGreatest) || !bb_.has_room(kPairs, kGreatest) ||
             !ab_.has_room(kPairs, kGreatest))
             return add_in_order(a, b, count);
-        if (sizeof(T) == 1 || are_small(a, b, count)) return add_small(a, b, count);
-        add_wide(a, b, count);
+        if constexpr (sizeof(T) == 1) {
+            add_small(a, b, count);
+        } else {  // neighbours are alike, mostly
+            if (is_small_ && (is_small_ = add_small(a, b, count))) return;
+            is_small_ = add_wide(a, b, count);
+        }
     }
     // Sums of fewer than 2^32 samples stay below 2^53.
     double a() const { return static_cast<double>(a_); }
@@ -93,41 +99,53 @@ class WholeSums {
 
   private:
     static constexpr uint64_t kGreatest = uint64_t{T(-1)} * T(-1);
+    /// 256 products of this fit into 32 bits, and the samples into signed words.
+    static constexpr uint32_t kSmall = 4095;
+    static_assert(uint64_t{kSmall} * kSmall * kPairs <= UINT32_MAX);
 
-    /// Do 256 products fit into 32 bits, and samples into signed words?
-    static bool are_small(const uint16_t* a, const uint16_t* b, uint64_t count) {
-        uint16_t any = 0;
-        for (uint64_t x = 0; x < count; ++x) any = static_cast<uint16_t>(any | a[x] | b[x]);
-        return any <= 4095;
+    static const Sample<uint16_t>* words(const uint16_t* block) {
+        return reinterpret_cast<const Sample<uint16_t>*>(block);
+    }
+    /// Of words, the first where the second is not 0, which is at most 0x8000.
+    static int16_t where(int16_t value, int16_t other) {
+        return static_cast<int16_t>(value & static_cast<int16_t>(-other) >> 15);
     }
 
-    void add_small(const uint16_t* a, const uint16_t* b, uint64_t count) {
+    /// Or adds nothing, and says so: there are samples above kSmall.
+    bool add_small(const Sample<uint16_t>* a, const Sample<uint16_t>* b, uint64_t count) {
         const int16_t one = kOne;
         uint32_t sum_a = 0, sum_b = 0, aa = 0, bb = 0, ab = 0, a_with_b = 0, b_with_a = 0;
+        uint16_t any = 0;
         for (uint64_t x = 0; x < count; ++x) {
-            const auto p = static_cast<int16_t>(a[x]), q = static_cast<int16_t>(b[x]);
+            const auto p = static_cast<int16_t>(a[x].value), q = static_cast<int16_t>(b[x].value);
+            if constexpr (sizeof(T) != 1)
+                any = static_cast<uint16_t>(any | static_cast<uint16_t>(p | q));
             sum_a += static_cast<uint32_t>(p * one);
             sum_b += static_cast<uint32_t>(q * one);
             aa += static_cast<uint32_t>(p * p);
             bb += static_cast<uint32_t>(q * q);
             ab += static_cast<uint32_t>(p * q);
             if constexpr (parts) {
-                a_with_b += static_cast<uint32_t>(q != 0 ? p : 0);
-                b_with_a += static_cast<uint32_t>(p != 0 ? q : 0);
+                a_with_b += static_cast<uint32_t>(where(p, q) * one);
+                b_with_a += static_cast<uint32_t>(where(q, p) * one);
             }
         }
+        if (any > kSmall) return false;
         add_samples(sum_a, sum_b, a_with_b, b_with_a);
         aa_.add_total(aa);
         bb_.add_total(bb);
         ab_.add_total(ab);
+        return true;
     }
 
-    /// Products as their low and high halves, whose sums fit into 32 bits.
-    void add_wide(const uint16_t* a, const uint16_t* b, uint64_t count) {
-        uint32_t sum_a = 0, sum_b = 0, a_with_b = 0, b_with_a = 0;
+    /// Products as their low and high halves, whose sums fit into 32 bits. Tells whether all
+    /// samples were small.
+    bool add_wide(const Sample<uint16_t>* a, const Sample<uint16_t>* b, uint64_t count) {
+        uint32_t sum_a = 0, sum_b = 0, a_with_b = 0, b_with_a = 0, any = 0;
         uint32_t low[3] = {}, high[3] = {};
         for (uint64_t x = 0; x < count; ++x) {
             const uint32_t p = a[x], q = b[x], pp = p * p, qq = q * q, pq = p * q;
+            any |= p | q;
             sum_a += p;
             sum_b += q;
             low[0] += pp & 0xFFFF, high[0] += pp >> 16;
@@ -142,17 +160,18 @@ class WholeSums {
         ExactSum* const sums[] = {&aa_, &bb_, &ab_};
         for (int i = 0; i < 3; ++i)
             sums[i]->add_total(static_cast<int64_t>((uint64_t{high[i]} << 16) + low[i]));
+        return any <= kSmall;
     }
 
     /// Some products ahead of the three chains of sums, so that these wait for nothing else.
-    void add_in_order(const uint16_t* a, const uint16_t* b, uint64_t count) {
+    void add_in_order(const Sample<uint16_t>* a, const Sample<uint16_t>* b, uint64_t count) {
         constexpr uint64_t kAhead = 16;
         uint32_t sum_a = 0, sum_b = 0, a_with_b = 0, b_with_a = 0;
         ExactSum aa = aa_, bb = bb_, ab = ab_;
-        for (uint64_t x = 0; x < count; x += kAhead) {  // count is a multiple of 32
+        for (uint64_t x = 0; x < count; x += kAhead) {
             double products[3][kAhead];
             for (uint64_t i = 0; i < kAhead; ++i) {
-                const auto p = static_cast<int32_t>(a[x + i]), q = static_cast<int32_t>(b[x + i]);
+                const int32_t p = a[x + i], q = b[x + i];
                 const double first = p, second = q;
                 products[0][i] = first * first;
                 products[1][i] = second * second;
@@ -180,6 +199,7 @@ class WholeSums {
 
     uint64_t a_ = 0, b_ = 0, a_with_b_ = 0, b_with_a_ = 0;
     ExactSum aa_, bb_, ab_;
+    bool is_small_ = true;
 };
 
 /// The same over floats, one pixel after the other: their order is the result.
@@ -187,31 +207,44 @@ template <bool parts>
 class FloatSums {
   public:
     void add(const PairBlock<float>& block, uint64_t count) {
-        FloatSums sums = *this;
-        for (uint64_t x = 0; x < count; ++x) {
-            const double p = block.a[x], q = block.b[x];
-            sums.a_ += p;
-            sums.b_ += q;
-            sums.aa_ += p * p;
-            sums.bb_ += q * q;
-            sums.ab_ += p * q;
-            if constexpr (parts) {  // nothing is negative, and 0 changes nothing
-                sums.a_with_b_ += q != 0 ? p : 0;
-                sums.b_with_a_ += p != 0 ? q : 0;
-            }
-        }
-        *this = sums;
+        uint64_t x = 0;
+        for (; x + kAhead <= count; x += kAhead) add_some<kAhead>(block.a + x, block.b + x);
+        for (; x < count; ++x) add_some<1>(block.a + x, block.b + x);
     }
-    double a() const { return a_; }
-    double b() const { return b_; }
-    double a_with_b() const { return a_with_b_; }
-    double b_with_a() const { return b_with_a_; }
-    double aa() const { return aa_; }
-    double bb() const { return bb_; }
-    double ab() const { return ab_; }
+    double a() const { return sums_[0]; }
+    double b() const { return sums_[1]; }
+    double aa() const { return sums_[2]; }
+    double bb() const { return sums_[3]; }
+    double ab() const { return sums_[4]; }
+    double a_with_b() const { return sums_[5]; }
+    double b_with_a() const { return sums_[6]; }
 
   private:
-    double a_ = 0, b_ = 0, a_with_b_ = 0, b_with_a_ = 0, aa_ = 0, bb_ = 0, ab_ = 0;
+    static constexpr uint64_t kAhead = 16, kSums = parts ? 7 : 5;
+
+    /// What is added is made ahead of the chains of sums.
+    template <uint64_t n>
+    void add_some(const float* a, const float* b) {
+        double terms[kSums][n], sums[kSums];
+        for (uint64_t i = 0; i < n; ++i) {
+            const double p = a[i], q = b[i];
+            terms[0][i] = p;
+            terms[1][i] = q;
+            terms[2][i] = p * p;
+            terms[3][i] = q * q;
+            terms[4][i] = p * q;
+            if constexpr (parts) {  // nothing is negative, and 0 changes nothing
+                terms[5][i] = q != 0 ? p : 0;
+                terms[6][i] = p != 0 ? q : 0;
+            }
+        }
+        std::copy_n(sums_, kSums, sums);
+        for (uint64_t i = 0; i < n; ++i)
+            for (uint64_t k = 0; k < kSums; ++k) sums[k] += terms[k][i];
+        std::copy_n(sums, kSums, sums_);
+    }
+
+    double sums_[kSums] = {};
 };
 
 template <class T, bool parts>
