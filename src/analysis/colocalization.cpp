@@ -24,7 +24,8 @@ struct Above {
             threshold = static_cast<T>(std::min<uint32_t>(given, T(-1)));
     }
     Taken<T> operator()(T value) const {
-        return value > threshold ? static_cast<Taken<T>>(value - threshold) : Taken<T>(0);
+        const auto rest = static_cast<Taken<T>>(value - threshold);  // a branch less
+        return value > threshold ? rest : Taken<T>(0);
     }
 };
 
