@@ -24,8 +24,7 @@ struct Above {
             threshold = static_cast<T>(std::min<uint32_t>(given, T(-1)));
     }
     Taken<T> operator()(T value) const {
-        const auto rest = static_cast<Taken<T>>(value - threshold);  // a branch less
-        return value > threshold ? rest : Taken<T>(0);
+        return static_cast<Taken<T>>((value > threshold ? value : threshold) - threshold);
     }
 };
 

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <bit>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -142,7 +143,7 @@ Colour colour_of(std::uint32_t count, std::uint32_t most) {
     static const unsigned char* const rgb =
         SQmLut::GetPredefLut(static_cast<int>(find_lut("--scatter", "Iron")), true)->getLuts(0, 0);
     // One pixel has to be seen on black.
-    constexpr double kFaintest = 50, kTop = 255;
+    constexpr double kFaintest = 70, kTop = 255;
     const double part = most > 1 ? std::log(count) / std::log(most) : 1;
     const auto entry = static_cast<std::size_t>(kFaintest + part * (kTop - kFaintest));
     return rgb[3 * entry] | Colour{rgb[3 * entry + 1]} << 8 | Colour{rgb[3 * entry + 2]} << 16;
@@ -299,6 +300,18 @@ Both<std::uint32_t> parse_pair(const std::string& text, const Picture& picture) 
     return {list[0], list[1]};
 }
 
+Both<std::uint32_t> parse_thresholds(const std::string& text) {
+    Both<std::uint16_t> read{};
+    const char* const end = text.c_str() + text.size();
+    const auto first = std::from_chars(text.c_str(), end, read.a);
+    if (first.ec == std::errc() && first.ptr != end && *first.ptr == ',')
+        if (const auto second = std::from_chars(first.ptr + 1, end, read.b);
+            second.ec == std::errc() && second.ptr == end)
+            return {read.a, read.b};
+    throw WrongUsage("--threshold: '" + text +
+                     "' is not A,B with whole numbers from 0 to 65535, nor otsu");
+}
+
 Both<std::uint32_t> thresholds_of(const Options& options, const Both<std::uint32_t>& channels,
                                   const Counts& counts) {
     if (!options.threshold) return {0, 0};
@@ -311,15 +324,7 @@ Both<std::uint32_t> thresholds_of(const Options& options, const Both<std::uint32
         };
         return {of(channels.a), of(channels.b)};
     }
-    constexpr double kMost = 65535;
-    const std::vector<double> list = parse_numbers("--threshold", *options.threshold);
-    for (const double value : list)
-        if (!(value >= 0 && value <= kMost && value == std::floor(value)))
-            throw WrongUsage("--threshold: '" + *options.threshold +
-                             "' is not A,B with whole numbers from 0 to 65535, nor otsu");
-    if (list.size() != 2)
-        throw WrongUsage("--threshold: one for each channel, such as 120,80, or otsu");
-    return {static_cast<std::uint32_t>(list[0]), static_cast<std::uint32_t>(list[1])};
+    return parse_thresholds(*options.threshold);
 }
 
 std::optional<Picture> read_mask(const Options& options, const Picture& picture) {
