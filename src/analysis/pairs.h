@@ -84,8 +84,7 @@ class WholeSums {
         if constexpr (sizeof(T) == 1) {
             add_small(a, b, count);
         } else {  // neighbours are alike, mostly
-            if (is_small_ && (is_small_ = add_small(a, b, count))) return;
-            is_small_ = add_wide(a, b, count);
+            is_small_ = (is_small_ && add_small(a, b, count)) || add_wide(a, b, count);
         }
     }
     // Sums of fewer than 2^32 samples stay below 2^53.

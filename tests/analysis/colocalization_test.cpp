@@ -531,6 +531,20 @@ TEST(ColocalizationOfFloats, FindsRowsInWholeFloats) {  // stride 6: rows at flo
                 1e-14);
 }
 
+// Sums of a block of 256 pixels, where products begin to fill 32 bits.
+TEST(Colocalization, IsRightForLongRowsOfAnyOneValue) {
+    for (const uint16_t value : {4095, 4096, 8190, 32767, 32768, 65534, 65535}) {
+        std::vector<uint16_t> a(600, value), b(600, value);
+        a[7] = a[250] = b[250] = 0, b[7] = 1;
+        const Counted pixels{{a.begin(), a.end()}, {b.begin(), b.end()}};
+        const Call call{a.data(), 1200, b.data(), 1200, 1, 16, nullptr, 0, 600, 600};
+        for (const Level level : levels()) {
+            const ForcedLevel forced(level);
+            EXPECT_EQ(numbers(call), reference(pixels, 600)) << value << ", " << name_of(level);
+        }
+    }
+}
+
 // 2^53 is reached after two million bright pixels. From there on sums are rounded one by one, which
 // shows in the result. Four components in turn, so that pixels that count are apart.
 TEST(Colocalization, RoundsSumsBeyond2To53PixelByPixel) {

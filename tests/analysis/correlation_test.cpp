@@ -431,6 +431,23 @@ TEST(CorrelationOfFloats, FindsRowsInWholeFloats) {  // stride 6: rows at floats
     EXPECT_EQ(found, expected);
 }
 
+// Sums of a block of 256 pixels, where products begin to fill 32 bits.
+TEST(Correlation, IsRightForLongRowsOfAnyOneValue) {
+    for (const uint16_t value : {4094, 4095, 4096, 8190, 32766, 32767, 32768, 32770, 65534, 65535})
+        for (const size_t length : {256u, 257u, 600u}) {
+            Words a(length, value), b(length, value);
+            a[7] = a[250] = b[250] = 0, b[7] = 1;
+            const Doubles x(a.begin(), a.end()), y(b.begin(), b.end());
+            double expected;
+            ASSERT_TRUE(correlate(x, y, static_cast<double>(length), expected));
+            for (const Level level : levels()) {
+                const ForcedLevel forced(level);
+                EXPECT_EQ(correlation(a, b, 1, 16), expected < 0 ? 0 : expected)
+                    << value << ", " << length << ", " << name_of(level);
+            }
+        }
+}
+
 // 2^53 is reached after two million bright pixels. From there on sums are rounded one by one, which
 // shows in the result.
 TEST(Correlation, RoundsSumsBeyond2To53PixelByPixel) {

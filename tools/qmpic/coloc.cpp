@@ -287,7 +287,7 @@ ScatterAxes write_scatter(const Options& options, const Pair& pair, const Counts
     draw_thresholds(canvas, axes, pair.thresholds);
     Pixels screen;
     canvas.copy_to(screen);
-    write_png(*options.scatter, screen);
+    write_png(options.scatter.value_or(""), screen);
     return axes;
 }
 
@@ -368,9 +368,9 @@ void show_json(const Options& options, const Pair& pair, std::uint32_t pixels,
             ", \"scatter\": {\"file\": %s, \"left\": %s, \"top\": %s, \"right\": %s, "
             "\"bottom\": %s, \"cell_x\": %s, \"cell_y\": %s, \"values_per_bin\": %u, "
             "\"most\": %u}",
-            quoted(*options.scatter).c_str(), number(axes->left).c_str(), number(axes->top).c_str(),
-            number(axes->right).c_str(), number(axes->bottom).c_str(), number(axes->cell_x).c_str(),
-            number(axes->cell_y).c_str(), axes->step, axes->most);
+            quoted(options.scatter.value_or("")).c_str(), number(axes->left).c_str(),
+            number(axes->top).c_str(), number(axes->right).c_str(), number(axes->bottom).c_str(),
+            number(axes->cell_x).c_str(), number(axes->cell_y).c_str(), axes->step, axes->most);
     std::puts("}");
 }
 
@@ -396,7 +396,7 @@ void coloc(const Options& options) {
     if (mask) {
         const Counts of_mask(mask->pixels.record());
         pixels = static_cast<std::uint32_t>(of_mask.samples() - of_mask.at(0, 0));
-        if (pixels == 0) throw Failure(*options.mask + ": the mask selects no pixel");
+        if (pixels == 0) throw Failure(options.mask.value_or("") + ": the mask selects no pixel");
     }
     const Numbers numbers = numbers_of(pair);
     if (options.map) {
