@@ -533,7 +533,8 @@ TEST(ColocalizationOfFloats, FindsRowsInWholeFloats) {  // stride 6: rows at flo
 
 // Sums of a block of 256 pixels, where products begin to fill 32 bits.
 TEST(Colocalization, IsRightForLongRowsOfAnyOneValue) {
-    for (const uint16_t value : {4095, 4096, 8190, 32767, 32768, 65534, 65535}) {
+    for (const uint16_t value :
+         std::initializer_list<uint16_t>{4095, 4096, 8190, 32767, 32768, 65534, 65535}) {
         std::vector<uint16_t> a(600, value), b(600, value);
         a[7] = a[250] = b[250] = 0, b[7] = 1;
         const Counted pixels{{a.begin(), a.end()}, {b.begin(), b.end()}};

@@ -433,7 +433,8 @@ TEST(CorrelationOfFloats, FindsRowsInWholeFloats) {  // stride 6: rows at floats
 
 // Sums of a block of 256 pixels, where products begin to fill 32 bits.
 TEST(Correlation, IsRightForLongRowsOfAnyOneValue) {
-    for (const uint16_t value : {4094, 4095, 4096, 8190, 32766, 32767, 32768, 32770, 65534, 65535})
+    for (const uint16_t value : std::initializer_list<uint16_t>{4094, 4095, 4096, 8190, 32766,
+                                                                32767, 32768, 32770, 65534, 65535})
         for (const size_t length : {256u, 257u, 600u}) {
             Words a(length, value), b(length, value);
             a[7] = a[250] = b[250] = 0, b[7] = 1;
