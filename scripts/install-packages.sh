@@ -5,14 +5,15 @@
 #   demo   to build library and tool
 #   test   demo, and to run the tests
 #   ci     test, and for the other compiler, its sanitizers, style and benchmarks
-#   night  ci, and for scripts/nightly.sh: emulated processors, valgrind
+#   night  ci, and for scripts/nightly.sh: emulated processors, valgrind,
+#          SciPy
 set -euo pipefail
 
 demo=(g++ cmake ninja-build pkg-config libcli11-dev libtiff-dev libpng-dev libcairo2-dev)
 test=("${demo[@]}" libgtest-dev python3 binutils)
 ci=("${test[@]}" clang-19 libclang-rt-19-dev libomp-19-dev clang-tidy-19 clang-format
     libbenchmark-dev libopencv-dev git)
-night=("${ci[@]}" qemu-user valgrind)
+night=("${ci[@]}" qemu-user valgrind python3-scipy)
 
 case ${1-} in
 demo) wanted=("${demo[@]}") ;;

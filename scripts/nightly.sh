@@ -12,6 +12,7 @@
 #                 is at its strictest
 #   processors    emulated ones, on which an instruction above their level is illegal
 #   valgrind      loads that reach behind a block, by a tool that sees every kind of instruction
+#   scipy         what the tool measures, against SciPy
 #   reproducible  two builds in two folders are the same, byte by byte
 #   figures       all benchmarks, as a table and as JSON, into $RESULTS (build/nightly)
 set -euo pipefail
@@ -64,6 +65,8 @@ step_valgrind() {
         build/release/tests/qmpic_tests --gtest_brief=1 --gtest_filter='*EveryKernel*'
 }
 
+step_scipy() { scripts/check_against_scipy.py build/release/bin/qmpic; }
+
 step_reproducible() {
     local folder
     rm -rf "$results"/one "$results"/another
@@ -84,7 +87,8 @@ step_figures() {
 mkdir -p "$results"
 scripts/install-packages.sh night
 steps=("$@")
-[ $# -gt 0 ] || steps=(tests style rounds levels fuzz debug processors valgrind reproducible figures)
+[ $# -gt 0 ] || steps=(tests style rounds levels fuzz debug processors valgrind scipy reproducible
+    figures)
 for name in "${steps[@]}"; do
     printf '\n=== %s\n' "$name"
     "step_$name"

@@ -468,6 +468,46 @@ class QM_API CQmFloatPicMemAPI_Base {
 
     // ----- Colocalization ------------------------------------------------------------------------
 
+    /// The nine numbers of a colocalization of two components, those of
+    /// CQmPicMemAPI_Base::Colocalization. The thresholds become floats first, and A = a - threshold
+    /// is made in single precision; NaN is not above a threshold. All sums are doubles.
+    /// @param pA           the component's first sample
+    /// @param uiComponents samples from pixel to pixel, of both pictures
+    /// @return 0; before anything is written -4 for a size of 0, and 0 for null memory
+    static int Colocalization(const float* pA, std::uint32_t uiWidthBytesA, const float* pB,
+                              std::uint32_t uiWidthBytesB, std::uint32_t uiComponents,
+                              std::uint32_t uiWidth, std::uint32_t uiSize,
+                              std::uint32_t uiThresholdA, std::uint32_t uiThresholdB,
+                              double& dPearson, double& dOverlap, double& dK1, double& dK2,
+                              double& dM1, double& dM2, double& dMeanA, double& dMeanB,
+                              double& dDenominator);
+    /// The same for the pixels whose mask byte is not 0; a size of 0 is no pixels, and gives zeros.
+    /// @param uiMaskReserved not read
+    static int Colocalization(const float* pA, std::uint32_t uiWidthBytesA, const float* pB,
+                              std::uint32_t uiWidthBytesB, std::uint32_t uiComponents,
+                              const void* pMask, std::uint32_t uiMaskWidthBytes,
+                              std::uint32_t uiMaskReserved, std::uint32_t uiWidth,
+                              std::uint32_t uiSize, std::uint32_t uiThresholdA,
+                              std::uint32_t uiThresholdB, double& dPearson, double& dOverlap,
+                              double& dK1, double& dK2, double& dM1, double& dM2, double& dMeanA,
+                              double& dMeanB, double& dDenominator);
+    /// CQmPicMemAPI_Base::GetColocalizationMap of floats: one double a pixel, without gaps.
+    /// @return 0; -4 for a size of 0
+    static int GetColocalizationMap(const float* pA, std::uint32_t uiWidthBytesA, const float* pB,
+                                    std::uint32_t uiWidthBytesB, std::uint32_t uiComponents,
+                                    std::uint32_t uiWidth, std::uint32_t uiSize,
+                                    std::uint32_t uiThresholdA, std::uint32_t uiThresholdB,
+                                    double* pdMap);
+    /// The same for the pixels under the mask, packed.
+    /// @param uiMapCount doubles written; set to 0 before anything else
+    static int GetColocalizationMap(const float* pA, std::uint32_t uiWidthBytesA, const float* pB,
+                                    std::uint32_t uiWidthBytesB, std::uint32_t uiComponents,
+                                    const void* pMask, std::uint32_t uiMaskWidthBytes,
+                                    std::uint32_t uiMaskReserved, std::uint32_t uiWidth,
+                                    std::uint32_t uiSize, std::uint32_t uiThresholdA,
+                                    std::uint32_t uiThresholdB, double* pdMap,
+                                    std::uint32_t& uiMapCount);
+
     // ----- Tone mapping --------------------------------------------------------------------------
 
     /// The integer picture of a packed one by the curve named after Drago, or by the quotient named

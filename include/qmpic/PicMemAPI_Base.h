@@ -10,6 +10,7 @@
 #include "qmpic/kernels/components.h"
 #include "qmpic/kernels/composition.h"
 #include "qmpic/kernels/constants.h"
+#include "qmpic/kernels/correlation.h"
 #include "qmpic/kernels/drawing.h"
 #include "qmpic/kernels/frame.h"
 #include "qmpic/kernels/grey.h"
@@ -893,6 +894,91 @@ class QM_API CQmPicMemAPI_Base {
                                  EQmFocusCriterium eCriterium);
 
     // ----- Colocalization and correlation -------------------------------------------------------
+
+    /// The nine numbers of a colocalization of two components. A and B are the samples above the
+    /// thresholds, less the thresholds: A = a - `uiThresholdA` if a is above it, otherwise 0, and B
+    /// likewise. N is the number of pixels.
+    ///
+    ///     dMeanA       sum A / N
+    ///     dMeanB       sum B / N
+    ///     dDenominator sqrt((sum A^2 - sum A * dMeanA) * (sum B^2 - dMeanB * sum B))
+    ///     dPearson     (sum AB - N * dMeanA * dMeanB) / dDenominator: -1 to 1
+    ///     dOverlap     sum AB / sqrt(sum A^2 * sum B^2): 0 to 1
+    ///     dK1, dK2     sum AB / sum A^2, sum AB / sum B^2
+    ///     dM1          sum of A where B is not 0, divided by sum A: 0 to 1
+    ///     dM2          sum of B where A is not 0, divided by sum B
+    ///
+    /// Numbers whose divisor is 0 are 0.0: dPearson; dOverlap and both dK unless sum A^2 and sum AB
+    /// are not 0; both dM unless sum A and sum B are not 0. Samples 1, 2, 3 with 0, 2, 4 and no
+    /// thresholds give 1, 0.9562, 1.1429, 0.8, 0.8333, 1, 2, 2, 4. A product below 0 under the
+    /// root, which only rounding makes, leaves NaNs.
+    ///
+    /// Samples are read as they are stored; sums are doubles, in the order of the pixels. Calling
+    /// thread, no allocation. Manders et al., J. Microsc. 169, 1993.
+    ///
+    /// @param pA           first byte of the component's first sample; any address
+    /// @param uiComponents samples from pixel to pixel, of both pictures
+    /// @param uiBpc        0 to 8 reads bytes, 9 to 16 words
+    /// @param uiSize       pixels, in 32 bits. N is all of it, although an incomplete last row is
+    ///                     not visited: means shrink
+    /// @return 0; before anything is written -4 for a size of 0, -2 above 16 bits, and 0 for null
+    ///         memory. A width of 0 is no pixels, and gives zeros.
+    static int Colocalization(const void* pA, uint32_t uiWidthBytesA, const void* pB,
+                              uint32_t uiWidthBytesB, uint32_t uiComponents, uint32_t uiBpc,
+                              uint32_t uiWidth, uint32_t uiSize, uint32_t uiThresholdA,
+                              uint32_t uiThresholdB, double& dPearson, double& dOverlap,
+                              double& dK1, double& dK2, double& dM1, double& dM2, double& dMeanA,
+                              double& dMeanB, double& dDenominator);
+    /// The same for the pixels whose mask byte is not 0: N is how many they are. If there are none,
+    /// as with a size of 0, which is not refused here, all numbers are 0.0.
+    /// @param pMask          a byte a pixel
+    /// @param uiMaskReserved not read
+    /// @return 0; before anything is written -2 above 16 bits, and 0 for null memory
+    static int Colocalization(const void* pA, uint32_t uiWidthBytesA, const void* pB,
+                              uint32_t uiWidthBytesB, uint32_t uiComponents, uint32_t uiBpc,
+                              const void* pMask, uint32_t uiMaskWidthBytes, uint32_t uiMaskReserved,
+                              uint32_t uiWidth, uint32_t uiSize, uint32_t uiThresholdA,
+                              uint32_t uiThresholdB, double& dPearson, double& dOverlap,
+                              double& dK1, double& dK2, double& dM1, double& dM2, double& dMeanA,
+                              double& dMeanB, double& dDenominator);
+    /// What each pixel contributes to Pearson's coefficient: |(B - dMeanB) * (A - dMeanA) /
+    /// dDenominator|, with the numbers of Colocalization. Where that denominator is 0 the map holds
+    /// infinities or NaNs.
+    /// @param pdMap width times height doubles, one a pixel, row behind row without gaps
+    /// @return 0; before anything is written -4 for a size of 0, -9 where Colocalization refuses
+    ///         (above 16 bits), and 0 for null memory or an area of less than a row
+    static int GetColocalizationMap(const void* pA, uint32_t uiWidthBytesA, const void* pB,
+                                    uint32_t uiWidthBytesB, uint32_t uiComponents, uint32_t uiBpc,
+                                    uint32_t uiWidth, uint32_t uiSize, uint32_t uiThresholdA,
+                                    uint32_t uiThresholdB, double* pdMap);
+    /// The same for the pixels under the mask, with the numbers of these pixels: packed, one behind
+    /// the other. Here a size of 0 is refused.
+    /// @param uiMapCount doubles written; set to 0 before anything else
+    static int GetColocalizationMap(const void* pA, uint32_t uiWidthBytesA, const void* pB,
+                                    uint32_t uiWidthBytesB, uint32_t uiComponents, uint32_t uiBpc,
+                                    const void* pMask, uint32_t uiMaskWidthBytes,
+                                    uint32_t uiMaskReserved, uint32_t uiWidth, uint32_t uiSize,
+                                    uint32_t uiThresholdA, uint32_t uiThresholdB, double* pdMap,
+                                    uint32_t& uiMapCount);
+
+    /// Linear correlation of two pictures, the mean over their components; see the kernel
+    /// `linar_correlation_1x8`. Up to 8 bits are bytes, 9 to 16 words, and 32 are floats. With a
+    /// mask, and for other component counts than 1 and 3, it is the kernel for any number.
+    /// @return 0; -2 for other depths; -4 for a size of 0, and a result of 0.0; 0 for null memory,
+    ///         and the result is left as it is
+    static int LinearCorrelation(const void* pA, uint32_t uiWidthBytesA, const void* pB,
+                                 uint32_t uiWidthBytesB, uint32_t uiComponents, uint32_t uiBpc,
+                                 uint32_t uiWidth, uint32_t uiSize, double& dResult,
+                                 const uint64_t* puiCompMask);
+    /// The same for pictures of two depths, up to 8 and 9 to 16. If both are of one storage it is
+    /// the form above. Else both are read as bytes: of the wider picture that is the first half of
+    /// each row, low and high bytes in turn. The kernels for bytes and words
+    /// (`linar_correlation_1x8_16` and its like) are not what this calls.
+    /// @return as above; -2 also for floats
+    static int LinearCorrelation(const void* pA, uint32_t uiWidthBytesA, uint32_t uiBpcA,
+                                 const void* pB, uint32_t uiWidthBytesB, uint32_t uiBpcB,
+                                 uint32_t uiComponents, uint32_t uiWidth, uint32_t uiSize,
+                                 double& dResult, const uint64_t* puiCompMask);
 
     // ----- Ratio and calcium --------------------------------------------------------------------
 

@@ -125,8 +125,8 @@ class CommandLine(Case):
 
     def test_help_lists_every_command_with_a_sentence(self):
         self.assertEqual(self.commands(),
-                         ["info", "stats", "histogram", "threshold", "render", "ratio", "convert",
-                          "luts"])
+                         ["info", "stats", "histogram", "threshold", "render", "ratio", "fret", "coloc",
+                          "focus", "filter", "convert", "luts"])
 
     def test_every_command_has_help_and_wants_a_file(self):
         for command in self.commands():
@@ -137,7 +137,7 @@ class CommandLine(Case):
             self.assertIn(b"FILE", run.stdout)
             self.assert_fails(2, "FILE", command)
             self.assert_fails(2, "", command, "a", "b", "c")
-            missing = {"render": ["-o", self.out],
+            missing = {"coloc": ["--channels", "0,1"], "render": ["-o", self.out],
                        "convert": ["-o", self.out, "--bits", "8", "--meaning", "shift"],
                        "ratio": ["-o", self.out, "--numer", "0", "--denom", "1"],
                        "threshold": ["-o", self.out, "--otsu"]}.get(command, [])

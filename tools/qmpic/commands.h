@@ -21,6 +21,7 @@ std::function<void()> declare_render(CLI::App& app);
 std::function<void()> declare_ratio(CLI::App& app);
 std::function<void()> declare_convert(CLI::App& app);
 std::function<void()> declare_focus(CLI::App& app);
+std::function<void()> declare_coloc(CLI::App& app);
 std::function<void()> declare_luts(CLI::App& app);
 
 // clang-format off
@@ -33,6 +34,7 @@ inline constexpr Command kCommands[] = {
     {"ratio",     "Show the ratio of two components in colours, or a concentration", declare_ratio},
     {"convert",   "Change the bits of the samples, and write a TIFF or PNG file",        declare_convert},
     {"focus",     "Say which plane of a series is the sharpest, by six criteria",   declare_focus},
+    {"coloc",     "Compare two channels: Pearson, Manders, a map and a scatter plot",  declare_coloc},
     {"luts",      "Show the colour tables: a gallery, or their names",              declare_luts},
 };
 // clang-format on

@@ -45,8 +45,10 @@ bool write_header(TIFF* tiff, const Picture& picture, unsigned bits, std::uint32
            TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC,
                         picture.rgb ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK) &&
            (extra == 0 || TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, extra, kinds.data())) &&
-           TIFFSetField(tiff, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT) &&
-           TIFFSetField(tiff, TIFFTAG_SMAXSAMPLEVALUE, double{1} * top_of(bits)) &&
+           TIFFSetField(tiff, TIFFTAG_SAMPLEFORMAT,
+                        picture.floats ? SAMPLEFORMAT_IEEEFP : SAMPLEFORMAT_UINT) &&
+           (picture.floats ||
+            TIFFSetField(tiff, TIFFTAG_SMAXSAMPLEVALUE, double{1} * top_of(bits))) &&
            (bits > 16 || TIFFSetField(tiff, TIFFTAG_MAXSAMPLEVALUE, top_of(bits))) &&
            TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, rows);
 }
