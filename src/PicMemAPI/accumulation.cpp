@@ -1,4 +1,7 @@
+#include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <type_traits>
 
 #include "PicMemAPI/accumulation_kernels.h"
 #include "core/shapes.h"
@@ -40,15 +43,70 @@ struct Cut {
     }
 };
 
-/// A component of a pixel with the weights A and W.
+/// A quotient.
+struct Divided {
+    template <class Real>
+    static Real quotient(Real a, Real b, Real /*reciprocal*/) {
+        return a / b;
+    }
+};
+/// The same without a division, from the reciprocal of b, rounded to nearest (Markstein 1990): the
+/// first correction leaves less than a unit in the last place, the second rounds as a division
+/// does. For what neither overflows nor underflows, and where the processor has the instruction.
+struct Corrected {
+    static double quotient(double a, double b, double reciprocal) {
+        double q = a * reciprocal;
+        q = __builtin_fma(__builtin_fma(-b, q, a), reciprocal, q);
+        return __builtin_fma(__builtin_fma(-b, q, a), reciprocal, q);
+    }
+};
+
+/// Samples with a weight each, in memory of their own: whole vectors of them are computed, whatever
+/// is behind the last one.
 template <class T, class Way>
-T updated(T old, T source, typename Way::Weight a, typename Way::Weight w) {
+struct Samples {
     using Real = typename Way::Weight;
-    const Real sum = static_cast<Real>(source) * w + static_cast<Real>(old) * a;
-    return Way::template stored<T>(sum / (w + a));
+    static constexpr uint64_t kMost = 256, kVector = 32;
+
+    T old[kMost], source[kMost], result[kMost];
+    Real a[kMost + 4], w[kMost + 4], reciprocal[kMost + 4];
+
+    template <class How>
+    void update(Sample<T>* d, const Sample<T>* s, uint64_t count) {
+        std::memcpy(old, d, count * sizeof(T));
+        std::memcpy(source, s, count * sizeof(T));
+        const uint64_t whole = (count + kVector - 1) / kVector * kVector;
+        for (uint64_t i = 0; i < whole; ++i) {
+            const Real sum = static_cast<Real>(source[i]) * w[i] + static_cast<Real>(old[i]) * a[i];
+            result[i] = Way::template stored<T>(How::quotient(sum, w[i] + a[i], reciprocal[i]));
+        }
+        std::memcpy(d, result, count * sizeof(T));
+    }
+};
+
+/// Repeats each of the values; behind the last one stand up to three more.
+template <class Real>
+void repeat(Real* to, const Real* values, uint64_t count, uint64_t times) {
+    for (uint64_t i = 0; i < count; ++i)
+        for (uint64_t c = 0; c < times; c += 4)
+            for (uint64_t k = 0; k < 4; ++k) to[i * times + c + k] = values[i];
 }
 
-/// The rows of a pixel run.
+/// Weights with which corrected quotients are right: no step leaves the normal numbers.
+bool has_ordinary_weights(const double* a, const double* w, uint64_t count) {
+    uint64_t others = 0;
+    for (uint64_t i = 0; i < count; ++i) {
+        const auto is_other = [](double value) {
+            const double size = std::fabs(value);
+            return static_cast<uint64_t>(!(size <= 0x1p200)) |
+                   static_cast<uint64_t>(size < 0x1p-200 && size != 0);
+        };
+        others |= is_other(a[i]) | is_other(w[i]) | static_cast<uint64_t>(a[i] + w[i] == 0);
+    }
+    return others == 0;
+}
+
+/// The rows of a call.
 template <class T, class Real>
 struct Run {
     Sample<T>* d;
@@ -57,98 +115,137 @@ struct Run {
     const Sample<Real>* new_weights;
 };
 
+/// Some pixels. How many components one has is a number or a constant.
+template <class T, class Way, class How, uint32_t known>
+struct Pixels {
+    using Real = typename Way::Weight;
+    using Some = Samples<T, Way>;
+    Count<known> count;
+
+    void update(const Run<T, Real>& run, uint64_t pixels) const {
+        Some samples{};
+        const uint64_t components = count();
+        const uint64_t most = Some::kMost / std::clamp<uint64_t>(components, 1, Some::kMost);
+        for (uint64_t x = 0; x < pixels; x += most)
+            update(samples, run, x, std::min(most, pixels - x));
+    }
+
+  private:
+    void update(Some& samples, const Run<T, Real>& run, uint64_t x, uint64_t pixels) const {
+        Real a[Some::kMost], w[Some::kMost];
+        for (uint64_t i = 0; i < pixels; ++i) a[i] = run.weights[x + i];
+        for (uint64_t i = 0; i < pixels; ++i) w[i] = run.new_weights[x + i];
+        const uint64_t components = count();
+        const uint64_t repeated = std::min(components, Some::kMost);
+        repeat(samples.a, a, pixels, repeated);
+        repeat(samples.w, w, pixels, repeated);
+        const bool is_ordinary = is_corrected(samples, a, w, pixels, repeated);
+        for (uint64_t first = 0; first < components; first += Some::kMost) {
+            Sample<T>* const d = run.d + x * components + first;
+            const Sample<T>* const s = run.s + x * components + first;
+            const uint64_t some = std::min(components - first, Some::kMost) * pixels;
+            if (is_ordinary)
+                samples.template update<How>(d, s, some);
+            else
+                samples.template update<Divided>(d, s, some);
+        }
+        for (uint64_t i = 0; i < pixels; ++i) run.weights[x + i] = a[i] + w[i];
+    }
+    static bool is_corrected([[maybe_unused]] Some& samples, [[maybe_unused]] const Real* a,
+                             [[maybe_unused]] const Real* w, [[maybe_unused]] uint64_t pixels,
+                             [[maybe_unused]] uint64_t repeated) {
+        if constexpr (std::is_same_v<How, Corrected>) {
+            if (!has_ordinary_weights(a, w, pixels)) return false;
+            Real reciprocals[Some::kMost];
+            for (uint64_t i = 0; i < pixels; ++i) reciprocals[i] = 1 / (w[i] + a[i]);
+            repeat(samples.reciprocal, reciprocals, pixels, repeated);
+        }
+        return true;
+    }
+};
+
 /// Pixels of one component: a weight for each sample.
-template <class T, class Way, class Real>
-void update_run(const Run<T, Real>& run, uint64_t pixels) {
-    constexpr uint64_t n = 64 / sizeof(T);
-    const auto block = [&](uint64_t x, uint64_t count) {
-        T values[n];
-        Real sums[n];
+template <class T, class Way>
+struct Single {
+    using Real = typename Way::Weight;
+    static constexpr uint64_t kBlock = 64 / sizeof(T);
+
+    void update(const Run<T, Real>& run, uint64_t pixels) const {
+        uint64_t x = 0;
+        for (; x + kBlock <= pixels; x += kBlock) update(run, x, kBlock);
+        update(run, x, pixels - x);
+    }
+
+  private:
+    static void update(const Run<T, Real>& run, uint64_t x, uint64_t count) {
+        T values[kBlock];
+        Real sums[kBlock];
         for (uint64_t i = 0; i < count; ++i) {
             const Real a = run.weights[x + i], w = run.new_weights[x + i];
-            values[i] = updated<T, Way>(run.d[x + i], run.s[x + i], a, w);
+            const Real sum =
+                static_cast<Real>(T{run.s[x + i]}) * w + static_cast<Real>(T{run.d[x + i]}) * a;
+            values[i] = Way::template stored<T>(sum / (w + a));
             sums[i] = a + w;
         }
         for (uint64_t i = 0; i < count; ++i) run.d[x + i] = values[i];
         for (uint64_t i = 0; i < count; ++i) run.weights[x + i] = sums[i];
-    };
-    uint64_t x = 0;
-    for (; x + n <= pixels; x += n) block(x, n);
-    block(x, pixels - x);
-}
-
-/// Pixels of few components, up to `most`, some at a time: their weights are repeated, and then
-/// there is one for each sample.
-template <uint32_t most, class T, class Way>
-struct FewComponents {
-    using Real = typename Way::Weight;
-    static constexpr uint64_t kPixels = 16, kSamples = (kPixels + 1) * most;
-
-    template <uint32_t known>
-    static void update(const Run<T, Real>& run, uint64_t x, Count<known> count, uint64_t pixels) {
-        Real a[kSamples], w[kSamples];
-        T values[kSamples];
-        for (uint64_t i = 0; i < pixels; ++i) {
-            const Real of_a = run.weights[x + i], of_w = run.new_weights[x + i];
-            for (uint64_t c = 0; c < most; ++c)  // the next pixel's stand over what is too much
-                a[i * count() + c] = of_a, w[i * count() + c] = of_w;
-            run.weights[x + i] = of_a + of_w;
-        }
-        Sample<T>* const d = run.d + x * count();
-        const Sample<T>* const s = run.s + x * count();
-        for (uint64_t i = 0; i < pixels * count(); ++i)
-            values[i] = updated<T, Way>(d[i], s[i], a[i], w[i]);
-        for (uint64_t i = 0; i < pixels * count(); ++i) d[i] = values[i];
     }
 };
-template <uint32_t most, class T, class Way, uint32_t known>
-void update_run_of_few(const Run<T, typename Way::Weight>& run, Count<known> count,
-                       uint64_t pixels) {
-    using Some = FewComponents<most, T, Way>;
-    uint64_t x = 0;
-    for (; x + Some::kPixels <= pixels; x += Some::kPixels)
-        Some::update(run, x, count, Some::kPixels);
-    Some::update(run, x, count, pixels - x);
-}
 
-/// Pixels of many components are vectors themselves.
-template <class T, class Way, class Real>
-void update_run_of_many(const Run<T, Real>& run, uint64_t components, uint64_t pixels) {
-    for (uint64_t x = 0; x < pixels; ++x) {
-        const Real a = run.weights[x], w = run.new_weights[x];
-        const auto op = [=](T old, T source) { return updated<T, Way>(old, source, a, w); };
-        Sample<T>* const d = run.d + x * components;
-        detail::dense_row(d, components, op, static_cast<const Sample<T>*>(d),
-                          run.s + x * components);
-        run.weights[x] = a + w;
+/// Rows without gaps in any of the four are one row.
+template <class T, class Real, class Update>
+struct Rows {
+    Dst dst, weights;
+    Src src, new_weights;
+    Area area;
+    Update pixels;
+
+    Rows(Dst dst_, Dst weights_, Src src_, Src new_weights_, uint64_t components, Area area_,
+         Update pixels_)
+        : dst(dst_),
+          weights(weights_),
+          src(src_),
+          new_weights(new_weights_),
+          area(joined(
+              kCallingThread, area_,
+              {stride_of(dst, components * sizeof(T)), stride_of(weights, sizeof(Real)),
+               stride_of(src, components * sizeof(T)), stride_of(new_weights, sizeof(Real))})),
+          pixels(pixels_) {}
+    void operator()() const {
+        for (uint64_t y = 0; y < area.rows; ++y)
+            pixels.update(Run<T, Real>{dst.row<T>(y), weights.row<Real>(y), src.row<T>(y),
+                                       new_weights.row<Real>(y)},
+                          area.width);
+    }
+};
+
+/// Runs what has fused products where the processor has them, and elsewhere what has none: there
+/// each would be a call.
+template <class Fused, class Plain>
+void on_best_isa(const Fused& fused, const Plain& plain) {
+    switch (active_isa()) {
+    case Isa::Avx512: detail::run_avx512(fused); break;
+    case Isa::Avx2: detail::run_avx2(fused); break;
+    case Isa::Sse2: detail::run_sse2(plain); break;
     }
 }
 
 template <class T, class Way, uint32_t known>
 int update_average(Dst dst, Dst weights, Src src, Src new_weights, Count<known> count, Area area) {
     using Real = typename Way::Weight;
-    const uint64_t pixel = count() * sizeof(T);
-    area = joined(kCallingThread, area,
-                  {stride_of(dst, pixel), stride_of(weights, sizeof(Real)), stride_of(src, pixel),
-                   stride_of(new_weights, sizeof(Real))});
-    walk_rows(kCallingThread, area.rows, [=](RowRange rows) {
-        for (uint64_t y = rows.first; y < rows.last; ++y) {
-            const Run<T, Real> run{dst.row<T>(y), weights.row<Real>(y), src.row<T>(y),
-                                   new_weights.row<Real>(y)};
-            if constexpr (known == 1)
-                update_run<T, Way>(run, area.width);
-            else if constexpr (known != 0)
-                update_run_of_few<4, T, Way>(run, count, area.width);
-            else if (count() == 1)
-                update_run<T, Way>(run, area.width);
-            else if (count() <= 4)
-                update_run_of_few<4, T, Way>(run, count, area.width);
-            else if (count() < 8)
-                update_run_of_few<8, T, Way>(run, count, area.width);
-            else
-                update_run_of_many<T, Way>(run, count(), area.width);
-        }
-    });
+    const auto rows = [=](auto pixels) {
+        return Rows<T, Real, decltype(pixels)>(dst, weights, src, new_weights, count(), area,
+                                               pixels);
+    };
+    if (known <= 1 && count() == 1) {
+        qmpic::on_best_isa(rows(Single<T, Way>{}));
+    } else if constexpr (known != 1) {
+        const auto divided = rows(Pixels<T, Way, Divided, known>{count});
+        if constexpr (std::is_same_v<Real, double> && std::is_integral_v<T>)
+            on_best_isa(rows(Pixels<T, Way, Corrected, known>{count}), divided);
+        else
+            qmpic::on_best_isa(divided);
+    }
     return QM_OK;
 }
 
