@@ -61,35 +61,53 @@ struct Corrected {
     }
 };
 
-/// Samples with a weight each, in memory of their own: whole vectors of them are computed, whatever
-/// is behind the last one.
+/// So many samples are computed at once.
+constexpr uint64_t kVector = 32;
+
+/// What a pixel's components have in common, repeated for each of them: samples with a weight each.
 template <class T, class Way>
 struct Samples {
     using Real = typename Way::Weight;
-    static constexpr uint64_t kMost = 256, kVector = 32;
+    static constexpr uint64_t kMost = 1024;
 
-    T old[kMost], source[kMost], result[kMost];
-    Real a[kMost + 4], w[kMost + 4], reciprocal[kMost + 4];
+    Real a[kMost + kVector], w[kMost + kVector], reciprocal[kMost + kVector];
 
     template <class How>
     void update(Sample<T>* d, const Sample<T>* s, uint64_t count) {
-        std::memcpy(old, d, count * sizeof(T));
-        std::memcpy(source, s, count * sizeof(T));
-        const uint64_t whole = (count + kVector - 1) / kVector * kVector;
-        for (uint64_t i = 0; i < whole; ++i) {
-            const Real sum = static_cast<Real>(source[i]) * w[i] + static_cast<Real>(old[i]) * a[i];
-            result[i] = Way::template stored<T>(How::quotient(sum, w[i] + a[i], reciprocal[i]));
+        uint64_t x = 0;
+        for (; x + kVector <= count; x += kVector) update_vector<How>(d + x, s + x, x);
+        if (x == count) return;
+        T rest[kVector] = {}, source[kVector] = {};  // in memory of their own: a vector, too
+        for (uint64_t i = 0; x + i < count; ++i) rest[i] = d[x + i], source[i] = s[x + i];
+        std::fill_n(a + count, kVector, 1);
+        std::fill_n(w + count, kVector, 1);
+        std::fill_n(reciprocal + count, kVector, 1);
+        update_vector<How>(rest, source, x);
+        for (uint64_t i = 0; x + i < count; ++i) d[x + i] = rest[i];
+    }
+
+  private:
+    template <class How, class D, class S>
+    void update_vector(D* d, const S* s, uint64_t x) const {
+        T result[kVector];
+        for (uint64_t i = 0; i < kVector; ++i) {
+            const Real of_a = a[x + i], of_w = w[x + i];
+            const Real sum = static_cast<Real>(T{s[i]}) * of_w + static_cast<Real>(T{d[i]}) * of_a;
+            result[i] = Way::template stored<T>(How::quotient(sum, of_w + of_a, reciprocal[x + i]));
         }
-        std::memcpy(d, result, count * sizeof(T));
+        for (uint64_t i = 0; i < kVector; ++i) d[i] = result[i];
     }
 };
 
-/// Repeats each of the values; behind the last one stand up to three more.
+/// Repeats each of the values.
 template <class Real>
 void repeat(Real* to, const Real* values, uint64_t count, uint64_t times) {
-    for (uint64_t i = 0; i < count; ++i)
-        for (uint64_t c = 0; c < times; c += 4)
-            for (uint64_t k = 0; k < 4; ++k) to[i * times + c + k] = values[i];
+    for (uint64_t i = 0; i < count; ++i, to += times) {
+        uint64_t c = 0;
+        for (; c + 4 <= times; c += 4)
+            for (uint64_t k = 0; k < 4; ++k) to[c + k] = values[i];
+        for (; c < times; ++c) to[c] = values[i];
+    }
 }
 
 /// Weights with which corrected quotients are right: no step leaves the normal numbers.
@@ -123,16 +141,19 @@ struct Pixels {
     Count<known> count;
 
     void update(const Run<T, Real>& run, uint64_t pixels) const {
-        Some samples{};
+        Some samples;
+        // Of few components whole vectors.
         const uint64_t components = count();
-        const uint64_t most = Some::kMost / std::clamp<uint64_t>(components, 1, Some::kMost);
+        const uint64_t most = components <= Some::kMost / kVector
+                                  ? kVector
+                                  : std::max<uint64_t>(Some::kMost / components, 1);
         for (uint64_t x = 0; x < pixels; x += most)
             update(samples, run, x, std::min(most, pixels - x));
     }
 
   private:
     void update(Some& samples, const Run<T, Real>& run, uint64_t x, uint64_t pixels) const {
-        Real a[Some::kMost], w[Some::kMost];
+        Real a[kVector], w[kVector];
         for (uint64_t i = 0; i < pixels; ++i) a[i] = run.weights[x + i];
         for (uint64_t i = 0; i < pixels; ++i) w[i] = run.new_weights[x + i];
         const uint64_t components = count();
@@ -156,7 +177,7 @@ struct Pixels {
                              [[maybe_unused]] uint64_t repeated) {
         if constexpr (std::is_same_v<How, Corrected>) {
             if (!has_ordinary_weights(a, w, pixels)) return false;
-            Real reciprocals[Some::kMost];
+            Real reciprocals[kVector];
             for (uint64_t i = 0; i < pixels; ++i) reciprocals[i] = 1 / (w[i] + a[i]);
             repeat(samples.reciprocal, reciprocals, pixels, repeated);
         }
