@@ -43,81 +43,47 @@ struct Cut {
     }
 };
 
-/// A quotient.
-struct Divided {
-    template <class Real>
-    static Real quotient(Real a, Real b, Real /*reciprocal*/) {
-        return a / b;
-    }
-};
-/// The same without a division, from the reciprocal of b, rounded to nearest (Markstein 1990): the
-/// first correction leaves less than a unit in the last place, the second rounds as a division
-/// does. For what neither overflows nor underflows, and where the processor has the instruction.
-struct Corrected {
-    static double quotient(double a, double b, double reciprocal) {
-        double q = a * reciprocal;
-        q = __builtin_fma(__builtin_fma(-b, q, a), reciprocal, q);
-        return __builtin_fma(__builtin_fma(-b, q, a), reciprocal, q);
-    }
-};
-
-/// So many samples are computed at once.
-constexpr uint64_t kVector = 32;
-
-/// What a pixel's components have in common, repeated for each of them: samples with a weight each.
-template <class T, class Way>
-struct Samples {
-    using Real = typename Way::Weight;
-    static constexpr uint64_t kMost = 1024;
-
-    Real a[kMost + kVector], w[kMost + kVector], reciprocal[kMost + kVector];
-
-    template <class How>
-    void update(Sample<T>* d, const Sample<T>* s, uint64_t count) {
-        uint64_t x = 0;
-        for (; x + kVector <= count; x += kVector) update_vector<How>(d + x, s + x, x);
-        if (x == count) return;
-        T rest[kVector] = {}, source[kVector] = {};  // in memory of their own: a vector, too
-        for (uint64_t i = 0; x + i < count; ++i) rest[i] = d[x + i], source[i] = s[x + i];
-        std::fill_n(a + count, kVector, 1);
-        std::fill_n(w + count, kVector, 1);
-        std::fill_n(reciprocal + count, kVector, 1);
-        update_vector<How>(rest, source, x);
-        for (uint64_t i = 0; x + i < count; ++i) d[x + i] = rest[i];
-    }
-
-  private:
-    template <class How, class D, class S>
-    void update_vector(D* d, const S* s, uint64_t x) const {
-        T result[kVector];
-        for (uint64_t i = 0; i < kVector; ++i) {
-            const Real of_a = a[x + i], of_w = w[x + i];
-            const Real sum = static_cast<Real>(T{s[i]}) * of_w + static_cast<Real>(T{d[i]}) * of_a;
-            result[i] = Way::template stored<T>(How::quotient(sum, of_w + of_a, reciprocal[x + i]));
-        }
-        for (uint64_t i = 0; i < kVector; ++i) d[i] = result[i];
-    }
-};
-
-/// Repeats each of the values.
+/// The weights of a pixel, or of a sample.
 template <class Real>
-void repeat(Real* to, const Real* values, uint64_t count, uint64_t times) {
-    for (uint64_t i = 0; i < count; ++i, to += times) {
-        uint64_t c = 0;
-        for (; c + 4 <= times; c += 4)
-            for (uint64_t k = 0; k < 4; ++k) to[c + k] = values[i];
-        for (; c < times; ++c) to[c] = values[i];
-    }
-}
+struct Pair {
+    Real a, w, reciprocal;
+};
 
-/// Weights with which corrected quotients are right: no step leaves the normal numbers.
-bool has_ordinary_weights(const double* a, const double* w, uint64_t count) {
+/// The average of two samples, by a division.
+template <class Way>
+struct Divided {
+    using Real = typename Way::Weight;
+    static constexpr bool kHasReciprocals = false;
+    template <class T>
+    static T average(T old, T source, Pair<Real> of) {
+        const Real sum = static_cast<Real>(source) * of.w + static_cast<Real>(old) * of.a;
+        return Way::template stored<T>(sum / (of.w + of.a));
+    }
+};
+/// The same of integers and ordinary weights from the reciprocal of w + a, rounded to nearest
+/// (Markstein 1990): the first correction leaves less than a unit in the last place, the second
+/// rounds as a division does. The result lies between the samples, and so fits.
+struct Corrected {
+    using Real = double;
+    static constexpr bool kHasReciprocals = true;
+    template <class T>
+    static T average(T old, T source, Pair<double> of) {
+        const double sum = source * of.w + old * of.a, by = of.w + of.a;
+        double q = sum * of.reciprocal;
+        q = __builtin_fma(__builtin_fma(-by, q, sum), of.reciprocal, q);
+        q = __builtin_fma(__builtin_fma(-by, q, sum), of.reciprocal, q);
+        return static_cast<T>(static_cast<int32_t>(q + 0.5));
+    }
+};
+
+/// Weights with which corrected quotients are right: none is negative, and no step leaves the
+/// normal numbers.
+bool are_ordinary(const double* a, const double* w, uint64_t count) {
     uint64_t others = 0;
     for (uint64_t i = 0; i < count; ++i) {
         const auto is_other = [](double value) {
-            const double size = std::fabs(value);
-            return static_cast<uint64_t>(!(size <= 0x1p200)) |
-                   static_cast<uint64_t>(size < 0x1p-200 && size != 0);
+            return static_cast<uint64_t>(!(value >= 0)) | static_cast<uint64_t>(value > 0x1p200) |
+                   static_cast<uint64_t>(value < 0x1p-200 && value != 0);
         };
         others |= is_other(a[i]) | is_other(w[i]) | static_cast<uint64_t>(a[i] + w[i] == 0);
     }
@@ -133,79 +99,28 @@ struct Run {
     const Sample<Real>* new_weights;
 };
 
-/// Some pixels. How many components one has is a number or a constant.
-template <class T, class Way, class How, uint32_t known>
-struct Pixels {
-    using Real = typename Way::Weight;
-    using Some = Samples<T, Way>;
-    Count<known> count;
+/// Samples that are computed at once: whole vectors of bytes, and so whole vectors of the others.
+template <class T>
+constexpr uint64_t kBlock = 64 / sizeof(T);
 
-    void update(const Run<T, Real>& run, uint64_t pixels) const {
-        Some samples;
-        // Of few components whole vectors.
-        const uint64_t components = count();
-        const uint64_t most = components <= Some::kMost / kVector
-                                  ? kVector
-                                  : std::max<uint64_t>(Some::kMost / components, 1);
-        for (uint64_t x = 0; x < pixels; x += most)
-            update(samples, run, x, std::min(most, pixels - x));
-    }
-
-  private:
-    void update(Some& samples, const Run<T, Real>& run, uint64_t x, uint64_t pixels) const {
-        Real a[kVector], w[kVector];
-        for (uint64_t i = 0; i < pixels; ++i) a[i] = run.weights[x + i];
-        for (uint64_t i = 0; i < pixels; ++i) w[i] = run.new_weights[x + i];
-        const uint64_t components = count();
-        const uint64_t repeated = std::min(components, Some::kMost);
-        repeat(samples.a, a, pixels, repeated);
-        repeat(samples.w, w, pixels, repeated);
-        const bool is_ordinary = is_corrected(samples, a, w, pixels, repeated);
-        for (uint64_t first = 0; first < components; first += Some::kMost) {
-            Sample<T>* const d = run.d + x * components + first;
-            const Sample<T>* const s = run.s + x * components + first;
-            const uint64_t some = std::min(components - first, Some::kMost) * pixels;
-            if (is_ordinary)
-                samples.template update<How>(d, s, some);
-            else
-                samples.template update<Divided>(d, s, some);
-        }
-        for (uint64_t i = 0; i < pixels; ++i) run.weights[x + i] = a[i] + w[i];
-    }
-    static bool is_corrected([[maybe_unused]] Some& samples, [[maybe_unused]] const Real* a,
-                             [[maybe_unused]] const Real* w, [[maybe_unused]] uint64_t pixels,
-                             [[maybe_unused]] uint64_t repeated) {
-        if constexpr (std::is_same_v<How, Corrected>) {
-            if (!has_ordinary_weights(a, w, pixels)) return false;
-            Real reciprocals[kVector];
-            for (uint64_t i = 0; i < pixels; ++i) reciprocals[i] = 1 / (w[i] + a[i]);
-            repeat(samples.reciprocal, reciprocals, pixels, repeated);
-        }
-        return true;
-    }
-};
-
-/// Pixels of one component: a weight for each sample.
-template <class T, class Way>
+/// Pixels of one component: a weight for each sample, and no use in a reciprocal.
+template <class T, class How>
 struct Single {
-    using Real = typename Way::Weight;
-    static constexpr uint64_t kBlock = 64 / sizeof(T);
+    using Real = typename How::Real;
 
-    void update(const Run<T, Real>& run, uint64_t pixels) const {
+    static void update(const Run<T, Real>& run, uint64_t pixels, uint64_t /*components*/) {
         uint64_t x = 0;
-        for (; x + kBlock <= pixels; x += kBlock) update(run, x, kBlock);
-        update(run, x, pixels - x);
+        for (; x + kBlock<T> <= pixels; x += kBlock<T>) update_block(run, x, kBlock<T>);
+        update_block(run, x, pixels - x);
     }
 
   private:
-    static void update(const Run<T, Real>& run, uint64_t x, uint64_t count) {
-        T values[kBlock];
-        Real sums[kBlock];
+    static void update_block(const Run<T, Real>& run, uint64_t x, uint64_t count) {
+        T values[kBlock<T>];
+        Real sums[kBlock<T>];
         for (uint64_t i = 0; i < count; ++i) {
             const Real a = run.weights[x + i], w = run.new_weights[x + i];
-            const Real sum =
-                static_cast<Real>(T{run.s[x + i]}) * w + static_cast<Real>(T{run.d[x + i]}) * a;
-            values[i] = Way::template stored<T>(sum / (w + a));
+            values[i] = How::average(T{run.d[x + i]}, T{run.s[x + i]}, Pair<Real>{a, w, 0});
             sums[i] = a + w;
         }
         for (uint64_t i = 0; i < count; ++i) run.d[x + i] = values[i];
@@ -213,94 +128,189 @@ struct Single {
     }
 };
 
-/// Rows without gaps in any of the four are one row.
-template <class T, class Real, class Update>
-struct Rows {
-    Dst dst, weights;
-    Src src, new_weights;
-    Area area;
-    Update pixels;
+/// Pixels of several components, the number a constant or (0) one that the call brings: the weights
+/// of some pixels are repeated for each component, and then there is one for each sample.
+template <class T, class First, class Last, uint32_t known>
+class Several {
+    using Real = typename Last::Real;
+    static constexpr uint64_t kPixels = 64, kSamples = 512;
 
-    Rows(Dst dst_, Dst weights_, Src src_, Src new_weights_, uint64_t components, Area area_,
-         Update pixels_)
-        : dst(dst_),
-          weights(weights_),
-          src(src_),
-          new_weights(new_weights_),
-          area(joined(
-              kCallingThread, area_,
-              {stride_of(dst, components * sizeof(T)), stride_of(weights, sizeof(Real)),
-               stride_of(src, components * sizeof(T)), stride_of(new_weights, sizeof(Real))})),
-          pixels(pixels_) {}
-    void operator()() const {
-        for (uint64_t y = 0; y < area.rows; ++y)
-            pixels.update(Run<T, Real>{dst.row<T>(y), weights.row<Real>(y), src.row<T>(y),
-                                       new_weights.row<Real>(y)},
-                          area.width);
+  public:
+    static void update(const Run<T, Real>& run, uint64_t pixels, uint64_t components) {
+        if constexpr (known != 0) components = known;
+        Several some;
+        const uint64_t most =
+            std::clamp<uint64_t>(kSamples / std::max<uint64_t>(components, 1), 1, kPixels);
+        for (uint64_t x = 0; x < pixels; x += most)
+            some.update_some(run, x, std::min(most, pixels - x), components);
+    }
+
+  private:
+    Real a_[kSamples], w_[kSamples], reciprocals_[kSamples];
+
+    void update_some(const Run<T, Real>& run, uint64_t x, uint64_t pixels, uint64_t components) {
+        Real a[kPixels], w[kPixels];
+        for (uint64_t i = 0; i < pixels; ++i) a[i] = run.weights[x + i];
+        for (uint64_t i = 0; i < pixels; ++i) w[i] = run.new_weights[x + i];
+        const uint64_t times = std::min(components, kSamples);
+        repeat(a_, a, pixels, times);
+        repeat(w_, w, pixels, times);
+        bool is_first = true;
+        if constexpr (First::kHasReciprocals) {
+            is_first = are_ordinary(a, w, pixels);
+            Real reciprocals[kPixels];
+            for (uint64_t i = 0; i < pixels; ++i) reciprocals[i] = 1 / (w[i] + a[i]);
+            repeat(reciprocals_, reciprocals, pixels, times);
+        }
+        for (uint64_t first = 0; first < components; first += times) {  // but for great pixels once
+            Sample<T>* const d = run.d + x * components + first;
+            const Sample<T>* const s = run.s + x * components + first;
+            const uint64_t count = std::min(components - first, times) * pixels;
+            is_first ? update_samples<First>(d, s, count) : update_samples<Last>(d, s, count);
+        }
+        for (uint64_t i = 0; i < pixels; ++i) run.weights[x + i] = a[i] + w[i];
+    }
+
+    static void repeat(Real* to, const Real* values, uint64_t count, uint64_t times) {
+        for (uint64_t i = 0; i < count; ++i) {
+            uint64_t c = 0;
+            if constexpr (known == 0) {
+                for (; c + 8 <= times; c += 8)
+                    for (uint64_t k = 0; k < 8; ++k) to[i * times + c + k] = values[i];
+                if (c + 4 <= times) {
+                    for (uint64_t k = 0; k < 4; ++k) to[i * times + c + k] = values[i];
+                    c += 4;
+                }
+            }
+            for (; c < times; ++c) to[i * times + c] = values[i];
+        }
+    }
+
+    /// What remains behind whole blocks is one that overlaps them, computed before they are
+    /// written.
+    template <class How>
+    void update_samples(Sample<T>* d, const Sample<T>* s, uint64_t count) const {
+        constexpr uint64_t n = kBlock<T>;
+        T last[n], values[n];
+        if (count < n) {
+            for (uint64_t i = 0; i < count; ++i) d[i] = average<How>(d, s, i);
+            return;
+        }
+        const uint64_t rest = count - n;
+        for (uint64_t i = 0; i < n; ++i) last[i] = average<How>(d, s, rest + i);
+        for (uint64_t x = 0; x < rest; x += n) {
+            for (uint64_t i = 0; i < n; ++i) values[i] = average<How>(d, s, x + i);
+            for (uint64_t i = 0; i < n; ++i) d[x + i] = values[i];
+        }
+        for (uint64_t i = 0; i < n; ++i) d[rest + i] = last[i];
+    }
+    template <class How>
+    T average(const Sample<T>* d, const Sample<T>* s, uint64_t i) const {
+        Real reciprocal = 0;
+        if constexpr (How::kHasReciprocals) reciprocal = reciprocals_[i];
+        return How::average(T{d[i]}, T{s[i]}, Pair<Real>{a_[i], w_[i], reciprocal});
     }
 };
 
-/// Runs what has fused products where the processor has them, and elsewhere what has none: there
-/// each would be a call.
-template <class Fused, class Plain>
-void on_best_isa(const Fused& fused, const Plain& plain) {
-    switch (active_isa()) {
-    case Isa::Avx512: detail::run_avx512(fused); break;
-    case Isa::Avx2: detail::run_avx2(fused); break;
-    case Isa::Sse2: detail::run_sse2(plain); break;
-    }
-}
+/// All rows.
+template <class T, class Real, class Pixels>
+struct Rows {
+    Dst dst, weights;
+    Src src, new_weights;
+    uint64_t components;
+    Area area;
 
-template <class T, class Way, uint32_t known>
-int update_average(Dst dst, Dst weights, Src src, Src new_weights, Count<known> count, Area area) {
-    using Real = typename Way::Weight;
-    const auto rows = [=](auto pixels) {
-        return Rows<T, Real, decltype(pixels)>(dst, weights, src, new_weights, count(), area,
-                                               pixels);
-    };
-    if (known <= 1 && count() == 1) {
-        qmpic::on_best_isa(rows(Single<T, Way>{}));
-    } else if constexpr (known != 1) {
-        const auto divided = rows(Pixels<T, Way, Divided, known>{count});
-        if constexpr (std::is_same_v<Real, double> && std::is_integral_v<T>)
-            on_best_isa(rows(Pixels<T, Way, Corrected, known>{count}), divided);
-        else
-            qmpic::on_best_isa(divided);
+    void operator()() const {
+        for (uint64_t y = 0; y < area.rows; ++y)
+            Pixels::update(Run<T, Real>{dst.row<T>(y), weights.row<Real>(y), src.row<T>(y),
+                                        new_weights.row<Real>(y)},
+                           area.width, components);
     }
-    return QM_OK;
-}
+};
+
+/// The arguments of a call. The number of components is known, or (0) not.
+struct Average {
+    Dst dst, weights;
+    Src src, new_weights;
+    uint64_t components;
+    Area area;
+
+    template <class T, class Way, uint32_t known>
+    int update() const {
+        if (known == 0 && components == 1) return update<T, Way, 1>();
+        if (known == 0 && components == 3) return update<T, Way, 3>();
+        using Plain = Divided<Way>;
+        if constexpr (known == 1) {
+            on_best_isa(rows<T, Way, Single<T, Plain>>());
+        } else {
+            const auto plain = rows<T, Way, Several<T, Plain, Plain, known>>();
+            if constexpr (sizeof(typename Way::Weight) == 8 && std::is_integral_v<T>) {
+                // Without instructions for fused products each would be a call.
+                const auto fused = rows<T, Way, Several<T, Corrected, Plain, known>>();
+                switch (active_isa()) {
+                case Isa::Avx512: detail::run_avx512(fused); break;
+                case Isa::Avx2: detail::run_avx2(fused); break;
+                case Isa::Sse2: detail::run_sse2(plain); break;
+                }
+            } else {
+                on_best_isa(plain);
+            }
+        }
+        return QM_OK;
+    }
+
+  private:
+    /// Rows without gaps in any of the four memories are one.
+    template <class T, class Way, class Pixels>
+    auto rows() const {
+        using Real = typename Way::Weight;
+        const uint64_t pixel = components * sizeof(T);
+        return Rows<T, Real, Pixels>{
+            dst,
+            weights,
+            src,
+            new_weights,
+            components,
+            joined(kCallingThread, area,
+                   {stride_of(dst, pixel), stride_of(weights, sizeof(Real)), stride_of(src, pixel),
+                    stride_of(new_weights, sizeof(Real))})};
+    }
+};
 
 }  // namespace
 
-// One line an exported kernel: name, storage, components, weights and what is stored.
-#define KERNEL(name, Storage, components, Way, COUNT)                                              \
+// One line an exported kernel: name, components, and their storage, weights and way.
+#define KERNEL(name, COUNT, components, Way, ...)                                                  \
     int name(void* pDst, uint32_t uiDstWidthBytes, Way::Weight* pWeights,                          \
              uint32_t uiWeightsWidthBytes, const void* pSrc, uint32_t uiSrcWidthBytes,             \
              const Way::Weight* pSrcWeights, uint32_t uiSrcWeightsWidthBytes,                      \
              COUNT uint32_t uiWidth, uint64_t uiSizeInPixels) {                                    \
-        return update_average<Storage, Way>(                                                       \
-            Dst{pDst, uiDstWidthBytes}, Dst{pWeights, uiWeightsWidthBytes},                        \
-            Src{pSrc, uiSrcWidthBytes}, Src{pSrcWeights, uiSrcWeightsWidthBytes}, components,      \
-            Area::of_pixels(uiWidth, uiSizeInPixels));                                             \
+        const Average average{{pDst, uiDstWidthBytes},                                             \
+                              {pWeights, uiWeightsWidthBytes},                                     \
+                              {pSrc, uiSrcWidthBytes},                                             \
+                              {pSrcWeights, uiSrcWeightsWidthBytes},                               \
+                              components,                                                          \
+                              Area::of_pixels(uiWidth, uiSizeInPixels)};                           \
+        return average.update<__VA_ARGS__>();                                                      \
     }
 #define FIXED
 #define ANY uint32_t uiComponents,
 
 // clang-format off
-KERNEL(average_update_1x8,  uint8_t,  Count<1>{},             Rounded, FIXED)
-KERNEL(average_update_3x8,  uint8_t,  Count<3>{},             Rounded, FIXED)
-KERNEL(average_update_Nx8,  uint8_t,  Count<0>{uiComponents}, Rounded, ANY)
-KERNEL(average_update_1x16, uint16_t, Count<1>{},             Rounded, FIXED)
-KERNEL(average_update_3x16, uint16_t, Count<3>{},             Rounded, FIXED)
-KERNEL(average_update_Nx16, uint16_t, Count<0>{uiComponents}, Rounded, ANY)
-KERNEL(average_update_Nx32, float,    Count<0>{uiComponents}, Rounded, ANY)
+KERNEL(average_update_1x8,  FIXED, 1,          Rounded, uint8_t,  Rounded, 1)
+KERNEL(average_update_3x8,  FIXED, 3,          Rounded, uint8_t,  Rounded, 3)
+KERNEL(average_update_Nx8,  ANY, uiComponents, Rounded, uint8_t,  Rounded, 0)
+KERNEL(average_update_1x16, FIXED, 1,          Rounded, uint16_t, Rounded, 1)
+KERNEL(average_update_3x16, FIXED, 3,          Rounded, uint16_t, Rounded, 3)
+KERNEL(average_update_Nx16, ANY, uiComponents, Rounded, uint16_t, Rounded, 0)
+KERNEL(average_update_Nx32, ANY, uiComponents, Rounded, float,    Rounded, 0)
 
-KERNEL(average_update_1x8_flt,  uint8_t,  Count<1>{},             Cut, FIXED)
-KERNEL(average_update_3x8_flt,  uint8_t,  Count<3>{},             Cut, FIXED)
-KERNEL(average_update_Nx8_flt,  uint8_t,  Count<0>{uiComponents}, Cut, ANY)
-KERNEL(average_update_1x16_flt, uint16_t, Count<1>{},             Cut, FIXED)
-KERNEL(average_update_3x16_flt, uint16_t, Count<3>{},             Cut, FIXED)
-KERNEL(average_update_Nx16_flt, uint16_t, Count<0>{uiComponents}, Cut, ANY)
+KERNEL(average_update_1x8_flt,  FIXED, 1,          Cut, uint8_t,  Cut, 1)
+KERNEL(average_update_3x8_flt,  FIXED, 3,          Cut, uint8_t,  Cut, 3)
+KERNEL(average_update_Nx8_flt,  ANY, uiComponents, Cut, uint8_t,  Cut, 0)
+KERNEL(average_update_1x16_flt, FIXED, 1,          Cut, uint16_t, Cut, 1)
+KERNEL(average_update_3x16_flt, FIXED, 3,          Cut, uint16_t, Cut, 3)
+KERNEL(average_update_Nx16_flt, ANY, uiComponents, Cut, uint16_t, Cut, 0)
 // clang-format on
 
 #undef ANY

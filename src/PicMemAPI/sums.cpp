@@ -21,9 +21,16 @@ class Lanes {
   public:
     void add_row(const Sample<T>* s, uint64_t samples, uint64_t count) {
         uint64_t x = 0;
-        for (; x + count <= samples; x += count) {
-            for (uint64_t i = 0; i < count; ++i) near_[i] = static_cast<Near>(near_[i] + s[x + i]);
-            if (++added_ == kMost) carry(count);
+        while (x + count <= samples) {
+            Near local[n];
+            std::copy_n(near_, count, local);
+            const uint64_t some = std::min((samples - x) / count, kMost - added_);
+            for (const uint64_t end = x + some * count; x < end; x += count)
+                for (uint64_t i = 0; i < count; ++i)
+                    local[i] = static_cast<Near>(local[i] + s[x + i]);
+            std::copy_n(local, count, near_);
+            added_ += some;
+            if (added_ == kMost) carry(count);
         }
         for (uint64_t i = 0; x + i < samples; ++i)
             near_[i] = static_cast<Near>(near_[i] + s[x + i]);
@@ -70,7 +77,7 @@ void sum_rows(uint64_t* sums, Src src, uint64_t components, Count<known> count, 
         for (uint64_t y = rows.first; y < rows.last; ++y) {
             lanes.add_row(src.row<T>(y), samples.width, count());
             if (!wraps) continue;
-            uint32_t of_row[16] = {};
+            uint32_t of_row[kSlice] = {};
             lanes.add_to(of_row, count(), components);
             for (uint64_t c = 0; c < components; ++c) sums[c] += of_row[c];
         }
@@ -105,7 +112,7 @@ int sum_values(uint64_t* sums, Src src, uint64_t components, Area area) {
         sum_rows<T>(sums, src, components, Count<64>{}, area);
     else if (48 % components == 0)
         sum_rows<T>(sums, src, components, Count<48>{}, area);
-    else if (components <= 16)
+    else if (components <= kSlice)
         sum_rows<T>(sums, src, components,
                     Count<0>{static_cast<uint32_t>(kSlice / components * components)}, area);
     else
