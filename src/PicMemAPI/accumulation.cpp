@@ -146,7 +146,7 @@ class Several {
     }
 
   private:
-    Real a_[kSamples], w_[kSamples], reciprocals_[kSamples];
+    Real a_[kSamples + 4], w_[kSamples + 4], reciprocals_[kSamples + 4];
 
     void update_some(const Run<T, Real>& run, uint64_t x, uint64_t pixels, uint64_t components) {
         Real a[kPixels], w[kPixels];
@@ -171,19 +171,13 @@ class Several {
         for (uint64_t i = 0; i < pixels; ++i) run.weights[x + i] = a[i] + w[i];
     }
 
+    /// Where the number is known no more is written; else up to three too many, over which those of
+    /// the next pixel stand.
     static void repeat(Real* to, const Real* values, uint64_t count, uint64_t times) {
-        for (uint64_t i = 0; i < count; ++i) {
-            uint64_t c = 0;
-            if constexpr (known == 0) {
-                for (; c + 8 <= times; c += 8)
-                    for (uint64_t k = 0; k < 8; ++k) to[i * times + c + k] = values[i];
-                if (c + 4 <= times) {
-                    for (uint64_t k = 0; k < 4; ++k) to[i * times + c + k] = values[i];
-                    c += 4;
-                }
-            }
-            for (; c < times; ++c) to[i * times + c] = values[i];
-        }
+        constexpr uint64_t n = known != 0 ? known : 4;
+        for (uint64_t i = 0; i < count; ++i)
+            for (uint64_t c = 0; c < times; c += n)
+                for (uint64_t k = 0; k < n; ++k) to[i * times + c + k] = values[i];
     }
 
     /// What remains behind whole blocks is one that overlaps them, computed before they are
@@ -237,8 +231,13 @@ struct Average {
 
     template <class T, class Way, uint32_t known>
     int update() const {
-        if (known == 0 && components == 1) return update<T, Way, 1>();
-        if (known == 0 && components == 3) return update<T, Way, 3>();
+        if constexpr (known == 0) switch (components) {
+            case 1: return update<T, Way, 1>();
+            case 2: return update<T, Way, 2>();
+            case 3: return update<T, Way, 3>();
+            case 4: return update<T, Way, 4>();
+            default: break;
+            }
         using Plain = Divided<Way>;
         if constexpr (known == 1) {
             on_best_isa(rows<T, Way, Single<T, Plain>>());
