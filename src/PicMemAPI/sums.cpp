@@ -110,8 +110,8 @@ int sum_values(uint64_t* sums, Src src, uint64_t components, Area area) {
     if (components == 0) return QM_OK;
     if (64 % components == 0)
         sum_rows<T>(sums, src, components, Count<64>{}, area);
-    else if (48 % components == 0)
-        sum_rows<T>(sums, src, components, Count<48>{}, area);
+    else if (96 % components == 0)
+        sum_rows<T>(sums, src, components, Count<96>{}, area);
     else if (components <= kSlice)
         sum_rows<T>(sums, src, components,
                     Count<0>{static_cast<uint32_t>(kSlice / components * components)}, area);
