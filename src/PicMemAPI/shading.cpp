@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 
 #include "core/arithmetic.h"
 #include "core/frame.h"
@@ -18,8 +17,9 @@ namespace qmpic {
 namespace {
 
 /// min(source * constant / divisor, top) with a product of 32 bits. In real numbers: quotients are
-/// whole, or farther from the next whole number than Real's rounding goes, which for floats holds
-/// for products below 2^24. A divisor of 0 makes infinity or NaN, and those are `top`.
+/// whole, or farther from the next whole number than Real's rounding goes. For floats this holds as
+/// long as no product of a byte wraps: those that a float does not hold are far above the top. A
+/// divisor of 0 makes infinity or NaN, and those are `top`.
 template <class Real>
 struct Quotient {
     Real top;
@@ -111,7 +111,7 @@ int mul_const_div(Dst dst, Src src, Src by, const uint32_t* constants, uint64_t 
     if (components == 0 || area.rows == 0) return QM_OK;
     if constexpr (sizeof(T) == 1) {
         const uint32_t greatest = *std::max_element(constants, constants + components);
-        if (greatest <= (1u << 24) / 255) {
+        if (greatest <= UINT32_MAX / 255) {
             divide<T, float>(dst, src, by, constants, components, area, {255});
             return QM_OK;
         }

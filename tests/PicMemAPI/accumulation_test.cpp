@@ -491,6 +491,14 @@ TEST(Sums, OfLongPicturesOfBytesAreExact) {
     }
 }
 
+TEST(Sums, OfManyRowsAreExact) {
+    const uint16_t s[] = {65535, 65535};
+    uint64_t sums[2] = {};
+    EXPECT_EQ(Entries::SumValues(sums, s, 2, 16, 0, 1, 140000), QM_OK);  // one row again and again
+    EXPECT_EQ(sums[0], uint64_t{65535} * 140000);
+    EXPECT_EQ(sums[1], uint64_t{65535} * 140000);
+}
+
 TEST(Sums, OfMoreThan256ComponentsAreEachTheirOwn) {
     constexpr uint32_t kComponents = 600;
     std::vector<uint16_t> s(kComponents * 2);
