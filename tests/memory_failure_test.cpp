@@ -420,6 +420,25 @@ void add_raw_memory() {
             print_destination);
 }
 
+// Without references nothing is done. Without a histogram they are the greatest samples, here 255.
+void add_shading() {
+    struct Lit : Memory<64, 64> {
+        std::vector<uint8_t> light = std::vector<uint8_t>(64, 200);
+        Lit() { light[5] = 255; }
+    };
+    for (const uint32_t components : {1u, 2u})
+        add<Lit>(
+            "CQmPicMemAPI_Base::ApplyMultShading of " + std::to_string(components) + " components",
+            {refused(QM_NO_MEMORY), kUnnoticed, kUnnoticed},  // it is tried twice
+            {refused(QM_NO_MEMORY), kSilent, kSilent},
+            [=](Lit& p) {
+                return CQmPicMemAPI_Base::ApplyMultShading(p.d.data(), 8, p.s.data(), 8,
+                                                           p.light.data(), 8, components, 8,
+                                                           8 / components, 64 / components);
+            },
+            print_destination);
+}
+
 // A pixel that is given as a number is made as long as those of the picture.
 void add_binary() {
     using Api = CQmPicMemAPI_Base;
@@ -1752,6 +1771,7 @@ const std::vector<FailureCase>& all_cases() {
     add_float_picture_buffers();
     add_raw_memory();
     add_constants();
+    add_shading();
     add_binary();
     add_acquisition();
     add_raw_floats();

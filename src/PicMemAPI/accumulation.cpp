@@ -1,0 +1,347 @@
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <type_traits>
+
+#include "PicMemAPI/accumulation_kernels.h"
+#include "core/shapes.h"
+#include "qmpic/PicMemAPI_Base.h"
+
+// Running averages. A pixel's weights are for all its components, which no shape of samples knows:
+// rows are walked here.
+
+namespace {
+
+using namespace qmpic;
+
+/// Toward zero in 32 bits, of which a sample keeps the low ones. For all that does not fit, and for
+/// NaN, the integer is 0x80000000, whose low bits are 0.
+template <class T, class Real>
+T low_bits(Real value) {
+    static_assert(sizeof(T) <= 2);
+    const Real inside = std::fabs(value) < Real(0x1p31) ? value : 0;
+    return static_cast<T>(static_cast<int32_t>(inside));
+}
+
+/// Weights of doubles, and what is stored of an average.
+struct Rounded {
+    using Weight = double;
+    template <class T>
+    static T stored(double average) {
+        if constexpr (std::is_floating_point_v<T>)
+            return static_cast<T>(average + 0.5);  // and the half stays
+        else
+            return low_bits<T>(average + 0.5);
+    }
+};
+/// Weights of floats: without a half, unlike those above.
+struct Cut {
+    using Weight = float;
+    template <class T>
+    static T stored(float average) {
+        return low_bits<T>(average);
+    }
+};
+
+/// The weights of a pixel, or of a sample.
+template <class Real>
+struct Pair {
+    Real a, w, reciprocal;
+};
+
+/// The average of two samples, by a division.
+template <class Way>
+struct Divided {
+    using Real = typename Way::Weight;
+    static constexpr bool kHasReciprocals = false;
+    template <class T>
+    static T average(T old, T source, Pair<Real> of) {
+        const Real sum = static_cast<Real>(source) * of.w + static_cast<Real>(old) * of.a;
+        return Way::template stored<T>(sum / (of.w + of.a));
+    }
+};
+/// The same of integers and ordinary weights from the reciprocal of w + a, rounded to nearest
+/// (Markstein 1990): the first correction leaves less than a unit in the last place, the second
+/// rounds as a division does. The result lies between the samples, and so fits.
+struct Corrected {
+    using Real = double;
+    static constexpr bool kHasReciprocals = true;
+    template <class T>
+    static T average(T old, T source, Pair<double> of) {
+        const double sum = source * of.w + old * of.a, by = of.w + of.a;
+        double q = sum * of.reciprocal;
+        q = __builtin_fma(__builtin_fma(-by, q, sum), of.reciprocal, q);
+        q = __builtin_fma(__builtin_fma(-by, q, sum), of.reciprocal, q);
+        return static_cast<T>(static_cast<int32_t>(q + 0.5));
+    }
+};
+
+/// Weights with which corrected quotients are right: none is negative, and no step leaves the
+/// normal numbers.
+bool are_ordinary(const double* a, const double* w, uint64_t count) {
+    uint64_t others = 0;
+    for (uint64_t i = 0; i < count; ++i) {
+        const auto is_other = [](double value) {
+            return static_cast<uint64_t>(!(value >= 0)) | static_cast<uint64_t>(value > 0x1p200) |
+                   static_cast<uint64_t>(value < 0x1p-200 && value != 0);
+        };
+        others |= is_other(a[i]) | is_other(w[i]) | static_cast<uint64_t>(a[i] + w[i] == 0);
+    }
+    return others == 0;
+}
+
+/// The rows of a call.
+template <class T, class Real>
+struct Run {
+    Sample<T>* d;
+    Sample<Real>* weights;
+    const Sample<T>* s;
+    const Sample<Real>* new_weights;
+};
+
+/// Samples that are computed at once: whole vectors of bytes, and so whole vectors of the others.
+template <class T>
+constexpr uint64_t kBlock = 64 / sizeof(T);
+
+/// Pixels of one component: a weight for each sample, and no use in a reciprocal.
+template <class T, class How>
+struct Single {
+    using Real = typename How::Real;
+
+    static void update(const Run<T, Real>& run, uint64_t pixels, uint64_t /*components*/) {
+        uint64_t x = 0;
+        for (; x + kBlock<T> <= pixels; x += kBlock<T>) update_block(run, x, kBlock<T>);
+        update_block(run, x, pixels - x);
+    }
+
+  private:
+    static void update_block(const Run<T, Real>& run, uint64_t x, uint64_t count) {
+        T values[kBlock<T>];
+        Real sums[kBlock<T>];
+        for (uint64_t i = 0; i < count; ++i) {
+            const Real a = run.weights[x + i], w = run.new_weights[x + i];
+            values[i] = How::average(T{run.d[x + i]}, T{run.s[x + i]}, Pair<Real>{a, w, 0});
+            sums[i] = a + w;
+        }
+        for (uint64_t i = 0; i < count; ++i) run.d[x + i] = values[i];
+        for (uint64_t i = 0; i < count; ++i) run.weights[x + i] = sums[i];
+    }
+};
+
+/// Pixels of several components, the number a constant or (0) one that the call brings: the weights
+/// of some pixels are repeated for each component, and then there is one for each sample.
+template <class T, class First, class Last, uint32_t known>
+class Several {
+    using Real = typename Last::Real;
+    static constexpr uint64_t kPixels = 64, kSamples = 512;
+
+  public:
+    static void update(const Run<T, Real>& run, uint64_t pixels, uint64_t components) {
+        if constexpr (known != 0) components = known;
+        Several some;
+        const uint64_t most =
+            std::clamp<uint64_t>(kSamples / std::max<uint64_t>(components, 1), 1, kPixels);
+        for (uint64_t x = 0; x < pixels; x += most)
+            some.update_some(run, x, std::min(most, pixels - x), components);
+    }
+
+  private:
+    Real a_[kSamples + 4], w_[kSamples + 4], reciprocals_[kSamples + 4];
+
+    void update_some(const Run<T, Real>& run, uint64_t x, uint64_t pixels, uint64_t components) {
+        Real a[kPixels], w[kPixels];
+        for (uint64_t i = 0; i < pixels; ++i) a[i] = run.weights[x + i];
+        for (uint64_t i = 0; i < pixels; ++i) w[i] = run.new_weights[x + i];
+        const uint64_t times = std::min(components, kSamples);
+        repeat(a_, a, pixels, times);
+        repeat(w_, w, pixels, times);
+        bool is_first = true;
+        if constexpr (First::kHasReciprocals) {
+            is_first = are_ordinary(a, w, pixels);
+            Real reciprocals[kPixels];
+            for (uint64_t i = 0; i < pixels; ++i) reciprocals[i] = 1 / (w[i] + a[i]);
+            repeat(reciprocals_, reciprocals, pixels, times);
+        }
+        for (uint64_t first = 0; first < components; first += times) {  // but for great pixels once
+            Sample<T>* const d = run.d + x * components + first;
+            const Sample<T>* const s = run.s + x * components + first;
+            const uint64_t count = std::min(components - first, times) * pixels;
+            is_first ? update_samples<First>(d, s, count) : update_samples<Last>(d, s, count);
+        }
+        for (uint64_t i = 0; i < pixels; ++i) run.weights[x + i] = a[i] + w[i];
+    }
+
+    /// Where the number is known no more is written; else up to three too many, over which those of
+    /// the next pixel stand.
+    static void repeat(Real* to, const Real* values, uint64_t count, uint64_t times) {
+        constexpr uint64_t n = known != 0 ? known : 4;
+        for (uint64_t i = 0; i < count; ++i)
+            for (uint64_t c = 0; c < times; c += n)
+                for (uint64_t k = 0; k < n; ++k) to[i * times + c + k] = values[i];
+    }
+
+    /// What remains behind whole blocks is one that overlaps them, computed before they are
+    /// written.
+    template <class How>
+    void update_samples(Sample<T>* d, const Sample<T>* s, uint64_t count) const {
+        constexpr uint64_t n = kBlock<T>;
+        T last[n], values[n];
+        if (count < n) {
+            for (uint64_t i = 0; i < count; ++i) d[i] = average<How>(d, s, i);
+            return;
+        }
+        const uint64_t rest = count - n;
+        for (uint64_t i = 0; i < n; ++i) last[i] = average<How>(d, s, rest + i);
+        for (uint64_t x = 0; x < rest; x += n) {
+            for (uint64_t i = 0; i < n; ++i) values[i] = average<How>(d, s, x + i);
+            for (uint64_t i = 0; i < n; ++i) d[x + i] = values[i];
+        }
+        for (uint64_t i = 0; i < n; ++i) d[rest + i] = last[i];
+    }
+    template <class How>
+    T average(const Sample<T>* d, const Sample<T>* s, uint64_t i) const {
+        Real reciprocal = 0;
+        if constexpr (How::kHasReciprocals) reciprocal = reciprocals_[i];
+        return How::average(T{d[i]}, T{s[i]}, Pair<Real>{a_[i], w_[i], reciprocal});
+    }
+};
+
+/// All rows.
+template <class T, class Real, class Pixels>
+struct Rows {
+    Dst dst, weights;
+    Src src, new_weights;
+    uint64_t components;
+    Area area;
+
+    void operator()() const {
+        for (uint64_t y = 0; y < area.rows; ++y)
+            Pixels::update(Run<T, Real>{dst.row<T>(y), weights.row<Real>(y), src.row<T>(y),
+                                        new_weights.row<Real>(y)},
+                           area.width, components);
+    }
+};
+
+/// The arguments of a call. The number of components is known, or (0) not.
+struct Average {
+    Dst dst, weights;
+    Src src, new_weights;
+    uint64_t components;
+    Area area;
+
+    template <class T, class Way, uint32_t known>
+    int update() const {
+        if constexpr (known == 0) switch (components) {
+            case 1: return update<T, Way, 1>();
+            case 2: return update<T, Way, 2>();
+            case 3: return update<T, Way, 3>();
+            case 4: return update<T, Way, 4>();
+            default: break;
+            }
+        using Plain = Divided<Way>;
+        if constexpr (known == 1) {
+            on_best_isa(rows<T, Way, Single<T, Plain>>());
+        } else {
+            const auto plain = rows<T, Way, Several<T, Plain, Plain, known>>();
+            if constexpr (sizeof(typename Way::Weight) == 8 && std::is_integral_v<T>) {
+                // Without instructions for fused products each would be a call.
+                const auto fused = rows<T, Way, Several<T, Corrected, Plain, known>>();
+                switch (active_isa()) {
+                case Isa::Avx512: detail::run_avx512(fused); break;
+                case Isa::Avx2: detail::run_avx2(fused); break;
+                case Isa::Sse2: detail::run_sse2(plain); break;
+                }
+            } else {
+                on_best_isa(plain);
+            }
+        }
+        return QM_OK;
+    }
+
+  private:
+    /// Rows without gaps in any of the four memories are one.
+    template <class T, class Way, class Pixels>
+    auto rows() const {
+        using Real = typename Way::Weight;
+        const uint64_t pixel = components * sizeof(T);
+        return Rows<T, Real, Pixels>{
+            dst,
+            weights,
+            src,
+            new_weights,
+            components,
+            joined(kCallingThread, area,
+                   {stride_of(dst, pixel), stride_of(weights, sizeof(Real)), stride_of(src, pixel),
+                    stride_of(new_weights, sizeof(Real))})};
+    }
+};
+
+}  // namespace
+
+// One line an exported kernel: name, components, and their storage, weights and way.
+#define KERNEL(name, COUNT, components, Way, ...)                                                  \
+    int name(void* pDst, uint32_t uiDstWidthBytes, Way::Weight* pWeights,                          \
+             uint32_t uiWeightsWidthBytes, const void* pSrc, uint32_t uiSrcWidthBytes,             \
+             const Way::Weight* pSrcWeights, uint32_t uiSrcWeightsWidthBytes,                      \
+             COUNT uint32_t uiWidth, uint64_t uiSizeInPixels) {                                    \
+        const Average average{{pDst, uiDstWidthBytes},                                             \
+                              {pWeights, uiWeightsWidthBytes},                                     \
+                              {pSrc, uiSrcWidthBytes},                                             \
+                              {pSrcWeights, uiSrcWeightsWidthBytes},                               \
+                              components,                                                          \
+                              Area::of_pixels(uiWidth, uiSizeInPixels)};                           \
+        return average.update<__VA_ARGS__>();                                                      \
+    }
+#define FIXED
+#define ANY uint32_t uiComponents,
+
+// clang-format off
+KERNEL(average_update_1x8,  FIXED, 1,          Rounded, uint8_t,  Rounded, 1)
+KERNEL(average_update_3x8,  FIXED, 3,          Rounded, uint8_t,  Rounded, 3)
+KERNEL(average_update_Nx8,  ANY, uiComponents, Rounded, uint8_t,  Rounded, 0)
+KERNEL(average_update_1x16, FIXED, 1,          Rounded, uint16_t, Rounded, 1)
+KERNEL(average_update_3x16, FIXED, 3,          Rounded, uint16_t, Rounded, 3)
+KERNEL(average_update_Nx16, ANY, uiComponents, Rounded, uint16_t, Rounded, 0)
+KERNEL(average_update_Nx32, ANY, uiComponents, Rounded, float,    Rounded, 0)
+
+KERNEL(average_update_1x8_flt,  FIXED, 1,          Cut, uint8_t,  Cut, 1)
+KERNEL(average_update_3x8_flt,  FIXED, 3,          Cut, uint8_t,  Cut, 3)
+KERNEL(average_update_Nx8_flt,  ANY, uiComponents, Cut, uint8_t,  Cut, 0)
+KERNEL(average_update_1x16_flt, FIXED, 1,          Cut, uint16_t, Cut, 1)
+KERNEL(average_update_3x16_flt, FIXED, 3,          Cut, uint16_t, Cut, 3)
+KERNEL(average_update_Nx16_flt, ANY, uiComponents, Cut, uint16_t, Cut, 0)
+// clang-format on
+
+#undef ANY
+#undef FIXED
+#undef KERNEL
+
+// Neither is guarded.
+int CQmPicMemAPI_Base::AverageUpdate(void* pDst, uint32_t uiDstWidthBytes, double* pdWeights,
+                                     uint32_t uiWeightsWidthBytes, const void* pSrc,
+                                     uint32_t uiSrcWidthBytes, const double* pdSrcWeights,
+                                     uint32_t uiSrcWeightsWidthBytes, uint32_t uiComponents,
+                                     uint32_t uiBpc, uint32_t uiWidth, uint64_t uiSizeInPixels) {
+    return call(kAverageUpdate.find_stored(uiComponents, bits_of_average(uiBpc)), pDst,
+                uiDstWidthBytes, pdWeights, uiWeightsWidthBytes, pSrc, uiSrcWidthBytes,
+                pdSrcWeights, uiSrcWeightsWidthBytes, uiComponents, uiWidth, uiSizeInPixels);
+}
+
+int CQmPicMemAPI_Base::AverageUpdate(void* pDst, uint32_t uiDstWidthBytes, void* pWeights,
+                                     uint32_t uiWeightsWidthBytes, const void* pSrc,
+                                     uint32_t uiSrcWidthBytes, const void* pSrcWeights,
+                                     uint32_t uiSrcWeightsWidthBytes, uint32_t uiComponents,
+                                     uint32_t uiBpc, uint32_t uiFloatBits, uint32_t uiWidth,
+                                     uint32_t uiSizeInPixels) {
+    if (uiBpc > 16) return QM_NO_KERNEL;  // no floats here
+    if (uiFloatBits == 64)
+        return AverageUpdate(pDst, uiDstWidthBytes, static_cast<double*>(pWeights),
+                             uiWeightsWidthBytes, pSrc, uiSrcWidthBytes,
+                             static_cast<const double*>(pSrcWeights), uiSrcWeightsWidthBytes,
+                             uiComponents, uiBpc, uiWidth, uint64_t{uiSizeInPixels});
+    if (uiFloatBits != 32) return QM_NO_KERNEL;
+    return call(kAverageUpdateFloat.find_stored(uiComponents, bits_of_average(uiBpc)), pDst,
+                uiDstWidthBytes, static_cast<float*>(pWeights), uiWeightsWidthBytes, pSrc,
+                uiSrcWidthBytes, static_cast<const float*>(pSrcWeights), uiSrcWeightsWidthBytes,
+                uiComponents, uiWidth, uint64_t{uiSizeInPixels});
+}
