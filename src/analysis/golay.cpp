@@ -1,4 +1,7 @@
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <type_traits>
 #include <utility>
@@ -46,6 +49,11 @@ struct Steepness {
     }
 };
 
+template <class T, class Finish>
+void put(const uint32_t* sums, uint64_t count, Sample<T>* out, Finish finish) {
+    for (uint64_t i = 0; i < count; ++i) out[i] = static_cast<T>(finish(sums[i]));
+}
+
 struct Call {
     Dst dst;
     Src src;
@@ -57,27 +65,29 @@ struct Call {
     uint64_t samples() const { return width * components; }
 };
 
-// ----- Lines ---------------------------------------------------------------------------------
+// ----- Inside: the window is around the sample
+// -----------------------------------------------------
 
-/// Products and sums of one filter. T is the sample; `fits`: no product leaves 32 bits.
+// Each way of it has items, that are made once of a line, and adds lines of them: line_at(d) is the
+// one that lies d lines behind the middle.
+
+/// Products in doubles, as they are defined; T is the sample. `fits`: none leaves 32 bits.
 template <class T, class Finish, bool fits>
-struct Lines {
+struct Products {
     static constexpr bool kOpposed = Finish::kDerivative == 1;  // and the middle weighs nothing
+    using Item = uint32_t;
 
     Finish finish;
-    uint64_t half, components, samples;
+    uint64_t half, samples;
     double scale;
-    uint32_t mask;           // bits of a sample that a product is made of
-    const double* weights;   // [half + 1]: of the middle, and of those to the right or below
-    const int32_t* borders;  // [half * 2][window]: of a fit before the middle, and behind
-    const uint32_t** taps;   // [window], to be filled
-    uint32_t* sums;          // [kBlock], to be filled
-
-    uint64_t window() const { return 2 * half + 1; }
+    uint32_t mask;          // bits of a sample that a product is made of
+    const double* weights;  // [half + 1]: of the middle, and of those to the right or below
+    const uint32_t** taps;  // [2 * half + 1], to be filled
+    uint32_t* sums;         // [kBlock], to be filled
 
     template <size_t... k>
-    void multiply_some(const Sample<T>* line, uint32_t* products, const double* factors,
-                       std::index_sequence<k...>) const {
+    void multiply(const Sample<T>* line, uint32_t* products, const double* factors,
+                  std::index_sequence<k...>) const {
         const double factor[] = {factors[k]...};
         uint32_t* const to[] = {products + k * samples...};
         const auto cut = [](double value) {
@@ -91,13 +101,13 @@ struct Lines {
         }
     }
 
-    /// products[k * samples + i] of all samples of a line with weight k.
-    void multiply(const Sample<T>* line, uint32_t* products) const {
+    /// items[k * samples + i]: of weight k.
+    void prepare(const Sample<T>* line, Item* items) const {
         uint64_t k = kOpposed ? 1 : 0;
         for (; k + 4 <= half + 1; k += 4)
-            multiply_some(line, products + k * samples, weights + k, std::make_index_sequence<4>());
+            multiply(line, items + k * samples, weights + k, std::make_index_sequence<4>());
         for (; k <= half; ++k)
-            multiply_some(line, products + k * samples, weights + k, std::make_index_sequence<1>());
+            multiply(line, items + k * samples, weights + k, std::make_index_sequence<1>());
     }
 
     template <int sign, size_t... k>
@@ -122,20 +132,14 @@ struct Lines {
         }
     }
 
-    void put(Sample<T>* out, uint64_t count) const {
-        const Finish op = finish;
-        const uint32_t* const from = sums;
-        for (uint64_t i = 0; i < count; ++i) out[i] = static_cast<T>(op(from[i]));
-    }
-
-    /// Where the window is around the sample. products_at(d, k): those with weight k of the line
-    /// that lies d lines behind the middle.
     template <class At>
-    void inside(At products_at, uint64_t count, Sample<T>* out) const {
+    void operator()(At line_at, uint64_t count, Sample<T>* out) const {
         uint64_t n = 0;
-        for (uint64_t k = half; k > 0; --k) taps[n++] = products_at(-static_cast<int64_t>(k), k);
-        if (!kOpposed) taps[n++] = products_at(0, 0);
-        for (uint64_t k = 1; k <= half; ++k) taps[n++] = products_at(static_cast<int64_t>(k), k);
+        for (uint64_t k = half; k > 0; --k)
+            taps[n++] = line_at(-static_cast<int64_t>(k)) + k * samples;
+        if (!kOpposed) taps[n++] = line_at(0);
+        for (uint64_t k = 1; k <= half; ++k)
+            taps[n++] = line_at(static_cast<int64_t>(k)) + k * samples;
         for (uint64_t first = 0; first < count; first += kBlock) {
             const uint64_t piece = std::min(kBlock, count - first);
             std::memset(sums, 0, piece * sizeof(uint32_t));
@@ -145,11 +149,147 @@ struct Lines {
             } else {
                 add<1>(taps, n, first, piece);
             }
-            put(out + first, piece);
+            put(sums, piece, out + first, finish);
+        }
+    }
+};
+
+/// Weights of bytes so that 16 bits are enough. A product without its sign is v * whole + (v *
+/// fraction >> 16), found for all 256 bytes or not at all; `whole`, with its sign, is taken apart
+/// into high * 2^bits + low, whose sums do not leave 16 bits.
+struct ByteWeights {
+    static constexpr uint64_t kMostHalf = 6;
+    int16_t high[kMostHalf + 1], low[kMostHalf + 1], sign[kMostHalf + 1];
+    uint16_t fraction[kMostHalf + 1];
+    uint32_t bits;
+
+    /// False: these weights have no such form.
+    bool find(const double* weights, uint64_t half, double scale) {
+        if (half > kMostHalf) return false;
+        int32_t whole[kMostHalf + 1];
+        for (uint64_t k = 0; k <= half; ++k) {
+            const double w = weights[k];
+            const auto product = [&](uint32_t v) { return trunc_i32(std::fabs(v * w * scale)); };
+            whole[k] = product(1);
+            if (whole[k] < 0 || whole[k] > 8 * 1024) return false;
+            int64_t least = 0, most = 65535;
+            for (uint32_t v = 1; v < 256; ++v) {
+                const int64_t rest = product(v) - int64_t{whole[k]} * v;
+                if (rest < 0) return false;
+                least = std::max(least, (rest * 65536 + v - 1) / v);
+                most = std::min(most, ((rest + 1) * 65536 - 1) / v);
+            }
+            if (least > most) return false;
+            fraction[k] = static_cast<uint16_t>(least);
+            sign[k] = w < 0 ? -1 : 1;
+            whole[k] *= sign[k];
+        }
+        for (bits = 2; bits <= 6; ++bits) {
+            int64_t high_sum = 0, low_sum = 0;
+            for (uint64_t k = 0; k <= half; ++k) {
+                const int32_t step = 1 << bits, rounded = (whole[k] + step / 2) >> bits;
+                high[k] = static_cast<int16_t>(rounded);
+                low[k] = static_cast<int16_t>(whole[k] - rounded * step);
+                const int64_t taps = k == 0 ? 1 : 2;
+                high_sum += taps * 255 * std::abs(high[k]);
+                low_sum += taps * 255 * (std::abs(low[k]) + 1);
+            }
+            if (low_sum <= INT16_MAX && high_sum + (low_sum >> bits) < INT16_MAX) return true;
+        }
+        return false;
+    }
+};
+
+template <class Finish>
+struct Bytes {
+    static constexpr bool kOpposed = Finish::kDerivative == 1;
+    using Item = uint16_t;
+
+    uint64_t half, samples;
+    ByteWeights weights;
+
+    void prepare(const Sample<uint8_t>* line, Item* items) const {
+        for (uint64_t i = 0, count = samples; i < count; ++i) items[i] = line[i];
+    }
+
+    template <class At, size_t... k>
+    void add(At line_at, uint64_t count, Sample<uint8_t>* out, std::index_sequence<k...>) const {
+        const uint16_t* const before[] = {line_at(-static_cast<int64_t>(k + 1))...};
+        const uint16_t* const behind[] = {line_at(static_cast<int64_t>(k + 1))...};
+        const uint16_t* const middle = line_at(0);
+        const ByteWeights w = weights;
+        const uint32_t to_level = (kOpposed ? 8 : 10) - w.bits;
+        const auto per_high = static_cast<int16_t>(1 << (16 - w.bits));
+        const auto per_level = static_cast<uint16_t>(1 << (16 - to_level));
+        const auto limit = static_cast<int16_t>(std::min((256 << to_level) - 1, INT16_MAX + 0));
+        // Sums of both parts, and how they become one.
+        for (uint64_t i = 0; i < count; ++i) {
+            int16_t high = 0, low = 0;
+            const auto times = [](int16_t a, int16_t b) { return static_cast<int16_t>(a * b); };
+            const auto part = [](uint16_t v, uint16_t fraction) {
+                return static_cast<uint16_t>(uint32_t{v} * fraction >> 16);
+            };
+            const auto enter = [&](size_t weight, int16_t sample, int16_t rest) {
+                high = static_cast<int16_t>(high + times(sample, w.high[weight]));
+                low = static_cast<int16_t>(low + times(sample, w.low[weight]) +
+                                           times(rest, w.sign[weight]));
+            };
+            const auto pair = [&](size_t weight, uint16_t a, uint16_t b) {
+                const uint16_t f = w.fraction[weight];
+                if (kOpposed)
+                    enter(weight, static_cast<int16_t>(b - a),
+                          static_cast<int16_t>(part(b, f) - part(a, f)));
+                else
+                    enter(weight, static_cast<int16_t>(b + a),
+                          static_cast<int16_t>(part(b, f) + part(a, f)));
+            };
+            if (!kOpposed)
+                enter(0, static_cast<int16_t>(middle[i]),
+                      static_cast<int16_t>(part(middle[i], w.fraction[0])));
+            (pair(k + 1, before[k][i], behind[k][i]), ...);
+            // The sum without its lowest bits. Shifts to the right are products here: compiled as
+            // shifts they would take lanes of 32 bits.
+            const auto joined = [&](int16_t h, int16_t l) {
+                return static_cast<int16_t>(h + static_cast<int16_t>(int32_t{l} * per_high >> 16));
+            };
+            int16_t sum = joined(high, low);
+            if (kOpposed)  // without its sign, and that before anything is rounded down
+                sum =
+                    std::max(sum, joined(static_cast<int16_t>(-high), static_cast<int16_t>(-low)));
+            else
+                sum = std::max<int16_t>(sum, 0);
+            const auto limited = static_cast<uint16_t>(std::min(sum, limit));
+            out[i] = static_cast<uint8_t>(part(limited, per_level));
         }
     }
 
-    /// Where it is not. line_at(j): the line j of the window.
+    template <class At>
+    void operator()(At line_at, uint64_t count, Sample<uint8_t>* out) const {
+        switch (half) {
+        case 1: return add(line_at, count, out, std::make_index_sequence<1>());
+        case 2: return add(line_at, count, out, std::make_index_sequence<2>());
+        case 3: return add(line_at, count, out, std::make_index_sequence<3>());
+        case 4: return add(line_at, count, out, std::make_index_sequence<4>());
+        case 5: return add(line_at, count, out, std::make_index_sequence<5>());
+        default: return add(line_at, count, out, std::make_index_sequence<6>());
+        }
+    }
+};
+
+// ----- Lines -------------------------------------------------------------------------------------
+
+template <class T, class Finish, class Inside>
+struct Lines {
+    using Item = typename Inside::Item;
+    Inside inside;
+    Finish finish;
+    uint64_t half, components, samples;
+    const int32_t* borders;  // [half * 2][window]: of a fit before the middle, and behind
+    uint32_t* sums;          // [kBlock], to be filled
+
+    uint64_t window() const { return 2 * half + 1; }
+
+    /// Beside the middle of a fit. line_at(j): the line j of the window.
     template <class At>
     void at_border(At line_at, const int32_t* weight, uint64_t count, Sample<T>* out) const {
         uint32_t* const to = sums;
@@ -161,17 +301,15 @@ struct Lines {
                 const auto factor = static_cast<uint32_t>(weight[j]);
                 for (uint64_t i = 0; i < piece; ++i) to[i] += factor * line[i];
             }
-            put(out + first, piece);
+            put(to, piece, out + first, finish);
         }
     }
 
-    /// Along a row, whose products there are.
-    void along_row(const Sample<T>* row, const uint32_t* products, Sample<T>* out) const {
+    /// Along a row, whose items there are.
+    void along_row(const Sample<T>* row, const Item* items, Sample<T>* out) const {
         const uint64_t outer = half * components, inner = samples - 2 * outer;
         inside(
-            [=, this](int64_t d, uint64_t k) {
-                return products + k * samples + outer + d * static_cast<int64_t>(components);
-            },
+            [=, this](int64_t d) { return items + outer + d * static_cast<int64_t>(components); },
             inner, out + outer);
         const Sample<T>* const last = row + samples - window() * components;
         for (uint64_t t = 0; t < half; ++t)
@@ -188,30 +326,26 @@ struct Lines {
     }
 };
 
-/// The rows that a window along the columns needs, each with its products.
-template <class T>
+/// The rows that a window along the columns needs, each with its items.
+template <class T, class Item>
 struct Ring {
-    uint64_t slots, samples, functions;
-    T* rows;             // [slots][samples]
-    uint32_t* products;  // [slots][functions][samples]
+    uint64_t slots, samples, items_of_row;
+    T* rows;      // [slots][samples]
+    Item* items;  // [slots][items_of_row]
 
     Sample<T>* row(uint64_t y) const {
         return reinterpret_cast<Sample<T>*>(rows + y % slots * samples);
     }
-    uint32_t* products_of(uint64_t y) const { return products + y % slots * functions * samples; }
+    Item* items_of(uint64_t y) const { return items + y % slots * items_of_row; }
 };
 
 /// Row y along the columns, when the ring holds its window.
-template <class T, class L>
-void along_columns(const L& lines, const Ring<T>& ring, uint64_t y, uint64_t height,
-                   Sample<T>* out) {
+template <class T, class L, class R>
+void along_columns(const L& lines, const R& ring, uint64_t y, uint64_t height, Sample<T>* out) {
     const uint64_t half = lines.half, behind = height - half;
     if (y >= half && y < behind)
-        return lines.inside(
-            [&](int64_t d, uint64_t k) {
-                return ring.products_of(y + static_cast<uint64_t>(d)) + k * lines.samples;
-            },
-            lines.samples, out);
+        return lines.inside([&](int64_t d) { return ring.items_of(y + static_cast<uint64_t>(d)); },
+                            lines.samples, out);
     const uint64_t first = y < half ? 0 : height - lines.window();
     const uint64_t border = y < half ? y : half + y - behind;
     lines.at_border([&](uint64_t j) { return ring.row(first + j); },
@@ -235,39 +369,39 @@ void run_down(uint64_t height, uint64_t half, Load load, Emit emit) {
 enum class Way { kSmooth, kEdgeX, kEdgeY, kEdgeXY };
 
 template <class T, Way way, class L>
-void filter(const Call& call, const L& lines, const Ring<T>& ring, uint32_t* products, T* spare) {
-    auto* const other = reinterpret_cast<Sample<T>*>(spare);
+void filter(const Call& call, const L& lines, const Ring<T, typename L::Item>& ring,
+            typename L::Item* items, T* spare) {
     const uint64_t samples = lines.samples;
-    const auto along_columns_of = [&](uint64_t y, Sample<T>* out) {
-        along_columns(lines, ring, y, call.height, out);
-    };
     if constexpr (way == Way::kSmooth) {
         run_down(
             call.height, call.half,
             [&](uint64_t y) {
                 const Sample<T>* const row = call.src.template row<T>(y);
-                lines.multiply(row, products);
-                lines.along_row(row, products, ring.row(y));
-                lines.multiply(ring.row(y), ring.products_of(y));
+                lines.inside.prepare(row, items);
+                lines.along_row(row, items, ring.row(y));
+                lines.inside.prepare(ring.row(y), ring.items_of(y));
             },
-            [&](uint64_t y) { along_columns_of(y, call.dst.template row<T>(y)); });
+            [&](uint64_t y) {
+                along_columns(lines, ring, y, call.height, call.dst.template row<T>(y));
+            });
         return;
     }
     const auto load = [&](uint64_t y) {  // a copy, since the destination may be the source
         std::memcpy(ring.row(y), call.src.template row<T>(y), samples * sizeof(T));
-        lines.multiply(ring.row(y), ring.products_of(y));
+        lines.inside.prepare(ring.row(y), ring.items_of(y));
     };
     if constexpr (way == Way::kEdgeX)
         for (uint64_t y = 0; y < call.height; ++y) {
             load(y);
-            lines.along_row(ring.row(y), ring.products_of(y), call.dst.template row<T>(y));
+            lines.along_row(ring.row(y), ring.items_of(y), call.dst.template row<T>(y));
         }
     else
         run_down(call.height, call.half, load, [&](uint64_t y) {
             Sample<T>* const out = call.dst.template row<T>(y);
-            along_columns_of(y, out);
+            along_columns(lines, ring, y, call.height, out);
             if constexpr (way == Way::kEdgeXY) {
-                lines.along_row(ring.row(y), ring.products_of(y), other);
+                auto* const other = reinterpret_cast<Sample<T>*>(spare);
+                lines.along_row(ring.row(y), ring.items_of(y), other);
                 for (uint64_t i = 0; i < samples; ++i) out[i] = std::max<T>(out[i], other[i]);
             }
         });
@@ -302,32 +436,48 @@ struct Weights {
     bool ok_ = false;
 };
 
+/// With `inside`, which has `functions` items a sample.
+template <class T, Way way, class Finish, class Inside>
+int run(const Call& call, const Weights& weights, Finish finish, const Inside& inside,
+        uint32_t* sums, uint64_t functions) {
+    using Item = typename Inside::Item;
+    const uint64_t samples = call.samples(), slots = way == Way::kEdgeX ? 1 : call.window();
+    const Scratch<T> rows((slots + 1) * samples);
+    const Scratch<Item> items((slots + 1) * functions * samples);
+    if (!rows || !items) return QM_NO_MEMORY;
+    const Lines<T, Finish, Inside> lines{
+        inside, finish, call.half, call.components, samples, weights.borders.get(), sums};
+    const Ring<T, Item> ring{slots, samples, functions * samples, rows.get(), items.get()};
+    Item* const more_items = items.get() + slots * functions * samples;
+    T* const spare = rows.get() + slots * samples;
+    on_best_isa([=] { filter<T, way>(call, lines, ring, more_items, spare); });
+    return QM_OK;
+}
+
 template <class T, Way way>
 int run(const Call& call) {
     using Finish = std::conditional_t<way == Way::kSmooth, Smoothed, Steepness>;
     constexpr double kScale = way == Way::kSmooth || sizeof(T) == 1 ? 1024.0 : 65535.0;
     const Weights weights(call, Finish::kDerivative, kScale);
-    if (!weights) return QM_NO_MEMORY;
+    const Scratch<uint32_t> sums(kBlock);
+    if (!weights || !sums) return QM_NO_MEMORY;
+    const Finish finish{call.bpc};
+    const uint64_t samples = call.samples();
 
-    const uint64_t samples = call.samples(), functions = call.half + uint64_t{1},
-                   slots = way == Way::kEdgeX ? 1 : call.window();
-    const Scratch<T> rows((slots + 1) * samples);
-    const Scratch<uint32_t> products((slots + 1) * functions * samples), sums(kBlock);
+    if constexpr (sizeof(T) == 1) {
+        Bytes<Finish> inside{call.half, samples, {}};
+        if (inside.weights.find(weights.inside.get(), call.half, kScale))
+            return run<T, way>(call, weights, finish, inside, sums.get(), 1);
+    }
     const Scratch<const uint32_t*> taps(call.window());
-    if (!rows || !products || !sums || !taps) return QM_NO_MEMORY;
-
-    const Ring<T> ring{slots, samples, functions, rows.get(), products.get()};
-    const auto start = [&]<bool fits>(std::bool_constant<fits>) {
-        const Lines<T, Finish, fits> lines{
-            Finish{call.bpc}, call.half,           call.components,      samples,
-            kScale,           max_value(call.bpc), weights.inside.get(), weights.borders.get(),
-            taps.get(),       sums.get()};
-        uint32_t* const more_products = products.get() + slots * functions * samples;
-        T* const spare = rows.get() + slots * samples;
-        on_best_isa([=] { filter<T, way>(call, lines, ring, more_products, spare); });
+    if (!taps) return QM_NO_MEMORY;
+    const auto with_products = [&]<bool fits>(std::bool_constant<fits>) {
+        const Products<T, Finish, fits> inside{
+            finish,     call.half, samples, kScale, max_value(call.bpc), weights.inside.get(),
+            taps.get(), sums.get()};
+        return run<T, way>(call, weights, finish, inside, sums.get(), call.half + uint64_t{1});
     };
-    weights.fit ? start(std::true_type{}) : start(std::false_type{});
-    return QM_OK;
+    return weights.fit ? with_products(std::true_type{}) : with_products(std::false_type{});
 }
 
 template <class T, Way way>
