@@ -2,6 +2,7 @@
 
 #include <tuple>
 
+#include "PicMemAPI/accumulation_kernels.h"
 #include "PicMemAPI/binary_kernels.h"
 #include "PicMemAPI/bit_depth_kernels.h"
 #include "PicMemAPI/components_kernels.h"
@@ -12,6 +13,7 @@
 #include "PicMemAPI/threshold_kernels.h"
 #include "PicMemAPI/two_picture_kernels.h"
 #include "analysis/golay_kernels.h"
+#include "float/complex_kernels.h"
 #include "float/float_kernels.h"
 #include "histogram/counting_kernels.h"
 #include "histogram/histogram2d_kernels.h"
@@ -26,10 +28,11 @@ namespace qmpic {
 /// Calls `visit` with the kernel list of every family: what the library exports beside classes.
 template <class Visit>
 void for_each_kernel_list(Visit visit) {
-    const auto all = std::tuple_cat(
-        kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists, kComponentLists, kMaskLists,
-        kLutLists, kCompositionLists, kFloatLists, kHistogramLists, kHistogram2DLists, kRepairLists,
-        kBinaryLists, kThresholdLists, kSpectralLists, kDrawingLists, kStretchLists, kGolayLists);
+    const auto all = std::tuple_cat(kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists,
+                                    kComponentLists, kMaskLists, kLutLists, kCompositionLists,
+                                    kFloatLists, kHistogramLists, kHistogram2DLists, kRepairLists,
+                                    kBinaryLists, kThresholdLists, kSpectralLists, kDrawingLists,
+                                    kStretchLists, kAccumulationLists, kComplexLists, kGolayLists);
     std::apply([&](const auto&... list) { (visit(list), ...); }, all);
 }
 

@@ -117,8 +117,8 @@ TEST(Imports, AreMemoryThreadsAndMathematics) {
         "std::thread::_State::~_State",
         "typeinfo for std::thread::_State",  // one thread, of stretches by blocks
         // mathematics
-        "acos", "cos", "log", "log10", "logf", "pow", "powf", "round", "sqrt", "sqrtf",
-        "__popcountdi2",
+        "acos", "acosf", "cos", "cosf", "log", "log10", "logf", "pow", "powf", "round", "sincosf",
+        "sinf", "sqrt", "sqrtf", "__popcountdi2",
         // lists, maps and wide text
         "std::__detail::_List_node_base::_M_hook", "std::__detail::_List_node_base::_M_unhook",
         "std::_Rb_tree_increment", "std::__throw_length_error", "std::length_error::length_error",

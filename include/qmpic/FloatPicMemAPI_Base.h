@@ -5,6 +5,7 @@
 
 #include "qmpic/PicMemAPI_Base.h"
 #include "qmpic/export.h"
+#include "qmpic/kernels/complex.h"
 #include "qmpic/kernels/float.h"
 #include "qmpic/kernels/stretch.h"
 #include "qmpic/system/RangeBase.h"
@@ -447,4 +448,44 @@ class QM_API CQmFloatPicMemAPI_Base {
     // ----- Tone mapping --------------------------------------------------------------------------
 
     // ----- Complex pictures ----------------------------------------------------------------------
+    //
+    // Two planes of one format: amplitude and phase (radians, 0 to 2 pi), or real and imaginary
+    // part. Only a width or a size of 0 is a no-op that gives 0, before anything else is looked at;
+    // pointers are not tested. Sines and their like are the C library's.
+
+    /// The packed floats of `uiWidth` * `uiComponents` and all whole rows, counted in 64 bits: real
+    /// = cos(phase) * amplitude, imaginary = sin(phase) * amplitude. Either plane may be written
+    /// over either.
+    /// @return 0
+    static int AmpnPhase_to_RealnImag(float* pReal, float* pImag, const float* pAmp,
+                                      const float* pPhase, std::uint32_t uiComponents,
+                                      std::uint32_t uiWidth, std::uint64_t uiSizeInPixels);
+    /// And back: amplitude = sqrt(i * i + r * r); phase = acos(r / amplitude) for i above 0,
+    /// 6.283185 less that for i below 0, and for i = 0 it is 0 or, below 0, pi. So (0, -1) is
+    /// amplitude 1 and phase 4.712389, (0, 0) is 0 and 0. Squares that underflow make r / amplitude
+    /// more than 1 and the phase NaN.
+    /// @return 0
+    static int RealnImag_to_AmpnPhase(float* pAmp, float* pPhase, const float* pReal,
+                                      const float* pImag, std::uint32_t uiComponents,
+                                      std::uint32_t uiWidth, std::uint64_t uiSizeInPixels);
+
+    /// Shows the amplitude as integers, see the kernels `extract_Float2_to_*`; the phase is not
+    /// read.
+    /// @return 0; -4 unless the two numbers of components are the same; -2 for depths other than 8
+    ///         and 9 to 16
+    static ExtractFloatKernel ExtractFloatAPtoRGB;
+    /// The same of real and imaginary parts, which are packed whatever `uiSrcWidthBytes` says.
+    /// Nothing is allocated.
+    /// @return 0 for an empty area; -4 as above; else **always -2**, which is no failure: the
+    ///         picture is written where the depth is one of those above
+    static ExtractFloatKernel ExtractFloatRItoRGB;
+
+    /// Loads a picture as amplitude, with a phase of 0; see the kernels `extract_Nx*_to_*Float2`.
+    /// With one destination component that is the mean of the components, with three it is all of
+    /// them, one after the other.
+    /// @return 0; -4 for more destination than source components; -2 for other numbers of
+    ///         destination components than 1 and 3 and for depths other than 8 and 9 to 16
+    static ExtractToFloatKernel ExtractRGBtoFloatAP;
+    /// The same as real part, with an imaginary part of 0.
+    static ExtractToFloatKernel ExtractRGBtoFloatRI;
 };

@@ -4,6 +4,7 @@
 #include <map>
 
 #include "qmpic/export.h"
+#include "qmpic/kernels/accumulation.h"
 #include "qmpic/kernels/binary.h"
 #include "qmpic/kernels/bit_depth.h"
 #include "qmpic/kernels/components.h"
@@ -835,6 +836,64 @@ class QM_API CQmPicMemAPI_Base {
     // ----- Constants ----------------------------------------------------------------------------
 
     // ----- Averages, shading, sums --------------------------------------------------------------
+
+    /// Averages a new frame into a picture, see the kernels `average_update_*`. Depths up to 8 are
+    /// bytes, also those below 8, up to 16 words, and 32 floats of any number of components. There
+    /// is no guard: pointers are not tested, and an unsupported depth gives -2 for empty memory,
+    /// too.
+    /// @return 0; -2 for depths of 17 to 31 and above 32
+    static int AverageUpdate(void* pDst, uint32_t uiDstWidthBytes, double* pdWeights,
+                             uint32_t uiWeightsWidthBytes, const void* pSrc,
+                             uint32_t uiSrcWidthBytes, const double* pdSrcWeights,
+                             uint32_t uiSrcWeightsWidthBytes, uint32_t uiComponents, uint32_t uiBpc,
+                             uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// The same with weights of doubles (`uiFloatBits` 64) or of floats (32), whose averages are
+    /// cut and not rounded. Floats are no depth here.
+    /// @return 0; -2 for other `uiFloatBits` and for depths above 16
+    static int AverageUpdate(void* pDst, uint32_t uiDstWidthBytes, void* pWeights,
+                             uint32_t uiWeightsWidthBytes, const void* pSrc,
+                             uint32_t uiSrcWidthBytes, const void* pSrcWeights,
+                             uint32_t uiSrcWeightsWidthBytes, uint32_t uiComponents, uint32_t uiBpc,
+                             uint32_t uiFloatBits, uint32_t uiWidth, uint32_t uiSizeInPixels);
+
+    /// Flat-field correction: source * reference / shading, as MulConstDiv. The reference is chosen
+    /// for each component from the picture of the light, the shading: the level above which half a
+    /// percent of it lies, by value, as CQmHistoAPI_Base::GetLowHighMeanMedian finds it with 0 and
+    /// 0.995, so that a few bright outliers do not set it. Levels of a single pixel do not count
+    /// there, and a reference of 0 (of a shading of one pixel, say) has the meaning of the constant
+    /// 0. Without memory for the histogram the reference is the greatest sample.
+    ///
+    /// With a flat shading of 200 the reference is 200 and 100 stays 100; where the shading is 0
+    /// the result is the greatest value. The histogram is counted as CQmHistoAPI_Base::Calculate
+    /// counts, on some threads; the rest runs in the calling one.
+    /// @param pShading of the format of the source; not tested for null
+    /// @return 0; -2 for depths other than 8 and 9 to 16; -3 without memory for the references,
+    /// with
+    ///         nothing written
+    static int ApplyMultShading(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                                uint32_t uiSrcWidthBytes, const void* pShading,
+                                uint32_t uiShadingWidthBytes, uint32_t uiComponents, uint32_t uiBpc,
+                                uint32_t uiWidth, uint64_t uiSizeInPixels);
+    /// Source * constant / divisor toward zero, at most the greatest value M of the depth, which it
+    /// also is where the divisor is 0: 100 * 200 / 160 is 125, and by 50 it is 255 at 8 bits. The
+    /// product is one of 32 bits, which wraps. **A constant of 0 means different things**: at 8
+    /// bits the component is copied, also where the divisor is 0; at 9 to 16 bits it becomes 0, and
+    /// M where the divisor is 0. Nothing is allocated, and all runs in the calling thread. The
+    /// destination may be one of the pictures.
+    /// @param pDiv    of the format of the source; not tested for null
+    /// @param puiConst a constant a component
+    /// @return 0; -2 for depths other than 8 and 9 to 16
+    static int MulConstDiv(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                           uint32_t uiSrcWidthBytes, const void* pDiv, uint32_t uiDivWidthBytes,
+                           const uint32_t* puiConst, uint32_t uiComponents, uint32_t uiBpc,
+                           uint32_t uiWidth, uint64_t uiSizeInPixels);
+
+    /// Adds the sum of each component to `pui64Sums`, see the kernels `sum_values_*`: sums of rows
+    /// wrap at 32 bits. A second call adds on top.
+    /// @return 0; -2 for depths other than 8 and 9 to 16
+    static int SumValues(uint64_t* pui64Sums, const void* pSrc, uint32_t uiComponents,
+                         uint32_t uiBpc, uint32_t uiSrcWidthBytes, uint32_t uiWidth,
+                         uint64_t uiSizeInPixels);
 
     // ----- Focus --------------------------------------------------------------------------------
 
