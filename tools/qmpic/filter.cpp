@@ -1,10 +1,10 @@
 #include <algorithm>
+#include <charconv>
 #include <iterator>
 #include <memory>
 
 #include "commands.h"
 #include "failure.h"
-#include "lists.h"
 #include "options.h"
 #include "picture.h"
 #include "view.h"
@@ -40,17 +40,17 @@ struct Fit {
 
 /// HALF,ORDER.
 Fit parse_fit(const std::string& option, const std::string& text, const Kernels& kernels) {
-    constexpr double kMostHalf = 1000;
-    const std::vector<double> numbers = parse_numbers(option, text);
-    const auto is_whole = [](double number, double low, double high) {
-        return number >= low && number <= high && number == static_cast<std::uint32_t>(number);
-    };
-    if (numbers.size() != 2 || !is_whole(numbers[0], 1, kMostHalf))
+    constexpr std::uint32_t kMostHalf = 1000;
+    std::uint32_t half = 0, order = 0;
+    const char* const end = text.data() + text.size();
+    const auto first = std::from_chars(text.data(), end, half);
+    if (first.ec != std::errc() || first.ptr == end || *first.ptr != ',' || half < 1 ||
+        half > kMostHalf)
         throw WrongUsage(option + ": HALF,ORDER, of which HALF is a whole number from 1 to 1000");
-    if (!is_whole(numbers[1], 0, 2 * numbers[0]))
+    const auto second = std::from_chars(first.ptr + 1, end, order);
+    if (second.ec != std::errc() || second.ptr != end || order > 2 * half)
         throw WrongUsage(option + ": ORDER is a whole number from 0 to twice HALF");
-    return {kernels, static_cast<std::uint32_t>(numbers[0]),
-            static_cast<std::uint32_t>(numbers[1])};
+    return {kernels, half, order};
 }
 
 /// WAY,HALF,ORDER.
