@@ -26,6 +26,8 @@ namespace {
 
 using namespace qmpic;
 
+constexpr int kNoMemory = QM_BAD_BUFFER;  // as for pictures that are too small
+
 /// Samples that are summed up at once: what is not finished stays in the cache.
 constexpr uint64_t kBlock = 1024;
 
@@ -444,7 +446,7 @@ int run(const Call& call, const Weights& weights, Finish finish, const Inside& i
     const uint64_t samples = call.samples(), slots = way == Way::kEdgeX ? 1 : call.window();
     const Scratch<T> rows((slots + 1) * samples);
     const Scratch<Item> items((slots + 1) * functions * samples);
-    if (!rows || !items) return QM_NO_MEMORY;
+    if (!rows || !items) return kNoMemory;
     const Lines<T, Finish, Inside> lines{
         inside, finish, call.half, call.components, samples, weights.borders.get(), sums};
     const Ring<T, Item> ring{slots, samples, functions * samples, rows.get(), items.get()};
@@ -460,7 +462,7 @@ int run(const Call& call) {
     constexpr double kScale = way == Way::kSmooth || sizeof(T) == 1 ? 1024.0 : 65535.0;
     const Weights weights(call, Finish::kDerivative, kScale);
     const Scratch<uint32_t> sums(kBlock);
-    if (!weights || !sums) return QM_NO_MEMORY;
+    if (!weights || !sums) return kNoMemory;
     const Finish finish{call.bpc};
     const uint64_t samples = call.samples();
 
@@ -470,7 +472,7 @@ int run(const Call& call) {
             return run<T, way>(call, weights, finish, inside, sums.get(), 1);
     }
     const Scratch<const uint32_t*> taps(call.window());
-    if (!taps) return QM_NO_MEMORY;
+    if (!taps) return kNoMemory;
     const auto with_products = [&]<bool fits>(std::bool_constant<fits>) {
         const Products<T, Finish, fits> inside{
             finish,     call.half, samples, kScale, max_value(call.bpc), weights.inside.get(),

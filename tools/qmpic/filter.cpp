@@ -75,7 +75,7 @@ void apply(const Fit& fit, Picture& picture, unsigned bits, const std::string& p
                                   of.uiComponents, half, fit.order)
               : fit.kernels.words(of.pData, of.pData, of.uiWidth, of.uiHeight, of.uiWidthBytes,
                                   bits, of.uiComponents, half, fit.order),
-          "no memory to filter");
+          "not filtered");
 }
 
 void correct(Picture& picture, const Picture& flat, unsigned bits) {
