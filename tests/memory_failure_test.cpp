@@ -1494,18 +1494,20 @@ void add_filters() {
     const std::vector<Fate> of_bytes(6, none);
     // And pointers to the items.
     const std::vector<Fate> of_words(7, none);
-    for (const auto& [name, kernel] : {std::pair{"golay_smooth_1x8", golay_smooth_1x8},
-                                       {"golay_edgeX_1x8", golay_edgeX_1x8},
-                                       {"golay_edgeY_1x8", golay_edgeY_1x8},
-                                       {"golay_edgeXY_1x8", golay_edgeXY_1x8}})
+    for (const auto& [name, kernel] :
+         {std::pair<const char*, GolayKernel8*>{"golay_smooth_1x8", golay_smooth_1x8},
+          {"golay_edgeX_1x8", golay_edgeX_1x8},
+          {"golay_edgeY_1x8", golay_edgeY_1x8},
+          {"golay_edgeXY_1x8", golay_edgeXY_1x8}})
         add<Pictures>(
             name, of_bytes,
             [kernel](Pictures& p) { return kernel(p.d.data(), p.s.data(), 20, 15, 20, 1, 2, 2); },
             print_destination);
-    for (const auto& [name, kernel] : {std::pair{"golay_smooth_Nx16", golay_smooth_Nx16},
-                                       {"golay_edgeX_Nx16", golay_edgeX_Nx16},
-                                       {"golay_edgeY_Nx16", golay_edgeY_Nx16},
-                                       {"golay_edgeXY_Nx16", golay_edgeXY_Nx16}})
+    for (const auto& [name, kernel] :
+         {std::pair<const char*, GolayKernel16*>{"golay_smooth_Nx16", golay_smooth_Nx16},
+          {"golay_edgeX_Nx16", golay_edgeX_Nx16},
+          {"golay_edgeY_Nx16", golay_edgeY_Nx16},
+          {"golay_edgeXY_Nx16", golay_edgeXY_Nx16}})
         add<Pictures>(
             name, of_words,
             [kernel](Pictures& p) {
