@@ -25,6 +25,7 @@
 #include "qmpic/PicMemAPI_Base.h"
 #include "qmpic/RatioDesc.h"
 #include "qmpic/TypedLutParams.h"
+#include "qmpic/kernels/golay.h"
 #include "qmpic/kernels/spectral.h"
 #include "qmpic/kernels/stretch.h"
 #include "qmpic/status.h"
@@ -1616,6 +1617,37 @@ void add_gradients() {
         look);
 }
 
+// ----- Filters -----------------------------------------------------------------------------------
+
+void add_filters() {
+    const Fate none = refused(QM_BAD_BUFFER);
+    using Pictures = Memory<300, 300>;
+    // Weights inside, those at the border, their polynomials, sums, rows, items.
+    const std::vector<Fate> of_bytes(6, none);
+    // And pointers to the items.
+    const std::vector<Fate> of_words(7, none);
+    for (const auto& [name, kernel] :
+         {std::pair<const char*, GolayKernel8*>{"golay_smooth_1x8", golay_smooth_1x8},
+          {"golay_edgeX_1x8", golay_edgeX_1x8},
+          {"golay_edgeY_1x8", golay_edgeY_1x8},
+          {"golay_edgeXY_1x8", golay_edgeXY_1x8}})
+        add<Pictures>(
+            name, of_bytes,
+            [kernel](Pictures& p) { return kernel(p.d.data(), p.s.data(), 20, 15, 20, 1, 2, 2); },
+            print_destination);
+    for (const auto& [name, kernel] :
+         {std::pair<const char*, GolayKernel16*>{"golay_smooth_Nx16", golay_smooth_Nx16},
+          {"golay_edgeX_Nx16", golay_edgeX_Nx16},
+          {"golay_edgeY_Nx16", golay_edgeY_Nx16},
+          {"golay_edgeXY_Nx16", golay_edgeXY_Nx16}})
+        add<Pictures>(
+            name, of_words,
+            [kernel](Pictures& p) {
+                return kernel(p.d.data(), p.s.data(), 5, 15, 20, 16, 2, 2, 2);
+            },
+            print_destination);
+}
+
 // ----- Stretches ---------------------------------------------------------------------------------
 
 /// Floats of 8 x 8 to 5 x 5.
@@ -1790,6 +1822,7 @@ const std::vector<FailureCase>& all_cases() {
     add_counting();
     add_gradients();
     add_statistics();
+    add_filters();
     add_stretches();
     return failure_cases();
 }

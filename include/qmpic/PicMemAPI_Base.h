@@ -4,8 +4,8 @@
 #include <map>
 
 #include "qmpic/export.h"
-#include "qmpic/kernels/acquisition.h"
 #include "qmpic/kernels/accumulation.h"
+#include "qmpic/kernels/acquisition.h"
 #include "qmpic/kernels/binary.h"
 #include "qmpic/kernels/bit_depth.h"
 #include "qmpic/kernels/components.h"

@@ -14,6 +14,7 @@
 #include "qmpic/PredefLuts.h"
 #include "qmpic/RatioDesc.h"
 #include "qmpic/TypedLutParams.h"
+#include "qmpic/kernels/golay.h"
 #include "qmpic/status.h"
 #include "qmpic/system/Alloc.h"
 #include "qmpic/system/Color.h"

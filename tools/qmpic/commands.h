@@ -22,6 +22,7 @@ std::function<void()> declare_ratio(CLI::App& app);
 std::function<void()> declare_convert(CLI::App& app);
 std::function<void()> declare_focus(CLI::App& app);
 std::function<void()> declare_coloc(CLI::App& app);
+std::function<void()> declare_filter(CLI::App& app);
 std::function<void()> declare_luts(CLI::App& app);
 
 // clang-format off
@@ -35,6 +36,7 @@ inline constexpr Command kCommands[] = {
     {"convert",   "Change the bits of the samples, and write a TIFF or PNG file",        declare_convert},
     {"focus",     "Say which plane of a series is the sharpest, by six criteria",   declare_focus},
     {"coloc",     "Compare two channels: Pearson, Manders, a map and a scatter plot",  declare_coloc},
+    {"filter",    "Smooth a picture, find its edges, correct its shading, or average pictures", declare_filter},
     {"luts",      "Show the colour tables: a gallery, or their names",              declare_luts},
 };
 // clang-format on

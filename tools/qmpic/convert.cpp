@@ -7,8 +7,7 @@
 #include "options.h"
 #include "picture.h"
 #include "view.h"
-#include "write_png.h"
-#include "write_tiff.h"
+#include "write.h"
 
 namespace tool {
 
@@ -38,18 +37,6 @@ constexpr Meaning kMeanings[] = {{"storage", CQmPicMemAPI_Base::ChangeBitDepth, 
                                  {"collapse", CQmPicMemAPI_Base::CollapseBits, false},
                                  {"shift", CQmPicMemAPI_Base::ConvertBitDepthViaShifts, true},
                                  {"linear", nullptr, true}};
-
-enum class Format { kTiff, kPng };
-
-Format format_of(const std::string& path) {
-    const std::size_t dot = path.find_last_of("./");
-    std::string end = dot == std::string::npos ? "" : path.substr(dot);
-    for (char& c : end)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    if (end == ".tif" || end == ".tiff") return Format::kTiff;
-    if (end == ".png") return Format::kPng;
-    throw WrongUsage("--output: its name has to end with .tif, .tiff or .png");
-}
 
 /// A picture like another, for samples of `bits` bits.
 Picture like(const Picture& other, unsigned bits) {
@@ -181,14 +168,9 @@ void convert(const Options& options) {
         throw WrongUsage("--bits: PNG files have at most 16");
     check_output("--output", options.wanted, options.output);
     Picture picture = read(options.wanted);
-    if (format == Format::kPng && picture.components() != 1 && picture.components() != 3)
-        throw WrongUsage("--output: PNG files have 1 or 3 components, and this picture " +
-                         std::to_string(picture.components()) + ": TIFF has any");
+    check_format(format, picture);
     const Picture made = converted(options, *meaning, picture, levels);
-    if (format == Format::kPng)
-        write_png(options.output, made, options.bits);
-    else
-        write_tiff(options.output, made, options.bits);
+    write(format, options.output, made, options.bits);
 }
 
 }  // namespace
