@@ -11,6 +11,7 @@
 #include "PicMemAPI/masks_kernels.h"
 #include "PicMemAPI/threshold_kernels.h"
 #include "PicMemAPI/two_picture_kernels.h"
+#include "analysis/fret_kernels.h"
 #include "float/float_kernels.h"
 #include "histogram/counting_kernels.h"
 #include "histogram/histogram2d_kernels.h"
@@ -28,7 +29,7 @@ void for_each_kernel_list(Visit visit) {
     const auto all = std::tuple_cat(
         kFrameLists, kTwoPictureLists, kBitDepthLists, kGreyLists, kComponentLists, kMaskLists,
         kLutLists, kCompositionLists, kFloatLists, kHistogramLists, kHistogram2DLists, kRepairLists,
-        kBinaryLists, kThresholdLists, kSpectralLists, kDrawingLists, kStretchLists);
+        kBinaryLists, kThresholdLists, kSpectralLists, kDrawingLists, kStretchLists, kFretLists);
     std::apply([&](const auto&... list) { (visit(list), ...); }, all);
 }
 
