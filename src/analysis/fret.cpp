@@ -46,12 +46,12 @@ struct AsItIs {
 };
 
 /// index[i] = what `place` makes of the signal.
-template <class S, class Less, class Place>
-void find_colours(const Planes<S, 3>& planes, uint64_t count, const Signal<Less>& signal,
+template <class Place>
+void find_colours(const Lights& lights, uint64_t count, const Correction& correction,
                   const Place& place, int32_t* index) {
-    for (uint64_t i = 0; i < whole_vectors(count); ++i)
-        index[i] = static_cast<int32_t>(
-            place(signal(planes.values[0][i], planes.values[1][i], planes.values[2][i])));
+    const auto& [i1, i2, i3] = lights.values;
+    for (uint64_t i = 0; i < count; ++i)
+        index[i] = static_cast<int32_t>(place(correction(i1[i], i2[i], i3[i])));
 }
 
 /// Pixels of three cells T, found in a table of words.
@@ -83,8 +83,9 @@ int draw(Dst dst, Source<S> source, std::array<Taken, 3> taken, const Signal<Les
     each_block<T>(
         dst, 3, source, taken, area,
         [=, words = Words<T>(colours)](Sample<T>* d, const Planes<S, 3>& planes, uint64_t count) {
-            int32_t index[kBlock];
-            find_colours(planes, count, signal, place, index);
+            alignas(64) int32_t index[kBlock];
+            const uint64_t whole = whole_vectors(count);
+            find_colours(Lights(signal, planes, whole), whole, signal.correction, place, index);
             write_colours(d, count, index, words.of);
         });
     return QM_OK;

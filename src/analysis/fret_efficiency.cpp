@@ -84,14 +84,20 @@ void find_colours(const double* ratios, uint64_t count, Stretch stretch, bool ne
         for (uint64_t i = 0; i < count; ++i) index[i] = exact(ratios[i]);
 }
 
-/// F to I2, which is 0 where there is no donor: where the channel is below `least` (of integers 1)
-/// or not above 0.
+/// F to I2 of a block, which is 0 where there is no donor: where it is below 1 or, of floats, not
+/// above 0.
+template <class Less>
 struct ToDonor {
-    template <class V>
-    static double ratio(double signal, V donor) {
-        const bool none = !(donor > 0);
-        const double part = signal > 0 && !none ? signal : 0;
-        return part / (none ? 1.0 : static_cast<double>(donor));
+    Signal<Less> signal;
+    template <class S>
+    void operator()(const Planes<S, 3>& planes, uint64_t count, double* ratios) const {
+        const Lights lights(signal, planes, count);
+        const auto& [i1, i2, i3] = lights.values;
+        for (uint64_t i = 0; i < count; ++i) {
+            const double part = signal.correction(i1[i], i2[i], i3[i]);
+            const double ratio = (part > 0 ? part : 0.0) / i2[i];
+            ratios[i] = i2[i] > 0 ? ratio : 0.0;
+        }
     }
 };
 
@@ -164,7 +170,7 @@ void shade_colours(const S* donor, uint64_t count, const Shade& shade, const Sha
     }
 }
 
-/// Draws with any ratio: `ratio(planes, i)` of a pixel; plane `donor` is what shades.
+/// Draws with any ratio: `ratio(planes, count, ratios)`; plane `donor` is what shades.
 template <class Way, class Real, class S, size_t n, class Ratio>
 void draw_with(Dst dst, Source<S> source, std::array<Taken, n> taken, size_t donor,
                const Ratio& ratio, Stretch stretch, const Shade& shade, uint32_t divisor,
@@ -177,7 +183,7 @@ void draw_with(Dst dst, Source<S> source, std::array<Taken, n> taken, size_t don
                             alignas(64) int32_t index[kBlock];
                             alignas(64) uint32_t words[kBlock];
                             const uint64_t whole = whole_vectors(count);
-                            for (uint64_t i = 0; i < whole; ++i) ratios[i] = ratio(planes, i);
+                            ratio(planes, whole, ratios);
                             find_colours<Way>(ratios, whole, stretch, serves, near, index);
                             look_up(index, whole, colours, words);
                             shade_colours(planes.values[donor], whole, shade, shaded, words);
@@ -288,12 +294,8 @@ int draw_efficiency(Dst dst, Source<typename Storage::Sample> source, const void
     Signal<LessUnsigned<S>> signal{channels.less<LessUnsigned<S>>(backgrounds), correction};
     // A donor that is absent counts as 0, yet it shades.
     if (channels.index[1] < 0) signal.less[1].background = std::numeric_limits<S>::max();
-    const auto ratio = [=](const Planes<S, 3>& planes, uint64_t i) {
-        const auto& [i1, i2, i3] = planes.values;
-        return ToDonor::ratio(signal(i1[i], i2[i], i3[i]), signal.less[1](i2[i]));
-    };
-    return draw_shaded<Storage>(dst, source, channels.taken(picture), 1, backgrounds[1], ratio,
-                                stretch, luts, width, size);
+    return draw_shaded<Storage>(dst, source, channels.taken(picture), 1, backgrounds[1],
+                                ToDonor<LessUnsigned<S>>{signal}, stretch, luts, width, size);
 }
 
 /// What is measured in one of two pictures, in whole numbers.
@@ -308,7 +310,10 @@ struct Normalised {
             static_cast<int32_t>(reference) - static_cast<int32_t>(background);
         if (reference != 0 && difference >= 2) inverse = (1 + 0x1p-40) / difference;
     }
-    int32_t operator()(S value) const { return static_cast<int32_t>(less(value) * inverse); }
+    void find(const S* plane, uint64_t count, double* values) const {
+        for (uint64_t i = 0; i < count; ++i)
+            values[i] = static_cast<int32_t>(less(plane[i]) * inverse);
+    }
 };
 
 template <class Storage>
@@ -320,9 +325,11 @@ int draw_photobleach(Dst dst, Source<typename Storage::Sample> source, const voi
     Normalised<S> post(post_bg, post_reference), pre(pre_bg, pre_reference);
     // Absent, it counts as 0 in both, yet it shades.
     if (index < 0) post.less.background = pre.less.background = std::numeric_limits<S>::max();
-    const auto ratio = [=](const Planes<S, 2>& planes, uint64_t i) {
-        const int32_t p = post(planes.values[0][i]), q = pre(planes.values[1][i]);
-        return static_cast<double>(p - q) / static_cast<double>(p);
+    const auto ratio = [=](const Planes<S, 2>& planes, uint64_t count, double* ratios) {
+        alignas(64) double p[kBlock], q[kBlock];
+        post.find(planes.values[0], count, p);
+        pre.find(planes.values[1], count, q);
+        for (uint64_t i = 0; i < count; ++i) ratios[i] = (p[i] - q[i]) / p[i];
     };
     const std::array<Taken, 2> taken{{{post_bleach, index}, {pre_bleach, index, index >= 0}}};
     return draw_shaded<Storage>(dst, source, taken, 0, post_bg, ratio, stretch, nullptr, width,
@@ -422,13 +429,12 @@ int fret_eff_float(COMMON, short sFretBg, short sDonorBg, short sAcceptorBg, sho
             alignas(64) int32_t index[kBlock];
             alignas(64) uint32_t words[kBlock];
             const uint64_t whole = whole_vectors(count);
-            const auto& [i1, i2, i3] = planes.values;
-            for (uint64_t i = 0; i < whole; ++i)
-                ratios[i] = ToDonor::ratio(signal(i1[i], i2[i], i3[i]), signal.less[1](i2[i]));
+            const auto& donor = planes.values[1];
+            ToDonor<LessFloat>{signal}(planes, whole, ratios);
             find_colours<ByteWay>(ratios, whole, stretch, serves, near, index);
             look_up(index, whole, colours, words);
             for (uint64_t i = 0; i < whole; ++i) {
-                const double b = float_shade(i2[i] - donor_bg - levels.least);
+                const double b = float_shade(donor[i] - donor_bg - levels.least);
                 const auto cell = [=](uint32_t colour) { return low_byte(colour * b / divisor); };
                 const uint32_t word = words[i];
                 words[i] = cell(word & 255) | cell(word >> 8 & 255) << 8 | cell(word >> 16) << 16;

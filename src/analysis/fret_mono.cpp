@@ -29,9 +29,10 @@ int store_signal(Dst dst, Source<S, unit> source, std::array<Taken, 3> taken,
                  const Signal<LessSigned<S>>& signal, Limit limit, Area area) {
     each_block<T>(dst, 1, source, taken, area,
                   [=](Sample<T>* d, const Planes<S, 3>& planes, uint64_t count) {
-                      const auto& [i1, i2, i3] = planes.values;
+                      const Lights lights(signal, planes, count);
+                      const auto& [i1, i2, i3] = lights.values;
                       for (uint64_t i = 0; i < count; ++i)
-                          d[i] = limit.template to<T>(signal(i1[i], i2[i], i3[i]));
+                          d[i] = limit.template to<T>(signal.correction(i1[i], i2[i], i3[i]));
                   });
     return QM_OK;
 }
