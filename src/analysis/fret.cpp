@@ -50,8 +50,9 @@ template <class Place>
 void find_colours(const Lights& lights, uint64_t count, const Correction& correction,
                   const Place& place, int32_t* index) {
     const auto& [i1, i2, i3] = lights.values;
-    for (uint64_t i = 0; i < count; ++i)
-        index[i] = static_cast<int32_t>(place(correction(i1[i], i2[i], i3[i])));
+    alignas(64) double places[kBlock];
+    for (uint64_t i = 0; i < count; ++i) places[i] = place(correction(i1[i], i2[i], i3[i]));
+    cut_places(places, count, index);
 }
 
 /// Pixels of three cells T, found in a table of words.

@@ -184,6 +184,12 @@ inline double limited(double value, double top) {
     return not_below > top ? top : not_below;
 }
 
+/// Places in a scale of 256 colours, from 0 to 255, in a loop apart from the one that limits them:
+/// together, GCC chooses among integers what it has compared as doubles, with twice the shuffles.
+inline void cut_places(const double* places, uint64_t count, int32_t* index) {
+    for (uint64_t i = 0; i < count; ++i) index[i] = static_cast<int32_t>(places[i]);
+}
+
 /// The arguments that entries and kernels share, by their names there.
 #define FRET_CHANNELS                                                                              \
     qmpic::Channels {                                                                              \

@@ -37,10 +37,10 @@ struct Stretch {
 template <class Way>
 struct ExactColour {
     Stretch stretch;
-    int32_t operator()(double ratio) const {
+    double operator()(double ratio) const {
         double efficiency = ratio * 100.0;
         if (stretch.is_one()) efficiency = stretch(efficiency);
-        return static_cast<int32_t>(Way::place(limited(efficiency, 100.0)));
+        return Way::place(limited(efficiency, 100.0));
     }
 };
 
@@ -60,28 +60,31 @@ struct NearColour {
         const double span = stretch.greatest - stretch.least;
         return span > 1e-3 && span < 1e9 && std::fabs(stretch.least) < 1e4 * span;
     }
-    int32_t below(double ratio) const { return colour(ratio * factor - (offset + kMargin)); }
-    int32_t above(double ratio) const { return colour(ratio * factor - (offset - kMargin)); }
-    static int32_t colour(double place) { return static_cast<int32_t>(limited(place, 255.0)); }
+    double below(double ratio) const { return limited(ratio * factor - (offset + kMargin), 255.0); }
+    double above(double ratio) const { return limited(ratio * factor - (offset - kMargin), 255.0); }
 };
 
 /// index[i] = colour of ratios[i]
 template <class Way>
 void find_colours(const double* ratios, uint64_t count, Stretch stretch, bool near_serves,
                   const NearColour& near, int32_t* index) {
+    alignas(64) double places[kBlock], above[kBlock];
     if (near_serves) {
-        int32_t different = 0;
         for (uint64_t i = 0; i < count; ++i) {
-            index[i] = near.below(ratios[i]);
-            different |= index[i] ^ near.above(ratios[i]);
+            places[i] = near.below(ratios[i]);
+            above[i] = near.above(ratios[i]);
         }
+        cut_places(places, count, index);
+        int32_t different = 0;
+        for (uint64_t i = 0; i < count; ++i) different |= index[i] ^ static_cast<int32_t>(above[i]);
         if (different == 0) return;
     }
     const ExactColour<Way> exact{stretch};
     if (stretch.is_one())
-        for (uint64_t i = 0; i < count; ++i) index[i] = exact(ratios[i]);
+        for (uint64_t i = 0; i < count; ++i) places[i] = exact(ratios[i]);
     else
-        for (uint64_t i = 0; i < count; ++i) index[i] = exact(ratios[i]);
+        for (uint64_t i = 0; i < count; ++i) places[i] = exact(ratios[i]);
+    cut_places(places, count, index);
 }
 
 /// F to I2 of a block, which is 0 where there is no donor: where it is below 1 or, of floats, not
