@@ -125,7 +125,8 @@ class CommandLine(Case):
 
     def test_help_lists_every_command_with_a_sentence(self):
         self.assertEqual(self.commands(),
-                         ["info", "stats", "histogram", "threshold", "render", "convert", "luts"])
+                         ["info", "stats", "histogram", "threshold", "render", "convert", "fret",
+                          "luts"])
 
     def test_every_command_has_help_and_wants_a_file(self):
         for command in self.commands():
@@ -138,6 +139,7 @@ class CommandLine(Case):
             self.assert_fails(2, "", command, "a", "b", "c")
             missing = {"render": ["-o", self.out],
                        "convert": ["-o", self.out, "--bits", "8", "--meaning", "shift"],
+                       "fret": ["-o", self.out, "--fret", 0, "--donor", 0, "--acceptor", 0],
                        "threshold": ["-o", self.out, "--otsu"]}.get(command, [])
             self.assert_fails(2, "--no-such", command, "a", "--no-such", *missing)
             self.assert_fails(1, "No such file", command, self.folder / "none", *missing)
@@ -152,7 +154,10 @@ class CommandLine(Case):
                            "--minmax", "--gamma", "--lut", "--mark-over", "--mark-under", "--save-view",
                            "--load-view", "--spectral", "--zoom", "--window", "--mode", "--flip",
                            "--overlay", "--overlay-color", "--overlay-alpha"],
-                "convert": ["-o", "--bits", "--meaning", "--from-bits", "--levels"]}.items():
+                "convert": ["-o", "--bits", "--meaning", "--from-bits", "--levels"],
+                "fret": ["-o", "--fret", "--donor", "--acceptor", "--background", "--coefficients",
+                         "--mono", "--efficiency", "--lut", "--bleach", "--component",
+                         "--reference"]}.items():
             text = self.run_tool(command, "--help").stdout.decode()
             for option in ["--page", "--max-pixels", *options]:
                 self.assertRegex(text, rf"(?m)^  {option}[ ,]")

@@ -19,6 +19,7 @@ std::function<void()> declare_histogram(CLI::App& app);
 std::function<void()> declare_threshold(CLI::App& app);
 std::function<void()> declare_render(CLI::App& app);
 std::function<void()> declare_convert(CLI::App& app);
+std::function<void()> declare_fret(CLI::App& app);
 std::function<void()> declare_luts(CLI::App& app);
 
 // clang-format off
@@ -29,6 +30,7 @@ inline constexpr Command kCommands[] = {
     {"threshold", "Select samples by value and write the selection as a PNG file",  declare_threshold},
     {"render",    "Show a picture in colours, as a PNG file",                       declare_render},
     {"convert",   "Change the bits of the samples, and write a TIFF or PNG file",        declare_convert},
+    {"fret",      "Show energy transfer between two dyes, or its efficiency",       declare_fret},
     {"luts",      "Show the colour tables: a gallery, or their names",              declare_luts},
 };
 // clang-format on
