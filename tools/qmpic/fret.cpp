@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <memory>
 
@@ -27,15 +28,31 @@ struct Options {
     bool mono = false;
 };
 
+/// So many numbers, separated by commas.
+std::vector<double> parse_decimals(const std::string& option, const std::string& text,
+                                   std::size_t count) {
+    std::vector<double> values;
+    for (std::size_t at = 0; at <= text.size();) {
+        const std::size_t end = std::min(text.find(',', at), text.size());
+        double value = 0;
+        const auto [stop, error] = std::from_chars(text.data() + at, text.data() + end, value);
+        if (error != std::errc() || stop != text.data() + end || !std::isfinite(value))
+            throw WrongUsage((option + ": '").append(text.substr(at, end - at)) + "' is no number");
+        values.push_back(value);
+        at = end + 1;
+    }
+    if (values.size() != count)
+        throw WrongUsage(option + ": " + std::to_string(count) + " values are wanted, not " +
+                         std::to_string(values.size()));
+    return values;
+}
+
 /// `count` whole numbers of 16 bits, as the library takes them; zeros if there is no text.
 std::vector<short> parse_words(const std::string& option, const std::optional<std::string>& text,
                                std::size_t count) {
     std::vector<short> words(count, 0);
     if (!text) return words;
-    const auto values = parse_numbers(option, *text);
-    if (values.size() != count)
-        throw WrongUsage(option + ": " + std::to_string(count) + " values are wanted, not " +
-                         std::to_string(values.size()));
+    const auto values = parse_decimals(option, *text, count);
     for (std::size_t i = 0; i < count; ++i) {
         if (!(values[i] >= 0 && values[i] <= 65535) || values[i] != std::floor(values[i]))
             throw WrongUsage(option + ": whole numbers from 0 to 65535 are wanted");
@@ -75,10 +92,7 @@ struct Parsed {
         backgrounds = parse_words("--background", o.background, bleach ? 2 : 3);
         references = parse_words("--reference", o.reference, 2);
         if (o.coefficients) {
-            const auto values = parse_numbers("--coefficients", *o.coefficients);
-            if (values.size() != coefficients.size())
-                throw WrongUsage("--coefficients: 4 values are wanted, not " +
-                                 std::to_string(values.size()));
+            const auto values = parse_decimals("--coefficients", *o.coefficients, 4);
             std::copy(values.begin(), values.end(), coefficients.begin());
         }
         if (o.efficiency) {
