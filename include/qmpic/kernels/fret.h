@@ -104,9 +104,12 @@ QM_API FretEffKernel<unsigned char> fret_eff_8;
 /// L is 0, so for less than 100 pixels; 1 when there is none). Nothing is taken off below, and H is
 /// the divisor, with `pLuts` and without.
 ///
-/// Values are counted in 16 bits, **which wrap: 65536 pixels of one value count 0**. Should there
-/// be no level because of this, H is 2, the shade is the donor + 1, at most 2, and the divisor 2
-/// with `pLuts` and 3 without. -3 when there is no memory for the counters, with nothing written.
+/// Values are counted in 16 bits, **which wrap: 65536 pixels of one value count 0**. Should no
+/// level be found because of this, H is 1, and a lower level Lo is looked for upward from 0, with
+/// the sum going on; without one it is 2^32 - 1. Lo is taken off the shade, H becomes 2 if it is
+/// not above Lo, and without `pLuts` the divisor is H - Lo, all in 32 bits that wrap: so without a
+/// lower level the shade is the donor + 1, at most 2, and the divisor 2 with `pLuts` and 3 without.
+/// -3 when there is no memory for the counters, with nothing written.
 QM_API FretEffKernel<unsigned short> fret_eff_16;
 
 /// fret_eff_8 of floats, with E 0 where I2 is not above 0. The least and the greatest value of the
