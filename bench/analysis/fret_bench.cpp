@@ -11,8 +11,7 @@
 namespace qmpic::bench {
 namespace {
 
-// Beside each kernel stands the plain loop of its formula in doubles, which is named "opencv" by
-// nobody: no library has this.
+// The peer is the plain loop of the formula in doubles, from 3 interleaved components.
 
 constexpr double kDonor = 0.3, kAcceptor = 0.12, kDonorInAcceptor = 0.02, kAcceptorInDonor = 0.01;
 constexpr uint32_t kBackground = 8, kComponents = 3;
@@ -193,7 +192,7 @@ const bool registered = add_family([] {
     add_fret<float, uint8_t>("fret_float", fret_float, true);
     add_efficiency<uint8_t>("fret_eff_8", fret_eff_8, 5.0, false);
     add_efficiency<uint8_t>("fret_eff_8:table", fret_eff_8, 5.0, true);
-    // No pixel without signal is at the limit of two colours, or all of them are.
+    // Pixels without a signal are at the limit of two colours: their blocks take the exact way.
     add_efficiency<uint8_t>("fret_eff_8:exact", fret_eff_8, -60.0, false);
     add_efficiency<uint16_t>("fret_eff_16", fret_eff_16, 5.0, false);
     add_efficiency<float>("fret_eff_float", fret_eff_float, 5.0, false, 0.0f, 1.0f);
