@@ -375,7 +375,7 @@ FloatLevels levels_of_floats(Source<float> source, Taken donor, LessFloat less, 
 /// Cut to 32 bits, of which those below 0 and what does not fit are 0.
 double float_shade(float difference) {
     const bool fits = difference > 0 && difference < 2147483648.0f;
-    return std::trunc(double{fits ? difference : 0});
+    return static_cast<int32_t>(fits ? difference : 0);
 }
 /// The low byte of what is cut to 32 bits; that of what does not fit is 0.
 uint32_t low_byte(double value) {
