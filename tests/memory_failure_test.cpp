@@ -1797,6 +1797,36 @@ void add_constants() {
     add_call("divconstandclip_5x32", refuses, divconstandclip_5x32, kDoubles, 5, 24, 20);
 }
 
+struct Transfer {
+    std::vector<uint16_t> picture = std::vector<uint16_t>(3 * 200, 900);
+    std::vector<uint8_t> d = std::vector<uint8_t>(3 * 200, 7);
+};
+
+void add_transfer() {
+    using Api = CQmPicMemAPI_Base;
+    const auto refuses = [](std::string name, uint32_t allocations, auto call) {
+        add<Transfer>(std::move(name), std::vector<Fate>(allocations, refused(QM_NO_MEMORY)), call,
+                      [](Print& print, const Transfer& p) { print << p.d; });
+    };
+    // The default colours are those of a set: its parameters, pointers and cells.
+    const auto image = [](Transfer& p, uint32_t bpc) {
+        return Api::FRETImage(p.d.data(), 30, p.picture.data(), 3, bpc, 60, 10, 200, 0, 1, 2, 3, 0,
+                              0, 0, 0, 0.1, 0.1, 0, 0, nullptr, false, 0, 1000, false);
+    };
+    SQmLut::InitPredefLuts();
+    refuses("CQmPicMemAPI_Base::FRETImage of bytes", 6, [=](Transfer& p) { return image(p, 8); });
+    refuses("CQmPicMemAPI_Base::FRETImage of words", 6, [=](Transfer& p) { return image(p, 16); });
+    // The counters.
+    refuses("CQmPicMemAPI_Base::FRET_EffImage", 1, [](Transfer& p) {
+        return Api::FRET_EffImage(p.d.data(), 30, p.picture.data(), 3, 16, 60, 10, 200, 0, 1, 2, 3,
+                                  0, 0, 0, 0, 0.1, 0.1, 0, 0, 0, 100, nullptr, false, 0, 1);
+    });
+    refuses("CQmPicMemAPI_Base::FRET_PhotoBleachEffImage", 1, [](Transfer& p) {
+        return Api::FRET_PhotoBleachEffImage(p.d.data(), 30, p.picture.data(), p.picture.data(), 3,
+                                             16, 60, 10, 200, 0, 0, 100, 0, 0, 0, 0);
+    });
+}
+
 const std::vector<FailureCase>& all_cases() {
     add_picture_buffers();
     add_ratio();
@@ -1824,6 +1854,7 @@ const std::vector<FailureCase>& all_cases() {
     add_statistics();
     add_filters();
     add_stretches();
+    add_transfer();
     return failure_cases();
 }
 

@@ -14,6 +14,7 @@
 #include "qmpic/kernels/correlation.h"
 #include "qmpic/kernels/drawing.h"
 #include "qmpic/kernels/frame.h"
+#include "qmpic/kernels/fret.h"
 #include "qmpic/kernels/grey.h"
 #include "qmpic/kernels/histogram.h"
 #include "qmpic/kernels/histogram2d.h"
@@ -1066,6 +1067,60 @@ class QM_API CQmPicMemAPI_Base {
                        double dCaMin, double dCaMax, const SQmLut* pLut);
 
     // ----- FRET ---------------------------------------------------------------------------------
+
+    // kernels/fret.h explains the arguments, and how far the backgrounds reach. Depths: up to 8 are
+    // bytes here, those below 8 too. Floats, with `bFloat`, are taken at any depth.
+
+    /// F as a colour of the 256 of `pLut`, null: of predefined table 1, which makes the lists of
+    /// tables when they are missing. Of floats without a table it is grey, and the range is not
+    /// read. The destination has three bytes a pixel, and three words with `b16To16` at 9 to 16
+    /// bits.
+    /// @return 0; -2 above 16 bits; -3 without memory for the default colours, nothing is written
+    static int FRETImage(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                         uint32_t uiComponents, uint32_t uiBpc, uint32_t uiSrcWidthBytes,
+                         uint32_t uiWidth, uint64_t uiSizeInPixels, int iFretComp, int iDonorComp,
+                         int iAcceptorComp, int iFourthComp, short sFretBg, short sDonorBg,
+                         short sAcceptorBg, short sFourthBg, double dDonorBleed,
+                         double dAcceptorBleed, double dDonorInAcceptor, double dAcceptorInDonor,
+                         const SQmLut* pLut, bool bFloat, float fMin, float fMax, bool b16To16);
+    /// F itself, of channels less their backgrounds, which may be negative here and have a sign.
+    /// The destination has one component of the source's depth, F is cut and limited to 0 and the
+    /// top value of the depth. **At 32 bits that value is 0, and so is the picture**; at 31 it is
+    /// 2147483647. Depths below 8 are *words*, and the range is not read.
+    ///
+    /// Of floats the destination is bytes. Each is cut to 32 bits before its background is taken, F
+    /// is limited to 0 and `fMax` and cut, and its low byte is stored: 700 is 188 when `fMax` is
+    /// 1000. **The stride of such a source counts floats and not bytes.**
+    /// @return 0; -2 above 32 bits
+    static int FRETImageMono(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                             uint32_t uiComponents, uint32_t uiBpc, uint32_t uiSrcWidthBytes,
+                             uint32_t uiWidth, uint64_t uiSizeInPixels, int iFretComp,
+                             int iDonorComp, int iAcceptorComp, int iFourthComp, short sFretBg,
+                             short sDonorBg, short sAcceptorBg, short sFourthBg, double dDonorBleed,
+                             double dAcceptorBleed, double dDonorInAcceptor,
+                             double dAcceptorInDonor, bool bFloat, float fMin, float fMax);
+    /// The efficiency F / I2 in percent as a colour, shaded by the donor: fret_eff_8, fret_eff_16
+    /// and fret_eff_float, which alone reads the range. Without a table the colours are a scale
+    /// from blue to red. `iDonorComp` has to be a component.
+    /// @return 0; -2 above 16 bits; -3 without memory, nothing is written
+    static int FRET_EffImage(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                             uint32_t uiComponents, uint32_t uiBpc, uint32_t uiSrcWidthBytes,
+                             uint32_t uiWidth, uint64_t uiSizeInPixels, int iFretComp,
+                             int iDonorComp, int iAcceptorComp, int iFourthComp, short sFretBg,
+                             short sDonorBg, short sAcceptorBg, short sFourthBg, double dDonorBleed,
+                             double dAcceptorBleed, double dDonorInAcceptor,
+                             double dAcceptorInDonor, double dEffMin, double dEffMax,
+                             const SQmLut* pLut, bool bFloat, float fMin, float fMax);
+    /// The efficiency from pictures after and before the acceptor was bleached:
+    /// fret_photobleach_eff_8 and fret_photobleach_eff_16. `iComp` has to be a component.
+    /// @return 0; -2 above 16 bits; -3 without memory, nothing is written
+    static int FRET_PhotoBleachEffImage(void* pDst, uint32_t uiDstWidthBytes,
+                                        const void* pPostBleach, const void* pPreBleach,
+                                        uint32_t uiComponents, uint32_t uiBpc,
+                                        uint32_t uiSrcWidthBytes, uint32_t uiWidth,
+                                        uint64_t uiSizeInPixels, int iComp, double dEffMin,
+                                        double dEffMax, short sPreBg, short sPostBg,
+                                        short sPreReference, short sPostReference);
 
     // ----- Acquisition --------------------------------------------------------------------------
 

@@ -140,6 +140,7 @@ class CommandLine(Case):
             missing = {"coloc": ["--channels", "0,1"], "render": ["-o", self.out],
                        "convert": ["-o", self.out, "--bits", "8", "--meaning", "shift"],
                        "ratio": ["-o", self.out, "--numer", "0", "--denom", "1"],
+                       "fret": ["-o", self.out, "--fret", 0, "--donor", 0, "--acceptor", 0],
                        "threshold": ["-o", self.out, "--otsu"]}.get(command, [])
             self.assert_fails(2, "--no-such", command, "a", "--no-such", *missing)
             self.assert_fails(1, "No such file", command, self.folder / "none", *missing)
@@ -156,7 +157,10 @@ class CommandLine(Case):
                            "--overlay", "--overlay-color", "--overlay-alpha"],
                 "ratio": ["-o", "--numer", "--denom", "--background", "--range", "--shade", "--lut",
                           "--calcium", "--csv", "--mask"],
-                "convert": ["-o", "--bits", "--meaning", "--from-bits", "--levels"]}.items():
+                "convert": ["-o", "--bits", "--meaning", "--from-bits", "--levels"],
+                "fret": ["-o", "--fret", "--donor", "--acceptor", "--background", "--coefficients",
+                         "--mono", "--efficiency", "--lut", "--bleach", "--component",
+                         "--reference"]}.items():
             text = self.run_tool(command, "--help").stdout.decode()
             for option in ["--page", "--max-pixels", *options]:
                 self.assertRegex(text, rf"(?m)^  {option}[ ,]")

@@ -1,0 +1,174 @@
+#include "qmpic/kernels/fret.h"
+
+#include <optional>
+
+#include "analysis/colour_scale.h"
+#include "analysis/fret_channels.h"
+#include "core/frame.h"
+#include "core/no_memory.h"
+#include "qmpic/Lut.h"
+#include "qmpic/LutParam.h"
+#include "qmpic/PicMemAPI_Base.h"
+#include "render/lookup.h"
+
+// The corrected signal of energy transfer, as a colour.
+
+namespace {
+
+using namespace qmpic;
+
+/// Predefined table 1 between 0 and 1. Nothing when there is no memory for it.
+std::optional<ColourScale> default_colours() {
+    if (SQmLut::vecPredefLuts == nullptr) SQmLut::InitPredefLuts();
+    SQmLut lut;
+    SQmLutParam param;
+    param.bFloat = true;
+    param.SetCompMinSrcDbl(0, 0.0);
+    param.SetCompMaxSrcDbl(0, 1.0);
+    param.SetMinSrcDbl(0.0);
+    param.SetMaxSrcDbl(255.0);
+    param.SetGammaSrc(1.0);
+    param.uiGradient = 1;
+    if (SQmLut::AllocColor(lut, 8, 8) != QM_OK) return {};
+    if (SQmLut::CreatePredefLutFromLutParam(lut, &param) != QM_OK) return {};
+    return colour_scale(lut.pLuts);
+}
+
+/// Where a signal lies between two limits.
+struct Range {
+    double least, scale;
+    Range(float min, float max) : least(min), scale(max - min > 0 ? 255.0f / (max - min) : 1.0f) {}
+    double operator()(double signal) const { return limited((signal - least) * scale, 255.0); }
+};
+/// Where it is its own colour.
+struct AsItIs {
+    double operator()(double signal) const { return limited(signal, 255.0); }
+};
+
+/// index[i] = what `place` makes of the signal.
+template <class Place>
+void find_colours(const Lights& lights, uint64_t count, const Correction& correction,
+                  const Place& place, int32_t* index) {
+    const auto& [i1, i2, i3] = lights.values;
+    alignas(64) double places[kBlock];
+    for (uint64_t i = 0; i < count; ++i) places[i] = place(correction(i1[i], i2[i], i3[i]));
+    cut_places(places, count, index);
+}
+
+/// Pixels of three cells T, found in a table of words.
+template <class T>
+void write_colours(Sample<T>* d, uint64_t count, const int32_t* index, const Colour<T>* words) {
+    uint64_t i = 0;
+    for (; i + 4 <= count; i += 4)
+        write_four(d + 3 * i, words[index[i]], words[index[i + 1]], words[index[i + 2]],
+                   words[index[i + 3]]);
+    for (; i < count; ++i)
+        for (uint64_t c = 0; c < 3; ++c)
+            d[3 * i + c] = static_cast<T>(words[index[i]] >> c * 8 * sizeof(T));
+}
+
+template <class T>
+struct Words {
+    Colour<T> of[256];
+    explicit Words(const ColourScale& colours) {
+        for (size_t k = 0; k < 256; ++k) {
+            of[k] = 0;
+            for (size_t c = 0; c < 3; ++c) of[k] |= Colour<T>{colours[k][c]} << c * 8 * sizeof(T);
+        }
+    }
+};
+
+template <class T, class S, class Less, class Place>
+int draw(Dst dst, Source<S> source, std::array<Taken, 3> taken, const Signal<Less>& signal,
+         Place place, const ColourScale& colours, Area area) {
+    each_block<T>(
+        dst, 3, source, taken, area,
+        [=, words = Words<T>(colours)](Sample<T>* d, const Planes<S, 3>& planes, uint64_t count) {
+            alignas(64) int32_t index[kBlock];
+            const uint64_t whole = whole_vectors(count);
+            find_colours(Lights(signal, planes, whole), whole, signal.correction, place, index);
+            write_colours(d, count, index, words.of);
+        });
+    return QM_OK;
+}
+
+ColourScale grey_scale() {
+    ColourScale greys{};
+    for (size_t k = 0; k < greys.size(); ++k) greys[k].fill(static_cast<uint8_t>(k));
+    return greys;
+}
+
+/// Integers, whose colours are made when there are none.
+template <class T, class S, class Less>
+int draw_in_colours(Dst dst, Source<S> source, std::array<Taken, 3> taken,
+                    const Signal<Less>& signal, const void* luts, float min, float max, Area area) {
+    return or_no_memory([&]() -> int {
+        if (area.rows == 0) return QM_OK;
+        const auto colours = luts != nullptr ? colour_scale(luts) : default_colours();
+        if (!colours) return QM_NO_MEMORY;
+        return draw<T>(dst, source, taken, signal, Range(min, max), *colours, area);
+    });
+}
+
+}  // namespace
+
+#define KERNEL(name, Background)                                                                   \
+    int name(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc, uint32_t uiComponents,        \
+             uint32_t uiSrcWidthBytes, uint32_t uiWidth, uint64_t uiSizeInPixels, int iFretComp,   \
+             int iDonorComp, int iAcceptorComp, int /*iFourthComp*/, Background fretBg,            \
+             Background donorBg, Background acceptorBg, Background /*fourthBg*/,                   \
+             double dDonorBleed, double dAcceptorBleed, double dDonorInAcceptor,                   \
+             double dAcceptorInDonor, const void* pLuts, float fMin, float fMax)
+// What they have in common: destination, source, channels taken, signal, and the area at the end.
+#define CALL(S, Less)                                                                              \
+    Dst{pDst, uiDstWidthBytes}, Source<S>{uiComponents, uiSrcWidthBytes},                          \
+        FRET_CHANNELS.taken(pSrc), Signal<Less> {                                                  \
+        FRET_CHANNELS.less<Less>(std::array{fretBg, donorBg, acceptorBg}), FRET_CORRECTION         \
+    }
+#define AREA Area::of_pixels(uiWidth, uiSizeInPixels)
+
+KERNEL(fret_8, unsigned char)
+{ return draw_in_colours<uint8_t>(CALL(uint8_t, LessUnsigned<uint8_t>), pLuts, fMin, fMax, AREA); }
+KERNEL(fret_16, unsigned short)
+{
+    return draw_in_colours<uint8_t>(CALL(uint16_t, LessUnsigned<uint16_t>), pLuts, fMin, fMax,
+                                    AREA);
+}
+KERNEL(fret_16_to_16, unsigned short)
+{
+    return draw_in_colours<uint16_t>(CALL(uint16_t, LessUnsigned<uint16_t>), pLuts, fMin, fMax,
+                                     AREA);
+}
+KERNEL(fret_float, unsigned char)
+{
+    if (pLuts == nullptr)  // the range is for colours alone
+        return draw<uint8_t>(CALL(float, LessFloat), AsItIs{}, grey_scale(), AREA);
+    return draw<uint8_t>(CALL(float, LessFloat), Range(fMin, fMax), colour_scale(pLuts), AREA);
+}
+
+#undef KERNEL
+#undef CALL
+#undef AREA
+
+int CQmPicMemAPI_Base::FRETImage(void* pDst, uint32_t uiDstWidthBytes, const void* pSrc,
+                                 uint32_t uiComponents, uint32_t uiBpc, uint32_t uiSrcWidthBytes,
+                                 uint32_t uiWidth, uint64_t uiSizeInPixels, int iFretComp,
+                                 int iDonorComp, int iAcceptorComp, int iFourthComp, short sFretBg,
+                                 short sDonorBg, short sAcceptorBg, short sFourthBg,
+                                 double dDonorBleed, double dAcceptorBleed, double dDonorInAcceptor,
+                                 double dAcceptorInDonor, const SQmLut* pLut, bool bFloat,
+                                 float fMin, float fMax, bool b16To16) {
+    if (nothing_to_do(pDst, pSrc, uiWidth, uiSizeInPixels)) return QM_OK;
+    const auto run = [&]<class Background>(FretKernel<Background>* kernel) {
+        const auto narrow = [](short background) { return static_cast<Background>(background); };
+        return kernel(pDst, uiDstWidthBytes, pSrc, uiComponents, uiSrcWidthBytes, uiWidth,
+                      uiSizeInPixels, iFretComp, iDonorComp, iAcceptorComp, iFourthComp,
+                      narrow(sFretBg), narrow(sDonorBg), narrow(sAcceptorBg), narrow(sFourthBg),
+                      dDonorBleed, dAcceptorBleed, dDonorInAcceptor, dAcceptorInDonor,
+                      pLut != nullptr ? pLut->pLuts : nullptr, fMin, fMax);
+    };
+    if (bFloat) return run(fret_float);
+    if (uiBpc <= 8) return run(fret_8);
+    if (uiBpc <= 16) return run(b16To16 ? fret_16_to_16 : fret_16);
+    return QM_NO_KERNEL;
+}
