@@ -43,8 +43,8 @@ struct RowsThatTell {
 Bytes told(std::initializer_list<uint8_t> rows) {
     Bytes cells;
     for (const uint8_t row : rows)
-        cells.insert(cells.end(),
-                     {row, static_cast<uint8_t>(255 - row), static_cast<uint8_t>(row / 2)});
+        for (const int cell : {int{row}, 255 - row, row / 2})
+            cells.push_back(static_cast<uint8_t>(cell));
     return cells;
 }
 /// All rows are the same colour: then what is drawn tells the shade alone.
