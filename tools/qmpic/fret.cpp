@@ -251,6 +251,7 @@ void draw_bleach(const Options& o, const Parsed& parsed) {
 
 void fret(const Options& o) {
     const Parsed parsed(o);
+    if (o.output.empty()) throw WrongUsage("--output is required");
     if (!o.bleach.empty()) return draw_bleach(o, parsed);
     check_output("--output", o.wanted, o.output);
     draw_channels(o, parsed);
@@ -262,7 +263,7 @@ std::function<void()> declare_fret(CLI::App& app) {
     const auto o = std::make_shared<Options>();
     add_picture(app, o->wanted);
     app.get_option("FILE")->required(false);
-    app.add_option("-o,--output", o->output, "PNG file to write")->required()->type_name("OUT.png");
+    app.add_option("-o,--output", o->output, "PNG file to write")->type_name("OUT.png");
     const auto channel = [&](const char* name, auto& value, const char* what) {
         app.add_option(name, value, what)->type_name("C");
     };
