@@ -105,13 +105,13 @@ def smoothing(checker):
                 out = pathlib.Path(folder) / "smooth.tif"
                 checker.run("filter", DATA / name, "--smooth", f"{half},{order}", "-o", out)
                 found = read(out).astype(float)
-            off = numpy.abs(found - want)
+            off = numpy.abs(found - numpy.rint(want))
             inside = off[half:-half, half:-half].max()
             # Weights at the borders are whole 1024ths, of both passes in the corners.
             border = 2 * taps / 1024 * picture.max() + 2
             checker.expect(inside <= 2 and off.max() <= border,
-                           f"{name} {half},{order}: inside {inside:.2f} levels off, at the borders "
-                           f"{off.max():.2f} of {border:.2f}")
+                           f"{name} {half},{order}: inside {inside:.0f} levels off, at the borders "
+                           f"{off.max():.0f} of {border:.1f}")
 
 
 def focus(checker):
