@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <memory>
 
@@ -27,25 +26,6 @@ struct Options {
     std::vector<std::string> bleach;  ///< before and after
     bool mono = false;
 };
-
-/// So many numbers, separated by commas.
-std::vector<double> parse_decimals(const std::string& option, const std::string& text,
-                                   std::size_t count) {
-    std::vector<double> values;
-    for (std::size_t at = 0; at <= text.size();) {
-        const std::size_t end = std::min(text.find(',', at), text.size());
-        double value = 0;
-        const auto [stop, error] = std::from_chars(text.data() + at, text.data() + end, value);
-        if (error != std::errc() || stop != text.data() + end || !std::isfinite(value))
-            throw WrongUsage((option + ": '").append(text.substr(at, end - at)) + "' is no number");
-        values.push_back(value);
-        at = end + 1;
-    }
-    if (values.size() != count)
-        throw WrongUsage(option + ": " + std::to_string(count) + " values are wanted, not " +
-                         std::to_string(values.size()));
-    return values;
-}
 
 /// `count` whole numbers of 16 bits, as the library takes them; zeros if there is no text.
 std::vector<short> parse_words(const std::string& option, const std::optional<std::string>& text,
@@ -115,23 +95,6 @@ void check_words(const char* option, const std::vector<short>& words, std::uint3
 void check_backgrounds(const Picture& picture, const std::vector<short>& backgrounds) {
     if (picture.container == 8)
         check_words("--background", backgrounds, 255, ": samples of this picture are bytes");
-}
-
-/// Colours of a predefined table; without one the scale of efficiencies.
-std::array<Colour, 256> colours_of(std::optional<std::uint32_t> lut) {
-    std::array<Colour, 256> colours{};
-    if (lut) {
-        const unsigned char* rgb =
-            SQmLut::GetPredefLut(static_cast<int>(*lut), true)->getLuts(0, 0);
-        for (Colour& c : colours) {
-            c = rgb[0] | Colour{rgb[1]} << 8 | Colour{rgb[2]} << 16;
-            rgb += 3;
-        }
-        return colours;
-    }
-    QM_RGBRainbowColorTable(colours.data(), 256);  // blue in the low byte
-    for (Colour& c : colours) c = (c & 0xFF) << 16 | (c & 0xFF00) | c >> 16;
-    return colours;
 }
 
 /// Three channels of a picture, and the calls with them.

@@ -144,4 +144,16 @@ std::vector<double> parse_numbers(const std::string& option, const std::string& 
     return parse_list(option, text, "a number above 0 and at most 100", parse_gamma);
 }
 
+std::vector<double> parse_decimals(const std::string& option, const std::string& text,
+                                   std::size_t count) {
+    auto values = parse_list(option, text, "a number", [](const std::string& part) {
+        const auto value = parse_whole<double>(part);
+        return value && std::isfinite(*value) ? value : std::nullopt;
+    });
+    if (values.size() != count)
+        throw WrongUsage(option + ": " + std::to_string(count) + " values are wanted, not " +
+                         std::to_string(values.size()));
+    return values;
+}
+
 }  // namespace tool

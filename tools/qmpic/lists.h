@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -31,6 +32,9 @@ std::vector<std::uint32_t> parse_channels(const std::string& option, const std::
 std::vector<Colour> parse_colours(const std::string& option, const std::string& text);
 std::vector<Levels> parse_levels(const std::string& option, const std::string& text);
 std::vector<double> parse_numbers(const std::string& option, const std::string& text);
+/// `count` numbers of any size and sign.
+std::vector<double> parse_decimals(const std::string& option, const std::string& text,
+                                   std::size_t count);
 
 /// Levels of a picture of whole numbers, from 0 to 65535.
 Range whole(const std::string& option, const Levels& levels);

@@ -5,7 +5,6 @@
 #include <charconv>
 #include <cstdio>
 #include <memory>
-#include <optional>
 
 #include "canvas.h"
 #include "commands.h"
@@ -142,6 +141,17 @@ void show(const Options& options) {
 }
 
 }  // namespace
+
+std::array<Colour, 256> colours_of(std::optional<std::uint32_t> index) {
+    std::array<Colour, 256> colours{};
+    if (index) {
+        for (std::uint32_t k = 0; k < colours.size(); ++k) colours[k] = entry_of(*index, k);
+        return colours;
+    }
+    QM_RGBRainbowColorTable(colours.data(), 256);  // blue in the low byte
+    for (Colour& c : colours) c = (c & 0xFF) << 16 | (c & 0xFF00) | c >> 16;
+    return colours;
+}
 
 std::uint32_t lut_count() {
     SQmLut::InitPredefLuts();

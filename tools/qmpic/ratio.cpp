@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <memory>
@@ -71,11 +70,7 @@ Dye parse_dye(const std::string& text) {
         if (entry == std::end(entries))
             throw WrongUsage(option + ": there is no '" + key +
                              "': kd, rmin, rmax, sf, sb, scale and range are known");
-        const auto [stop, error] =
-            std::from_chars(value.data(), value.data() + value.size(), *entry->value);
-        if (error != std::errc() || stop != value.data() + value.size() ||
-            !std::isfinite(*entry->value))
-            throw WrongUsage(option + ": " + key + ": '" + value + "' is no number");
+        *entry->value = parse_decimals(option + ": " + key, value, 1)[0];
         entry->given = true;
     }
     for (const Entry& e : entries)
@@ -136,22 +131,6 @@ void check_picture(const Options& options, const Parsed& parsed, const Picture& 
 }
 
 // ----- The picture -------------------------------------------------------------------------------
-
-std::array<Colour, 256> colours_of(std::optional<std::uint32_t> lut) {
-    std::array<Colour, 256> colours{};
-    if (lut) {
-        const unsigned char* rgb =
-            SQmLut::GetPredefLut(static_cast<int>(*lut), true)->getLuts(0, 0);
-        for (Colour& c : colours) {
-            c = rgb[0] | Colour{rgb[1]} << 8 | Colour{rgb[2]} << 16;
-            rgb += 3;
-        }
-        return colours;
-    }
-    QM_RGBRainbowColorTable(colours.data(), 256);  // blue in the low byte
-    for (Colour& c : colours) c = (c & 0xFF) << 16 | (c & 0xFF00) | c >> 16;
-    return colours;
-}
 
 /// A set in the colour shape whose rows are these colours.
 void make_scale(SQmLut& lut, const std::array<Colour, 256>& colours) {
