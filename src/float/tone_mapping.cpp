@@ -408,8 +408,8 @@ int map_float_to_Nx8_Tumblin(ARGUMENTS) {
 int map_float_to_Nx16_Tumblin(ARGUMENTS) {
     const Picture picture = PICTURE(uiDstWidthBytes & ~1u);
     const uint32_t top = picture.top_of_words();
-    const uint32_t steepness = 30 / top;  // a whole number, and 0 from five components on
     return map_tumblin<uint16_t>(picture, top, [=](Extremes of) {
+        const uint32_t steepness = 30 / top;  // a whole number, and 0 from five components on
         return static_cast<float>(steepness) * of.greatest / of.least;
     });
 }

@@ -100,7 +100,7 @@ class Fret(Case):
                 ("bytes", [picture, *CHANNELS, "--background", "1,2,256", *out]),
                 ("whole numbers", [picture, *CHANNELS, "--background", "1,2,-1", *out]),
                 ("--coefficients: 4", [picture, *CHANNELS, "--coefficients", "1", *out]),
-                ("no number", [picture, *CHANNELS, "--coefficients", "1,2,x,4", *out]),
+                ("not a number", [picture, *CHANNELS, "--coefficients", "1,2,x,4", *out]),
                 ("--mono", [picture, *CHANNELS, "--mono", "--efficiency", "0:50", *out]),
                 ("--mono", [picture, *CHANNELS, "--mono", "--lut", "Iron", *out]),
                 ("--efficiency", [picture, *CHANNELS, "--efficiency", "50:50", *out]),

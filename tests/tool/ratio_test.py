@@ -166,7 +166,7 @@ class Ratio(Case):
         fails("--mask", *self.PLAIN, *out, "--mask", picture)
         fails("replace the picture", *self.PLAIN, "-o", picture)
         for text, dye in (("kd is wanted", "rmin=0,rmax=8,range=1:2"), ("range is wanted", "kd=1,rmin=0,rmax=8"),
-                          ("no 'k'", "k=1"), ("'x' is no number", "kd=x"), ("KEY=VALUE", "kd"),
+                          ("no 'k'", "k=1"), ("'x' is not a number", "kd=x"), ("KEY=VALUE", "kd"),
                           ("kd has to be above 0", "kd=0,rmin=0,rmax=8,range=1:2"),
                           ("begin above 0", "kd=1,rmin=0,rmax=8,range=0:2")):
             fails(text, *self.PLAIN, *out, "--calcium", dye)
