@@ -35,13 +35,15 @@ namespace qmpic {
 /// Calls `visit` with the kernel list of every family: what the library exports beside classes.
 template <class Visit>
 void for_each_kernel_list(Visit visit) {
-    const auto all = std::tuple_cat(
-        kFrameLists, kTwoPictureLists, kConstantLists, kAccumulationLists, kBitDepthLists,
-        kGreyLists, kComponentLists, kMaskLists, kLutLists, kCompositionLists, kFloatLists,
-        kComplexLists, kToneLists, kHistogramLists, kHistogram2DLists, kRepairLists, kBinaryLists,
-        kThresholdLists, kSpectralLists, kDrawingLists, kStretchLists, kFocusLists,
-        kCorrelationLists, kRatioLists, kFretLists, kGolayLists, kAcquisitionLists);
-    std::apply([&](const auto&... list) { (visit(list), ...); }, all);
+    const auto visit_families = [&](const auto&... family) {
+        (std::apply([&](const auto&... list) { (visit(list), ...); }, family), ...);
+    };
+    visit_families(kFrameLists, kTwoPictureLists, kConstantLists, kAccumulationLists,
+                   kBitDepthLists, kGreyLists, kComponentLists, kMaskLists, kLutLists,
+                   kCompositionLists, kFloatLists, kComplexLists, kToneLists, kHistogramLists,
+                   kHistogram2DLists, kRepairLists, kBinaryLists, kThresholdLists, kSpectralLists,
+                   kDrawingLists, kStretchLists, kFocusLists, kCorrelationLists, kRatioLists,
+                   kFretLists, kGolayLists, kAcquisitionLists);
 }
 
 }  // namespace qmpic
