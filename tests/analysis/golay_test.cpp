@@ -68,6 +68,18 @@ struct Filter {
     int m, n, s;
     double scale;
     uint32_t bits, bpc;
+    std::vector<double> inside = {};               ///< a weight a tap
+    std::vector<std::vector<int32_t>> fixed = {};  ///< [place][tap]
+
+    void weigh() {
+        Gram gram(m);
+        for (int j = -m; j <= m; ++j) {
+            inside.push_back(gram.weight(j, 0, n, s));
+            fixed.emplace_back();
+            for (int i = -m; i <= m; ++i)
+                fixed.back().push_back(whole(gram.weight(i, j, n, s) * scale));
+        }
+    }
 
     uint64_t finished(uint32_t sum) const {
         const int64_t value = static_cast<int32_t>(sum);
@@ -82,19 +94,7 @@ struct Filter {
     }
 
     std::vector<Line> of(const std::vector<Line>& lines) const {
-        Gram gram(m);
         const int window = 2 * m + 1;
-        std::vector<std::vector<int32_t>> table;  // [tap][value]
-        std::vector<std::vector<int32_t>> fixed;  // [place][tap]
-        for (int j = -m; j <= m; ++j) {
-            const double w = gram.weight(j, 0, n, s);
-            std::vector<int32_t> entries;
-            for (uint32_t v = 0; v < 1u << bpc; ++v) entries.push_back(whole(v * w * scale));
-            table.push_back(entries);
-            fixed.emplace_back();
-            for (int i = -m; i <= m; ++i)
-                fixed.back().push_back(whole(gram.weight(i, j, n, s) * scale));
-        }
         std::vector<Line> out = lines;
         for (size_t line = 0; line < lines.size(); ++line) {
             const Line& from = lines[line];
@@ -106,8 +106,9 @@ struct Filter {
                 for (int j = 0; j < window; ++j) {
                     const uint64_t v = from[static_cast<size_t>(first + j)];
                     const auto tap = static_cast<size_t>(j);
+                    const auto kept = static_cast<double>(v % (1u << bpc));
                     sum += place == m
-                               ? static_cast<uint32_t>(table[tap][v % (1u << bpc)])
+                               ? static_cast<uint32_t>(whole(kept * inside[tap] * scale))
                                : static_cast<uint32_t>(fixed[static_cast<size_t>(place)][tap]) *
                                      static_cast<uint32_t>(v);
                 }
@@ -127,15 +128,18 @@ std::vector<Line> transposed(const std::vector<Line>& lines) {
 
 enum Way { kSmooth, kEdgeX, kEdgeY, kEdgeXY };
 
-std::vector<Line> filtered(const std::vector<Line>& rows, Way way, Format format, int m,
-                           uint32_t order) {
-    const int given = static_cast<int>(order), n = std::min(given, 2 * m);
-    const Filter filter{m,
-                        n,
-                        way == kSmooth ? 0 : 1,
-                        format.bits == 8 || way == kSmooth ? 1024.0 : 65535.0,
-                        format.bits,
-                        format.bpc};
+Filter filter_of(Way way, Format format, int m, uint32_t order) {
+    Filter filter{m,
+                  std::min(static_cast<int>(order), 2 * m),
+                  way == kSmooth ? 0 : 1,
+                  format.bits == 8 || way == kSmooth ? 1024.0 : 65535.0,
+                  format.bits,
+                  format.bpc};
+    filter.weigh();
+    return filter;
+}
+
+std::vector<Line> filtered(const std::vector<Line>& rows, Way way, const Filter& filter) {
     const auto along_columns = [&](const std::vector<Line>& of) {
         return transposed(filter.of(transposed(of)));
     };
@@ -241,8 +245,8 @@ void check(const Kernel& kernel, Round round) {
     each_sample([&](uint32_t c, uint32_t y, uint32_t x, uint32_t i) {
         planes[c][y][x] = kind == 1 ? other_sample(i, y) : guarded.get(i, y);
     });
-    for (auto& plane : planes)
-        plane = filtered(plane, kernel.way(), format, static_cast<int>(half), order);
+    const Filter filter = filter_of(kernel.way(), format, static_cast<int>(half), order);
+    for (auto& plane : planes) plane = filtered(plane, kernel.way(), filter);
     std::vector<uint8_t> other_after = other;
     const std::vector<uint64_t> guarded_before = guarded.content();
     std::vector<uint64_t> guarded_after = guarded_before;
