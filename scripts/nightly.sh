@@ -25,6 +25,7 @@ step_tests() { ./test.sh; }
 step_style() {
     cmake --preset clang -G Ninja >/dev/null
     git ls-files -z 'tools/*.cpp' | xargs -0 scripts/tidy.sh build/clang
+    scripts/tidy.sh build/clang src/PicMemAPI/constants.cpp  # wholly, unlike test.sh
 }
 
 step_rounds() {
