@@ -4,7 +4,8 @@
 #
 # usage: scripts/nightly.sh [STEP ...]     without steps: all of them, in this order
 #   tests         test.sh
-#   style         clang-tidy over the tool, whose headers take it longer than the library
+#   style         clang-tidy with its analyser, and over the tool
+#   compilers     what every kernel writes at -O3 is the same from GCC and clang
 #   rounds        fifty times the random rounds, natively; ten times with sanitizers
 #   levels        the shipped library at each level below the processor's
 #   fuzz          half an hour of blocks of any bytes, others each night
@@ -24,8 +25,19 @@ step_tests() { ./test.sh; }
 
 step_style() {
     cmake --preset clang -G Ninja >/dev/null
-    git ls-files -z 'tools/*.cpp' | xargs -0 scripts/tidy.sh build/clang
-    scripts/tidy.sh build/clang src/PicMemAPI/constants.cpp  # wholly, unlike test.sh
+    git ls-files -z 'src/*.cpp' 'tools/*.cpp' | xargs -0 scripts/tidy.sh build/clang
+}
+
+step_compilers() {
+    cmake --preset clang -G Ninja >/dev/null
+    cmake --build --preset clang --target qmpic_tests
+    local preset
+    for preset in release clang; do
+        "build/$preset/tests/qmpic_tests" --gtest_brief=1 --gtest_filter='*EveryKernel*' \
+            --digests="build/$preset/digests.txt"
+    done
+    cmp build/release/digests.txt build/clang/digests.txt
+    echo "$(wc -l <build/clang/digests.txt) kernels write the same from both compilers"
 }
 
 step_rounds() {
@@ -88,7 +100,7 @@ step_figures() {
 mkdir -p "$results"
 scripts/install-packages.sh night
 steps=("$@")
-[ $# -gt 0 ] || steps=(tests style rounds levels fuzz debug processors valgrind scipy reproducible
+[ $# -gt 0 ] || steps=(tests style compilers rounds levels fuzz debug processors valgrind scipy reproducible
     figures)
 for name in "${steps[@]}"; do
     printf '\n=== %s\n' "$name"

@@ -1622,17 +1622,15 @@ void add_gradients() {
 void add_filters() {
     const Fate none = refused(QM_BAD_BUFFER);
     using Pictures = Memory<300, 300>;
-    // Weights inside, those at the border, their polynomials, sums, rows, items.
-    const std::vector<Fate> of_bytes(6, none);
-    // And pointers to the items.
-    const std::vector<Fate> of_words(7, none);
+    // Weights inside, those at the border, their polynomials, sums, rows, items, pointers to these.
+    const std::vector<Fate> each(7, none);
     for (const auto& [name, kernel] :
          {std::pair<const char*, GolayKernel8*>{"golay_smooth_1x8", golay_smooth_1x8},
           {"golay_edgeX_1x8", golay_edgeX_1x8},
           {"golay_edgeY_1x8", golay_edgeY_1x8},
           {"golay_edgeXY_1x8", golay_edgeXY_1x8}})
         add<Pictures>(
-            name, of_bytes,
+            name, each,
             [kernel](Pictures& p) { return kernel(p.d.data(), p.s.data(), 20, 15, 20, 1, 2, 2); },
             print_destination);
     for (const auto& [name, kernel] :
@@ -1641,7 +1639,7 @@ void add_filters() {
           {"golay_edgeY_Nx16", golay_edgeY_Nx16},
           {"golay_edgeXY_Nx16", golay_edgeXY_Nx16}})
         add<Pictures>(
-            name, of_words,
+            name, each,
             [kernel](Pictures& p) {
                 return kernel(p.d.data(), p.s.data(), 5, 15, 20, 16, 2, 2, 2);
             },

@@ -70,8 +70,9 @@ struct Call {
 // ----- Inside: the window is around the sample
 // -----------------------------------------------------
 
-// Each way of it has items, that are made once of a line, and adds lines of them: line_at(d) is the
-// one that lies d lines behind the middle.
+// Each way of it has items, that are made once of a line, and adds lines of them: taps[j] is the
+// line j of the window, whose middle is at `half`. Every line is a call for itself, so that a way
+// is compiled once for smoothing and once for slopes, wherever its lines lie.
 
 /// Products in doubles, as they are defined; T is the sample. `fits`: none leaves 32 bits.
 template <class T, class Finish, bool fits>
@@ -84,7 +85,6 @@ struct Products {
     double scale;
     uint32_t mask;          // bits of a sample that a product is made of
     const double* weights;  // [half + 1]: of the middle, and of those to the right or below
-    const uint32_t** taps;  // [2 * half + 1], to be filled
     uint32_t* sums;         // [kBlock], to be filled
 
     template <size_t... k>
@@ -105,11 +105,13 @@ struct Products {
 
     /// items[k * samples + i]: of weight k.
     void prepare(const Sample<T>* line, Item* items) const {
-        uint64_t k = kOpposed ? 1 : 0;
-        for (; k + 4 <= half + 1; k += 4)
-            multiply(line, items + k * samples, weights + k, std::make_index_sequence<4>());
-        for (; k <= half; ++k)
-            multiply(line, items + k * samples, weights + k, std::make_index_sequence<1>());
+        on_best_isa([=, *this] {
+            uint64_t k = kOpposed ? 1 : 0;
+            for (; k + 4 <= half + 1; k += 4)
+                multiply(line, items + k * samples, weights + k, std::make_index_sequence<4>());
+            for (; k <= half; ++k)
+                multiply(line, items + k * samples, weights + k, std::make_index_sequence<1>());
+        });
     }
 
     template <int sign, size_t... k>
@@ -134,25 +136,25 @@ struct Products {
         }
     }
 
-    template <class At>
-    void operator()(At line_at, uint64_t count, Sample<T>* out) const {
-        uint64_t n = 0;
-        for (uint64_t k = half; k > 0; --k)
-            taps[n++] = line_at(-static_cast<int64_t>(k)) + k * samples;
-        if (!kOpposed) taps[n++] = line_at(0);
-        for (uint64_t k = 1; k <= half; ++k)
-            taps[n++] = line_at(static_cast<int64_t>(k)) + k * samples;
-        for (uint64_t first = 0; first < count; first += kBlock) {
-            const uint64_t piece = std::min(kBlock, count - first);
-            std::memset(sums, 0, piece * sizeof(uint32_t));
-            if (kOpposed) {
-                add<-1>(taps, half, first, piece);
-                add<1>(taps + half, half, first, piece);
-            } else {
-                add<1>(taps, n, first, piece);
-            }
-            put(sums, piece, out + first, finish);
+    /// Changes `taps`.
+    void operator()(const Item** taps, uint64_t count, Sample<T>* out) const {
+        for (uint64_t k = 1; k <= half; ++k) {
+            taps[half - k] += k * samples;
+            taps[half + k] += k * samples;
         }
+        on_best_isa([=, *this] {
+            for (uint64_t first = 0; first < count; first += kBlock) {
+                const uint64_t piece = std::min(kBlock, count - first);
+                std::memset(sums, 0, piece * sizeof(uint32_t));
+                if (kOpposed) {
+                    add<-1>(taps, half, first, piece);
+                    add<1>(taps + half + 1, half, first, piece);
+                } else {
+                    add<1>(taps, 2 * half + 1, first, piece);
+                }
+                put(sums, piece, out + first, finish);
+            }
+        });
     }
 };
 
@@ -211,14 +213,18 @@ struct Bytes {
     ByteWeights weights;
 
     void prepare(const Sample<uint8_t>* line, Item* items) const {
-        for (uint64_t i = 0, count = samples; i < count; ++i) items[i] = line[i];
+        on_best_isa([=, count = samples] {
+            for (uint64_t i = 0; i < count; ++i) items[i] = line[i];
+        });
     }
 
-    template <class At, size_t... k>
-    void add(At line_at, uint64_t count, Sample<uint8_t>* out, std::index_sequence<k...>) const {
-        const uint16_t* const before[] = {line_at(-static_cast<int64_t>(k + 1))...};
-        const uint16_t* const behind[] = {line_at(static_cast<int64_t>(k + 1))...};
-        const uint16_t* const middle = line_at(0);
+    template <size_t... k>
+    void add(const Item* const* taps, uint64_t count, Sample<uint8_t>* out,
+             std::index_sequence<k...>) const {
+        constexpr size_t kMiddle = sizeof...(k);
+        const uint16_t* const before[] = {taps[kMiddle - 1 - k]...};
+        const uint16_t* const behind[] = {taps[kMiddle + 1 + k]...};
+        const uint16_t* const middle = taps[kMiddle];
         const ByteWeights w = weights;
         const uint32_t to_level = (kOpposed ? 8 : 10) - w.bits;
         const auto per_high = static_cast<int16_t>(1 << (16 - w.bits));
@@ -265,20 +271,34 @@ struct Bytes {
         }
     }
 
-    template <class At>
-    void operator()(At line_at, uint64_t count, Sample<uint8_t>* out) const {
-        switch (half) {
-        case 1: return add(line_at, count, out, std::make_index_sequence<1>());
-        case 2: return add(line_at, count, out, std::make_index_sequence<2>());
-        case 3: return add(line_at, count, out, std::make_index_sequence<3>());
-        case 4: return add(line_at, count, out, std::make_index_sequence<4>());
-        case 5: return add(line_at, count, out, std::make_index_sequence<5>());
-        default: return add(line_at, count, out, std::make_index_sequence<6>());
-        }
+    void operator()(const Item* const* taps, uint64_t count, Sample<uint8_t>* out) const {
+        on_best_isa([=, *this] {
+            switch (half) {
+            case 1: return add(taps, count, out, std::make_index_sequence<1>());
+            case 2: return add(taps, count, out, std::make_index_sequence<2>());
+            case 3: return add(taps, count, out, std::make_index_sequence<3>());
+            case 4: return add(taps, count, out, std::make_index_sequence<4>());
+            case 5: return add(taps, count, out, std::make_index_sequence<5>());
+            default: return add(taps, count, out, std::make_index_sequence<6>());
+            }
+        });
     }
 };
 
 // ----- Lines -------------------------------------------------------------------------------------
+
+/// The rows that a window along the columns needs, each with its items.
+template <class T, class Item>
+struct Ring {
+    uint64_t slots, samples, items_of_row;
+    T* rows;      // [slots][samples]
+    Item* items;  // [slots][items_of_row]
+
+    Sample<T>* row(uint64_t y) const {
+        return reinterpret_cast<Sample<T>*>(rows + y % slots * samples);
+    }
+    Item* items_of(uint64_t y) const { return items + y % slots * items_of_row; }
+};
 
 template <class T, class Finish, class Inside>
 struct Lines {
@@ -288,31 +308,32 @@ struct Lines {
     uint64_t half, components, samples;
     const int32_t* borders;  // [half * 2][window]: of a fit before the middle, and behind
     uint32_t* sums;          // [kBlock], to be filled
+    const Item** taps;       // [window], to be filled
 
     uint64_t window() const { return 2 * half + 1; }
 
-    /// Beside the middle of a fit. line_at(j): the line j of the window.
-    template <class At>
-    void at_border(At line_at, const int32_t* weight, uint64_t count, Sample<T>* out) const {
-        uint32_t* const to = sums;
-        for (uint64_t first = 0; first < count; first += kBlock) {
-            const uint64_t piece = std::min(kBlock, count - first);
-            std::memset(to, 0, piece * sizeof(uint32_t));
-            for (uint64_t j = 0; j < window(); ++j) {
-                const Sample<T>* const line = line_at(j) + first;
-                const auto factor = static_cast<uint32_t>(weight[j]);
-                for (uint64_t i = 0; i < piece; ++i) to[i] += factor * line[i];
+    /// Beside the middle of a fit, of the window whose first row is `top`.
+    void at_border(const Ring<T, Item>& ring, uint64_t top, const int32_t* weight,
+                   Sample<T>* out) const {
+        on_best_isa([=, to = sums, count = samples, n = window(), make = finish] {
+            for (uint64_t first = 0; first < count; first += kBlock) {
+                const uint64_t piece = std::min(kBlock, count - first);
+                std::memset(to, 0, piece * sizeof(uint32_t));
+                for (uint64_t j = 0; j < n; ++j) {
+                    const Sample<T>* const from = ring.row(top + j) + first;
+                    const auto factor = static_cast<uint32_t>(weight[j]);
+                    for (uint64_t i = 0; i < piece; ++i) to[i] += factor * from[i];
+                }
+                put(to, piece, out + first, make);
             }
-            put(to, piece, out + first, finish);
-        }
+        });
     }
 
     /// Along a row, whose items there are.
     void along_row(const Sample<T>* row, const Item* items, Sample<T>* out) const {
         const uint64_t outer = half * components, inner = samples - 2 * outer;
-        inside(
-            [=, this](int64_t d) { return items + outer + d * static_cast<int64_t>(components); },
-            inner, out + outer);
+        for (uint64_t j = 0; j < window(); ++j) taps[j] = items + j * components;
+        inside(taps, inner, out + outer);
         const Sample<T>* const last = row + samples - window() * components;
         for (uint64_t t = 0; t < half; ++t)
             for (uint64_t c = 0; c < components; ++c) {
@@ -328,30 +349,17 @@ struct Lines {
     }
 };
 
-/// The rows that a window along the columns needs, each with its items.
-template <class T, class Item>
-struct Ring {
-    uint64_t slots, samples, items_of_row;
-    T* rows;      // [slots][samples]
-    Item* items;  // [slots][items_of_row]
-
-    Sample<T>* row(uint64_t y) const {
-        return reinterpret_cast<Sample<T>*>(rows + y % slots * samples);
-    }
-    Item* items_of(uint64_t y) const { return items + y % slots * items_of_row; }
-};
-
 /// Row y along the columns, when the ring holds its window.
 template <class T, class L, class R>
 void along_columns(const L& lines, const R& ring, uint64_t y, uint64_t height, Sample<T>* out) {
     const uint64_t half = lines.half, behind = height - half;
-    if (y >= half && y < behind)
-        return lines.inside([&](int64_t d) { return ring.items_of(y + static_cast<uint64_t>(d)); },
-                            lines.samples, out);
+    if (y >= half && y < behind) {
+        for (uint64_t j = 0; j < lines.window(); ++j) lines.taps[j] = ring.items_of(y - half + j);
+        return lines.inside(lines.taps, lines.samples, out);
+    }
     const uint64_t first = y < half ? 0 : height - lines.window();
     const uint64_t border = y < half ? y : half + y - behind;
-    lines.at_border([&](uint64_t j) { return ring.row(first + j); },
-                    lines.borders + border * lines.window(), lines.samples, out);
+    lines.at_border(ring, first, lines.borders + border * lines.window(), out);
 }
 
 /// `load(y)` brings a row into the ring, `emit(y)` is called when the window of row y is in it.
@@ -404,7 +412,9 @@ void filter(const Call& call, const L& lines, const Ring<T, typename L::Item>& r
             if constexpr (way == Way::kEdgeXY) {
                 auto* const other = reinterpret_cast<Sample<T>*>(spare);
                 lines.along_row(ring.row(y), ring.items_of(y), other);
-                for (uint64_t i = 0; i < samples; ++i) out[i] = std::max<T>(out[i], other[i]);
+                on_best_isa([=] {
+                    for (uint64_t i = 0; i < samples; ++i) out[i] = std::max<T>(out[i], other[i]);
+                });
             }
         });
 }
@@ -446,13 +456,15 @@ int run(const Call& call, const Weights& weights, Finish finish, const Inside& i
     const uint64_t samples = call.samples(), slots = way == Way::kEdgeX ? 1 : call.window();
     const Scratch<T> rows((slots + 1) * samples);
     const Scratch<Item> items((slots + 1) * functions * samples);
-    if (!rows || !items) return kNoMemory;
+    const Scratch<const Item*> taps(call.window());
+    if (!rows || !items || !taps) return kNoMemory;
     const Lines<T, Finish, Inside> lines{
-        inside, finish, call.half, call.components, samples, weights.borders.get(), sums};
+        inside, finish,    call.half, call.components, samples, weights.borders.get(),
+        sums,   taps.get()};
     const Ring<T, Item> ring{slots, samples, functions * samples, rows.get(), items.get()};
     Item* const more_items = items.get() + slots * functions * samples;
     T* const spare = rows.get() + slots * samples;
-    on_best_isa([=] { filter<T, way>(call, lines, ring, more_items, spare); });
+    filter<T, way>(call, lines, ring, more_items, spare);
     return QM_OK;
 }
 
@@ -471,12 +483,10 @@ int run(const Call& call) {
         if (inside.weights.find(weights.inside.get(), call.half, kScale))
             return run<T, way>(call, weights, finish, inside, sums.get(), 1);
     }
-    const Scratch<const uint32_t*> taps(call.window());
-    if (!taps) return kNoMemory;
     const auto with_products = [&]<bool fits>(std::bool_constant<fits>) {
-        const Products<T, Finish, fits> inside{
-            finish,     call.half, samples, kScale, max_value(call.bpc), weights.inside.get(),
-            taps.get(), sums.get()};
+        const Products<T, Finish, fits> inside{finish,    call.half,           samples,
+                                               kScale,    max_value(call.bpc), weights.inside.get(),
+                                               sums.get()};
         return run<T, way>(call, weights, finish, inside, sums.get(), call.half + uint64_t{1});
     };
     return weights.fit ? with_products(std::true_type{}) : with_products(std::false_type{});

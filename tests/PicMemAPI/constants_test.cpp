@@ -611,8 +611,8 @@ void double_families(size_t times, std::initializer_list<uint32_t> counts) {
 }
 
 TEST(EveryByteThroughConstants, IsAsPromisedBySumsAndDifferences) {
-    for (const size_t times : {1, 32}) int_families<uint8_t>(times, {1, 3, 4});
-    for (const size_t times : {1, 32}) int_families<uint8_t>(times, {2});
+    for (const size_t times : {1u, 32u}) int_families<uint8_t>(times, {1, 3, 4});
+    for (const size_t times : {1u, 32u}) int_families<uint8_t>(times, {2});
 }
 TEST(EveryWordThroughConstants, IsAsPromisedBySumsAndDifferencesOfOneComponent) {
     int_families<uint16_t>(1, {1});
@@ -627,8 +627,8 @@ TEST(EveryWordThroughConstants, IsAsPromisedBySumsAndDifferencesOfFourComponents
     int_families<uint16_t>(1, {4});
 }
 TEST(EveryByteThroughConstants, IsAsPromisedByProductsAndQuotients) {
-    for (const size_t times : {1, 32}) double_families<uint8_t>(times, {1, 3, 4});
-    for (const size_t times : {1, 32}) double_families<uint8_t>(times, {2});
+    for (const size_t times : {1u, 32u}) double_families<uint8_t>(times, {1, 3, 4});
+    for (const size_t times : {1u, 32u}) double_families<uint8_t>(times, {2});
 }
 TEST(EveryWordThroughConstants, IsAsPromisedByProductsAndQuotientsOfOneComponent) {
     double_families<uint16_t>(4, {1});
@@ -660,7 +660,7 @@ void limits(size_t times) {
     }
 }
 TEST(EveryByteThroughConstants, IsAsPromisedByLimits) {
-    for (const size_t times : {1, 32}) limits<uint8_t>(times);
+    for (const size_t times : {1u, 32u}) limits<uint8_t>(times);
 }
 TEST(EveryWordThroughConstants, IsAsPromisedByLimits) { limits<uint16_t>(1); }
 

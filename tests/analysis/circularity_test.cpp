@@ -224,7 +224,7 @@ TEST(Circularity, FindsTheLevelOfADisk) {
 // make an area of 9 whose boundary is the outer eight: 64 / 9.
 TEST(Circularity, ScoresBoundarySquaredByArea) {
     Grid s{5, 5, Values(25, 0)};
-    for (const size_t i : {6, 7, 8, 11, 13, 16, 17, 18}) s.values[i] = 50;
+    for (const size_t i : {6u, 7u, 8u, 11u, 13u, 16u, 17u, 18u}) s.values[i] = 50;
     s.values[12] = 200;
     // N is 9: limits of 0 leave areas of 1 to 8, and only the pixel has one.
     EXPECT_EQ(threshold(s, true, 0.0, 0.0), 51u);
@@ -341,7 +341,7 @@ TEST(Circularity, UnderAMaskNeedsNineSamples) {
     };
     EXPECT_EQ(run(1, true), 51u);  // 51 to 90: one pixel; below two, with a score of 2
     // Any of the nine samples around the brighter one takes it out, and then 11 to 50 is left.
-    for (const size_t at : {14, 15, 16, 23, 24, 25, 32, 33, 34}) {
+    for (const size_t at : {14u, 15u, 16u, 23u, 24u, 25u, 32u, 33u, 34u}) {
         mask.assign(45, 1);
         mask[at] = 2;
         EXPECT_EQ(run(1, true), 11u) << at;

@@ -158,7 +158,7 @@ TEST(LocalPeaks, WithAToleranceLieLeftOfARise) {
     EXPECT_EQ(marked(3, s, 1, 4)[4], 4);
     EXPECT_EQ(marked(3, s, 2, 4)[4], 4);
     EXPECT_EQ(marked(3, s, 3, 1)[4], 0);
-    for (const size_t other : {0, 1, 2, 3, 6, 7, 8}) {
+    for (const size_t other : {0u, 1u, 2u, 3u, 6u, 7u, 8u}) {
         Bytes low = s;
         low[other] = 8;
         EXPECT_EQ(marked(3, low, 2, 1)[4], 1) << other;
