@@ -1,6 +1,8 @@
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <tuple>
+#include <utility>
 
 #include "PicMemAPI/by_component.h"
 #include "PicMemAPI/constant_tables.h"
@@ -140,7 +142,8 @@ int rotate(const ConstCall& p, const int32_t* constants) {
 // ----- Products and quotients --------------------------------------------------------------------
 
 // What is promised are products of doubles. Where there are many pixels, products of 16-bit words
-// are tried on all values that a sample may have, and take their place when they are the same.
+// and then those in single precision are tried on all values that a sample may have, and take their
+// place when they are the same.
 
 /// value * (whole + (high * 2^16 + low) / 2^32), rounded; top beyond `most`.
 struct Factor {
@@ -163,7 +166,7 @@ struct MulInWords {
 };
 
 /// Do both give the same for 0 to `most`?
-template <class Exact, class Tried>
+template <class T, class Exact, class Tried>
 bool same_for_all(uint32_t most, Exact exact, Tried tried) {
     constexpr uint32_t kBlock = 2048;  // so that what differs is soon seen
     bool same = true;
@@ -173,7 +176,7 @@ bool same_for_all(uint32_t most, Exact exact, Tried tried) {
         for (uint16_t differs = 0; differs == 0 && first <= most; first += kBlock) {
             const uint32_t end = std::min(first + kBlock, most + 1);
             for (uint32_t v = first; v < end; ++v) {
-                const auto value = static_cast<uint16_t>(v);
+                const auto value = static_cast<T>(v);
                 differs = static_cast<uint16_t>(differs | (exact(value) ^ tried(value)));
             }
             *result = differs == 0;
@@ -198,7 +201,7 @@ bool find_factor(Exact exact, double factor, uint32_t greatest, MulInWords op, F
         const Factor f{static_cast<uint16_t>(most), static_cast<uint16_t>(whole),
                        static_cast<uint16_t>(part >> 16), static_cast<uint16_t>(part)};
         found = f;
-        if (same_for_all(most, exact, [=](uint16_t sample) {
+        if (same_for_all<uint16_t>(most, exact, [=](uint16_t sample) {
                 return op(sample, f.most, f.whole, f.high, f.low);
             }))
             return true;
@@ -206,32 +209,101 @@ bool find_factor(Exact exact, double factor, uint32_t greatest, MulInWords op, F
     return false;
 }
 
+/// value * (high + low) in single precision, rounded.
+template <class T>
+struct MulInFloats {
+    T mask;
+    int32_t top;
+    T operator()(T sample, float high, float low) const {
+        const auto value = static_cast<float>(static_cast<T>(sample & mask));
+        const auto product = static_cast<int32_t>(value * high + value * low + 0.5f);
+        return static_cast<T>(std::min(product, top));
+    }
+};
+
+/// How far `factor` lies below the fraction of small numbers that it was rounded from; 0: it is no
+/// such. Only with one are there products in the very middle between two results.
+double below_fraction(double factor) {
+    constexpr double kMost = 2 * 65536;  // of denominators: (2k + 1) / 2v
+    double p = std::floor(factor), q = 1, former_p = 1, former_q = 0, rest = factor - p;
+    for (;;) {  // continued fractions; p and q are whole
+        const auto upper = static_cast<double>(static_cast<float>(factor));
+        const double below = (p - upper * q) - (factor - upper) * q;  // each product is exact
+        if (std::fabs(below) <= 0x1p-50 * p) return below / q;
+        if (rest < 0x1p-20) return 0;
+        const double inverse = 1 / rest, next = std::floor(inverse);
+        former_p = std::exchange(p, next * p + former_p);
+        former_q = std::exchange(q, next * q + former_q);
+        if (q > kMost) return 0;
+        rest = inverse - next;
+    }
+}
+
+struct FloatFactor {
+    float high, low;
+};
+
+/// A product in the middle between two results is rounded like all others, and then less than half
+/// or not: by where it lies between powers of two. In single precision that is the same for a
+/// factor that lies below the fraction by 2^29 as much. `high` has so few bits that its products
+/// are exact.
+template <class T, class Exact>
+bool find_float_factor(Exact exact, double factor, uint32_t greatest, MulInFloats<T> op,
+                       FloatFactor& found) {
+    const double target = factor - below_fraction(factor) * 0x1p29;
+    const auto cleared = static_cast<uint32_t>(53 - 24 + std::bit_width(greatest));
+    const auto high = std::bit_cast<double>(std::bit_cast<uint64_t>(target) >> cleared << cleared);
+    found = {static_cast<float>(high), static_cast<float>(target - high)};
+    return same_for_all<T>(greatest, exact,
+                           [=, f = found](T sample) { return op(sample, f.high, f.low); });
+}
+
 /// compute(p, make, op) for an op that is nearly a product by `factor_of(component)`, not below 0,
 /// of samples that count up to `greatest`.
 template <class T, class Make, class Op>
 int compute_product(const ConstCall& p, uint32_t greatest, Make make, Op op,
                     [[maybe_unused]] const auto& factor_of) {
-    if constexpr (sizeof(T) == 2) {
-        constexpr uint32_t kMost = 32;
-        Factor all[kMost];
-        const MulInWords in_words{static_cast<T>(greatest), static_cast<T>(p.top())};
+    constexpr uint32_t kMost = 32;
+    const bool is_worth_it = p.components <= kMost && p.size >= 4 * (uint64_t{greatest} + 1);
+    // find(component, exact, last): a few samples tell most of the components that have none.
+    const auto finds = [&](auto find) {
         const auto finds_up_to = [&](uint32_t last) {
             return all_of(p.components, [&](uint32_t c) {
-                const auto exact = [=, k = make(c)](T sample) {
-                    return std::apply([=](auto... of) { return op(sample, of...); }, k);
-                };
-                return find_factor(exact, factor_of(c), last, in_words, all[c]);
+                return find(
+                    c,
+                    [=, k = make(c)](T sample) {
+                        return std::apply([=](auto... of) { return op(sample, of...); }, k);
+                    },
+                    last);
             });
         };
-        // A few samples tell most of the components for which there are no words.
-        if (p.components <= kMost && p.size >= 4 * (uint64_t{greatest} + 1) &&
-            finds_up_to(std::min(greatest, 511u)) && finds_up_to(greatest))
+        return finds_up_to(std::min(greatest, 511u)) && finds_up_to(greatest);
+    };
+    if constexpr (sizeof(T) == 2) {
+        Factor all[kMost];
+        const MulInWords in_words{static_cast<T>(greatest), static_cast<T>(p.top())};
+        if (is_worth_it && finds([&](uint32_t c, auto exact, uint32_t last) {
+                return find_factor(exact, factor_of(c), last, in_words, all[c]);
+            }))
             return compute<T>(
                 p,
                 [&](uint32_t c) {
                     return std::tuple{all[c].most, all[c].whole, all[c].high, all[c].low};
                 },
                 in_words);
+    }
+    if constexpr (sizeof(T) <= 2) {
+        FloatFactor all[kMost];
+        const MulInFloats<T> in_floats{static_cast<T>(greatest), static_cast<int32_t>(p.top())};
+        if (is_worth_it && finds([&](uint32_t c, auto exact, uint32_t last) {
+                return find_float_factor(exact, factor_of(c), last, in_floats, all[c]);
+            }))
+            return compute<T>(
+                p,
+                [&](uint32_t c) {
+                    return std::tuple{all[c].high, all[c].low};
+                },
+                in_floats);
     }
     return compute<T>(p, make, op);
 }
@@ -563,11 +635,12 @@ struct SubConst {
 
 template <class T, uint32_t n>
 int multiply(const ConstCall& p, const auto& factor_of) {
-    // Byte permutes are quicker than products.
+    // Byte permutes are quicker than products where a table of one component, or of three with
+    // VBMI, fits into them.
     if constexpr (sizeof(T) == 1)
-        return multiply_by_table<n>(p, factor_of);
-    else
-        return multiply_and_clip<T>(p, factor_of);
+        if (n == 1 || (n == 3 && has_vbmi()) || by_table<T>(p))
+            return multiply_by_table<n>(p, factor_of);
+    return multiply_and_clip<T>(shared<T, n>(p), factor_of);
 }
 
 struct MulConst {

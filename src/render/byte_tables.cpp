@@ -1,14 +1,11 @@
 #include "render/byte_tables.h"
 
 #include "core/isa.h"
-#include "core/processor.h"
 
 namespace qmpic {
 namespace {
 
-// The AVX-512 level does not promise VBMI: processors have the one without the other. There, and at
-// AVX2, sixteen tables of sixteen bytes are still faster than loads.
-bool has_vbmi() { return active_isa() == Isa::Avx512 && CPU_FEATURE_ACTIVE(AVX512_VBMI); }
+// Without VBMI sixteen tables of sixteen bytes are still faster than loads.
 
 /// Three tables of 256 bytes, one behind the other.
 struct PlaneTable {

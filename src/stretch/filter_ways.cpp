@@ -1,14 +1,10 @@
 #include "stretch/filter_ways.h"
 
 #include "core/isa.h"
-#include "core/processor.h"
 #include "stretch/filter_levels.h"
 
 namespace qmpic {
 namespace {
-
-// The AVX-512 level does not promise VBMI; two shuffles of 16 bytes do there, too.
-bool has_vbmi() { return active_isa() == Isa::Avx512 && CPU_FEATURE_ACTIVE(AVX512_VBMI); }
 
 // Beyond, tables would be larger than what they save.
 constexpr uint32_t kMostComponents = 4;
@@ -25,6 +21,7 @@ FilterWindows* choose_windows(Lines lines, uint64_t line_bytes, std::optional<Wi
         table.emplace(shape, lines, static_cast<uint32_t>(sizeof(T)), line_bytes);
         return table->state() != WindowTable::kDoesNotFit;
     };
+    // Elsewhere two shuffles of 16 bytes do, too.
     if (has_vbmi() && line_bytes >= 64 && lines.samples() >= 16) {
         if (fits({64, 64, 16, pairs, true})) return windows_avx512vbmi<T>(pairs, true);
         for (const uint32_t p : {pairs, pairs + 1})

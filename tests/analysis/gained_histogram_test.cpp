@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <functional>
 #include <numeric>
 #include <vector>
 
 #include "analysis/acquisition_kernels.h"
 #include "qmpic/PicMemAPI_Base.h"
+#include "support/bin_array.h"
 #include "support/cases.h"
 #include "support/failing_alloc.h"
 
@@ -15,7 +15,6 @@ namespace qmpic::test {
 namespace {
 
 using Api = CQmPicMemAPI_Base;
-using Counts = std::vector<uint64_t>;
 
 Counts repaired(Counts bins) {
     const uint64_t n = bins.size();
@@ -60,37 +59,6 @@ Counts repaired(Counts bins) {
     return bins;
 }
 
-/// Bins as kernels take them, at an odd address or not, between bytes of no one.
-class Memory {
-  public:
-    Memory(uint32_t bin_bytes, const Counts& counts, size_t shift)
-        : bin_bytes_(bin_bytes),
-          count_(counts.size()),
-          first_(64 + shift),
-          bytes_(first_ + count_ * bin_bytes + 64, 0x5A) {
-        for (size_t i = 0; i < count_; ++i)
-            std::memcpy(&bytes_[first_ + i * bin_bytes], &counts[i], bin_bytes);
-    }
-    void* data() { return &bytes_[first_]; }
-    Counts counts() const {
-        Counts all(count_, 0);
-        for (size_t i = 0; i < count_; ++i)
-            std::memcpy(&all[i], &bytes_[first_ + i * bin_bytes_], bin_bytes_);
-        return all;
-    }
-    bool is_alone() const {
-        const size_t end = first_ + count_ * bin_bytes_;
-        for (size_t i = 0; i < bytes_.size(); ++i)
-            if ((i < first_ || i >= end) && bytes_[i] != 0x5A) return false;
-        return true;
-    }
-
-  private:
-    uint32_t bin_bytes_;
-    size_t count_, first_;
-    std::vector<uint8_t> bytes_;
-};
-
 /// Runs of high and of low bins of any length, seldom so many high ones that all is normal.
 Counts draw_bins(Random& random, uint32_t bits, uint32_t bin_bytes) {
     Counts bins(size_t{1} << bits);
@@ -115,7 +83,7 @@ void check(const Run& run, Round round) {
     const uint32_t bits = random(0, 15) == 0 ? random(13, 16) : 8 + round.number % 5;
     const uint32_t bin_bytes = random.one_of({4u, 8u});
     const Counts before = draw_bins(random, bits, bin_bytes), expected = repaired(before);
-    Memory bins(bin_bytes, before, random(0, 3));
+    BinArray bins(bin_bytes, before, random(0, 3));
 
     EXPECT_EQ(run(bins.data(), random.one_of({0u, 1u, 2u, 5u, 16u}), bits), QM_OK);
     ASSERT_EQ(bins.counts(), before);

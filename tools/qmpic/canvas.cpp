@@ -1,5 +1,7 @@
 #include "canvas.h"
 
+#include <algorithm>
+
 #include "failure.h"
 
 namespace tool {
@@ -44,6 +46,18 @@ void Canvas::font(double size, bool bold) const {
     cairo_select_font_face(cairo, "sans-serif", CAIRO_FONT_SLANT_NORMAL,
                            bold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
     cairo_set_font_size(cairo, size);
+}
+
+void Canvas::headings(double x, double room, double title_y, const std::string& title,
+                      double subtitle_y, const std::string& subtitle) const {
+    const auto put = [&](double y, double size, bool bold, Colour c, const std::string& words) {
+        font(size, bold);
+        font(size * std::min(1.0, room / width(words)), bold);
+        colour(c);
+        text(x, y, 0, words);
+    };
+    put(title_y, 20, true, kText, title);
+    put(subtitle_y, 15, false, kFaint, subtitle);
 }
 
 void Canvas::copy_to(Pixels& screen) const {

@@ -27,6 +27,9 @@ struct Canvas {
     double text(double x, double y, double side, const std::string& words) const;
     double width(const std::string& words) const;
     void font(double size, bool bold = false) const;
+    /// A title and what stands below it, made smaller where they would be wider than `room`.
+    void headings(double x, double room, double title_y, const std::string& title,
+                  double subtitle_y, const std::string& subtitle) const;
 
     /// What was drawn, as 3 x 8 bits in blue, green, red order. Fails when it could not be drawn.
     void copy_to(Pixels& screen) const;

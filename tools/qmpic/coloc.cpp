@@ -251,20 +251,13 @@ ScatterAxes write_scatter(const Options& options, const Pair& pair, const Counts
     const double room = axes.right + kRightOfArea - 2 * (kLeft / 4);
     const std::string title =
         printable(std::filesystem::path(options.wanted.path).filename().string());
-    canvas.font(20, true);
-    canvas.font(20 * std::min(1.0, room / canvas.width(title)), true);
-    canvas.colour(kText);
-    canvas.text(kLeft / 4, 34, 0, title);
     std::string subtitle = "Pearson " + format("%.3f", numbers.pearson) + ", M1 " +
                            format("%.3f", numbers.m1) + ", M2 " + format("%.3f", numbers.m2) +
                            "; " + std::to_string(pixels) + " pixels";
     if (pair.thresholds.a != 0 || pair.thresholds.b != 0)
         subtitle += "; dashed: thresholds " + std::to_string(pair.thresholds.a) + " and " +
                     std::to_string(pair.thresholds.b);
-    canvas.font(15);
-    canvas.font(15 * std::min(1.0, room / canvas.width(subtitle)));
-    canvas.colour(kFaint);
-    canvas.text(kLeft / 4, 60, 0, subtitle);
+    canvas.headings(kLeft / 4, room, 34, title, 60, subtitle);
 
     cairo_set_antialias(canvas.cairo, CAIRO_ANTIALIAS_NONE);
     canvas.colour(kBlack);

@@ -131,13 +131,7 @@ double FocusCurve::normalised(std::size_t plane) const {
 FocusAxes draw_focus_plot(Pixels& screen, const std::string& title, const std::string& subtitle,
                           const std::vector<FocusCurve>& curves) {
     const Canvas canvas(kWidth, kHeight);
-    canvas.font(20, true);
-    canvas.font(20 * std::min(1.0, (kRight - kLeft) / canvas.width(title)), true);
-    canvas.colour(kText);
-    canvas.text(kLeft, kTitle, 0, title);
-    canvas.font(15);
-    canvas.colour(kFaint);
-    canvas.text(kLeft, kSubtitle, 0, subtitle);
+    canvas.headings(kLeft, kRight - kLeft, kTitle, title, kSubtitle, subtitle);
     draw_legend(canvas, curves);
     draw_axes(canvas, curves[0].values.size());
     for (const FocusCurve& curve : curves) draw_curve(canvas, curve);

@@ -248,13 +248,7 @@ Axes draw_plot(Pixels& screen, const std::string& title, const std::string& subt
                const std::vector<Curve>& curves, bool logarithmic) {
     const Axes axes = choose_axes(curves, logarithmic);
     const Canvas canvas(kWidth, axes.height);
-    canvas.font(20, true);
-    canvas.font(20 * std::min(1.0, (kRight - kLeft) / canvas.width(title)), true);
-    canvas.colour(kText);
-    canvas.text(kLeft, kTitle, 0, title);
-    canvas.font(15);
-    canvas.colour(kFaint);
-    canvas.text(kLeft, kSubtitle, 0, subtitle);
+    canvas.headings(kLeft, kRight - kLeft, kTitle, title, kSubtitle, subtitle);
     draw_legend(canvas, curves);
     draw_axes(canvas, axes);
     for (const Curve& curve : curves) draw_curve(canvas, axes, curve);
