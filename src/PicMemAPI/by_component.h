@@ -5,6 +5,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "core/prefetch.h"
 #include "core/shapes.h"
 
 /// Samples combined with values that each component has for itself.
@@ -30,11 +31,13 @@ void combine_periods(Team team, Dst dst, Area area, uint64_t pixels, uint64_t st
         for (uint64_t y = rows.first; y < rows.last; ++y)
             for (uint64_t x = 0; x < pixels; ++x)
                 for (uint64_t i = 0; i < count; i += period) {
-                    const uint64_t at = x * step + first + i;
+                    const uint64_t at = x * step + first + i, n = std::min(period, count - i);
+                    Sample<T>* const d = dst.template row<T>(y) + at;
+                    fetch_ahead_to_write(d, n * sizeof(T));
+                    (fetch_ahead(sources.template row<T>(y) + at, n * sizeof(T)), ...);
                     std::apply(
                         [&](const K*... k) {
-                            dense_row(dst.template row<T>(y) + at, std::min(period, count - i), op,
-                                      sources.template row<T>(y) + at...,
+                            dense_row(d, n, op, sources.template row<T>(y) + at...,
                                       reinterpret_cast<const Sample<K>*>(k)...);
                         },
                         values);

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "core/prefetch.h"
 #include "core/shapes.h"
 
 /// Integers that become floats.
@@ -18,12 +19,30 @@ struct ToFloat {
     }
 };
 
+namespace detail {
+/// Four bytes are written for each that is read: memory decides, and takes its time unless it is
+/// asked early.
+template <class Op>
+void floats_of_bytes(Team team, FloatDst dst, Src src, Area area, Op op) {
+    constexpr uint64_t kBlock = 64;
+    area = joined(team, area, {stride_of(dst, sizeof(float)), stride_of(src, 1)});
+    each_row<float, uint8_t>(team, dst, src, area, [=](Sample<float>* d, const Sample<uint8_t>* s) {
+        const uint64_t whole = area.width / kBlock * kBlock;
+        for (uint64_t x = 0; x < whole; x += kBlock) {
+            fetch_ahead_to_write(d + x, kBlock * sizeof(float));
+            for (uint64_t i = 0; i < kBlock; ++i) d[x + i] = op(s[x + i]);
+        }
+        for (uint64_t x = whole; x < area.width; ++x) d[x] = op(s[x]);
+    });
+}
+}  // namespace detail
+
 /// Sample by sample: bytes for a depth of 8, words for all others up to 16, also below 8, and
 /// 32-bit words up to 32. `op` takes integers of all three. False above 32 bits, with nothing done.
 template <class Op>
 bool floats_of(Team team, FloatDst dst, Src src, uint32_t bpc, Area area, Op op) {
     if (bpc == 8)
-        map_samples<float, uint8_t>(team, dst, src, area, op);
+        detail::floats_of_bytes(team, dst, src, area, op);
     else if (bpc <= 16)
         map_samples<float, uint16_t>(team, dst, src, area, op);
     else if (bpc <= 32)
