@@ -39,8 +39,8 @@ void add_way(const std::string& name, Way way, uint32_t components, uint32_t bpc
         job.bytes = d.size() + s.size() + by.size();
         const uint32_t top = (1u << bpc) - 1;
         const std::vector<uint32_t> constants(components, top - 30);
-        job.ours = [=, lit = false]() mutable {
-            if (!lit) light_up<T>(by, top), lit = true;
+        light_up<T>(by, top);
+        job.ours = [=] {
             if (way == kPlain)
                 return divide_plainly(reinterpret_cast<T*>(d.data),
                                       reinterpret_cast<const T*>(s.data),

@@ -4,6 +4,7 @@
 #include <type_traits>
 
 #include "PicMemAPI/accumulation_kernels.h"
+#include "core/prefetch.h"
 #include "core/shapes.h"
 #include "qmpic/PicMemAPI_Base.h"
 
@@ -141,8 +142,14 @@ class Several {
         Several some;
         const uint64_t most =
             std::clamp<uint64_t>(kSamples / std::max<uint64_t>(components, 1), 1, kPixels);
-        for (uint64_t x = 0; x < pixels; x += most)
-            some.update_some(run, x, std::min(most, pixels - x), components);
+        for (uint64_t x = 0; x < pixels; x += most) {
+            const uint64_t count = std::min(most, pixels - x), samples = count * components;
+            fetch_ahead(run.new_weights + x, count * sizeof(Real));
+            fetch_ahead(run.s + x * components, samples * sizeof(T));
+            fetch_ahead_to_write(run.weights + x, count * sizeof(Real));
+            fetch_ahead_to_write(run.d + x * components, samples * sizeof(T));
+            some.update_some(run, x, count, components);
+        }
     }
 
   private:

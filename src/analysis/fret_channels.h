@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "core/arithmetic.h"
+#include "core/prefetch.h"
 #include "core/rows.h"
 #include "core/shapes.h"
 
@@ -97,6 +98,9 @@ void each_block(Dst dst, uint32_t cells, Source<S, unit> source, std::array<Take
         for (uint64_t y = rows.first; y < rows.last; ++y)
             for (uint64_t x = 0; x < area.width; x += kBlock) {
                 const uint64_t count = std::min(kBlock, area.width - x);
+                fetch_ahead(source.pixel(taken[0].first, y, x),
+                            count * source.components * sizeof(S));
+                fetch_ahead_to_write(dst.row<T>(y) + x * cells, count * cells * sizeof(T));
                 if (three) take_three(source.pixel(taken[0].first, y, x), taken, count, planes);
                 for (size_t p = 0; p < n; ++p)
                     if (!three && taken[p].is_there)
