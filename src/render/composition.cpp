@@ -194,23 +194,36 @@ struct Composition {
         Plane& shown = marking == kLater ? work.later : work.signal;
         constexpr uint64_t together = marking == kNone ? 4 : 2;
         uint64_t x = 0;
-        for (; x + together <= count; x += together)
-            look_up_pixels<n, marking, together>(work, x, table, from, stride, signal, shown);
+        // Of neighbouring channels (they ascend) one pointer does, best with a constant stride.
+        if (channel(g + n - 1).index - channel(g).index == n - 1) {
+            const Sample<T>* const first = s + channel(g).index;
+            const uint64_t whole = count - count % together;
+            if (stride == n)
+                for (; x < whole; x += together)
+                    look_up_pixels<n, marking, together>(
+                        work, x, table, [=](uint32_t c, uint64_t i) { return first[i * n + c]; },
+                        signal, shown);
+            for (; x < whole; x += together)
+                look_up_pixels<n, marking, together>(
+                    work, x, table, [=](uint32_t c, uint64_t i) { return first[i * stride + c]; },
+                    signal, shown);
+        }
         for (; x < count; ++x)
-            look_up_pixels<n, marking, 1>(work, x, table, from, stride, signal, shown);
+            look_up_pixels<n, marking, 1>(
+                work, x, table, [&](uint32_t c, uint64_t i) { return from[c][i * stride]; }, signal,
+                shown);
     }
 
     /// Neighbours of one channel after the other: stores to the same line go together.
-    template <uint32_t n, Marking marking, uint32_t together>
+    template <uint32_t n, Marking marking, uint32_t together, class SampleOf>
     static void look_up_pixels(Workspace& work, uint64_t x, const uint32_t* const* table,
-                               const Sample<T>* const* from, uint64_t stride,
-                               const uint32_t* signal, Plane& shown) {
+                               SampleOf sample, const uint32_t* signal, Plane& shown) {
         uint32_t flags[together] = {};
 #pragma GCC unroll 4
         for (uint32_t c = 0; c < n; ++c)
 #pragma GCC unroll 4
             for (uint32_t k = 0; k < together; ++k) {
-                const uint32_t word = table[c][from[c][(x + k) * stride]];
+                const uint32_t word = table[c][sample(c, x + k)];
                 work.channel[c].set(x + k, word);
                 if (marking != kNone) flags[k] |= word;
             }
