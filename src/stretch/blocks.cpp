@@ -164,6 +164,23 @@ void average_squares(T* means, const Sum<T>* sums, const BlockCall& call) {
     }
 }
 
+/// Blocks of 2 x 2 words without sums, which would take wider lanes: quarters are added up, and
+/// what they leave.
+inline void average_pairs(uint16_t* means, const BlockCall& call, uint32_t j) {
+    const uint64_t step = call.components, end = call.means();
+    const uint64_t first = uint64_t{call.lowest} * step;
+    const Sample<uint16_t>* const a = call.from<uint16_t>(j, 0) + first;
+    const Sample<uint16_t>* const b = call.from<uint16_t>(j, 1) + first;
+    const auto quarter = [](uint16_t v) { return static_cast<uint16_t>(v >> 2); };
+    const auto rest = [](uint16_t v) { return static_cast<uint16_t>(v & 3); };
+    for (uint64_t i = 0; i < end; ++i) {
+        const uint16_t v[4] = {a[i], a[i + step], b[i], b[i + step]};
+        const auto rests = static_cast<uint16_t>(rest(v[0]) + rest(v[1]) + rest(v[2]) + rest(v[3]));
+        means[i] = static_cast<uint16_t>(quarter(v[0]) + quarter(v[1]) + quarter(v[2]) +
+                                         quarter(v[3]) + quarter(rests));
+    }
+}
+
 /// Blocks of steps of 1.
 template <class T>
 struct NarrowBlocks {
@@ -173,14 +190,20 @@ struct NarrowBlocks {
     T* means;
     void operator()() const {
         for (uint32_t j = first; j < end; ++j) {
-            add_rows<T>(sums, call, j);
-            switch (call.x.count == call.y.count ? call.x.count : 0) {
-            case 2: average_squares<2>(means, sums, call); break;
-            case 3: average_squares<3>(means, sums, call); break;
-            default: average_neighbours(means, sums, call);
-            }
+            average(j);
             const auto* const made = reinterpret_cast<const Sample<uint8_t>*>(means);
             call.picker->pick(call.to<uint8_t>(j), made, made);
+        }
+    }
+    void average(uint32_t j) const {
+        const uint32_t edge = call.x.count == call.y.count ? call.x.count : 0;
+        if constexpr (sizeof(T) == 2)
+            if (edge == 2) return average_pairs(means, call, j);
+        add_rows<T>(sums, call, j);
+        switch (edge) {
+        case 2: return average_squares<2>(means, sums, call);
+        case 3: return average_squares<3>(means, sums, call);
+        default: return average_neighbours(means, sums, call);
         }
     }
 };
