@@ -46,8 +46,11 @@ void add_quick(uint32_t components, Depth depth, Screen screen) {
             const uint32_t width = scaled(screen.width, edge), height = scaled(screen.height, edge);
             const Picture s(kFirst, edge, components, depth),
                 d(kDestination, edge, components, depth);
+            const uint64_t pixel = uint64_t{components} * depth / 8;
+            // Memory is read by lines of 64 bytes.
+            const uint64_t row = std::min<uint64_t>(s.stride(), 64 * uint64_t{width});
             Job job;
-            job.bytes = 2 * uint64_t{width} * height * components * depth / 8;
+            job.bytes = (row + width * pixel) * height;
             job.ours = [=] { stretch(d, width, height, s, Api::StretchQuick); };
 #ifdef QMPIC_OPENCV
             job.peer = [=] {
