@@ -6,6 +6,7 @@
 #include "PicMemAPI/mask_bits.h"
 #include "core/frame.h"
 #include "core/isa.h"
+#include "core/prefetch.h"
 #include "qmpic/Lut.h"
 #include "qmpic/PicMemAPI_Base.h"
 #include "qmpic/status.h"
@@ -67,6 +68,7 @@ struct JudgedBits {
     void read(uint64_t y, uint64_t x, uint32_t pixels, OverlayMask& made) const {
         const Sample<uint8_t>* s = picture.row<uint8_t>(y) + x * judge.pixel_bytes();
         if (pixels == kOverlayBlock) {
+            fetch_ahead(s, kOverlayBlock * judge.pixel_bytes());
             judge.template whole<kOverlayBlock / kGroup>(s, made.bytes);
         } else {
             uint32_t at = 0;

@@ -1,5 +1,6 @@
 #include <immintrin.h>
 
+#include "core/prefetch.h"
 #include "render/overlay_blend.h"
 
 #define QM_INLINE gnu::always_inline, QM_TARGET_AVX2
@@ -97,6 +98,7 @@ void Avx2Groups::operator()(Sample<uint8_t>* d, OverlayCells over, const uint8_t
             alike.products[v] = blend.products(load(over.first + 32 * v));
     for (uint32_t i = 0; i < 2 * count; ++i, d += kHalf) {
         if (words[i] == 0) continue;
+        fetch_ahead_to_write(d, kHalf);
         if (over.step == 0)
             half(d, words[i], blend, alike);
         else

@@ -1,5 +1,6 @@
 #include "PicMemAPI/bit_words.h"
 #include "core/intrinsics.h"
+#include "core/prefetch.h"
 #include "render/overlay_blend.h"
 
 // Every processor with AVX-512 spreads bits in one fast instruction.
@@ -59,6 +60,7 @@ template <class Others>
     for (uint32_t i = 0; i * kOverlayGroup < pixels; ++i, d += kOverlayCells) {
         const uint64_t group = mask.group(i);
         if (group == 0) continue;
+        fetch_ahead_to_write(d, kOverlayCells);
         uint64_t cells[3];
         thrice(bits::reversed(group), cells);
         for (uint32_t v = 0; v < 3; ++v) {
