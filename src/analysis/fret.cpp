@@ -1,5 +1,6 @@
 #include "qmpic/kernels/fret.h"
 
+#include <cmath>
 #include <optional>
 
 #include "analysis/colour_scale.h"
@@ -45,15 +46,96 @@ struct AsItIs {
     double operator()(double signal) const { return limited(signal, 255.0); }
 };
 
-/// index[i] = what `place` makes of the signal.
-template <class Place>
-void find_colours(const Lights& lights, uint64_t count, const Correction& correction,
-                  const Place& place, int32_t* index) {
+/// index[i] = what `place` makes of the signal of pixel first + i.
+template <class Less, class S, class Place>
+void find_colours(const Signal<Less>& signal, const Planes<S, 3>& planes, uint64_t first,
+                  uint64_t count, const Place& place, int32_t* index) {
+    const Lights lights(signal, planes, count, first);
     const auto& [i1, i2, i3] = lights.values;
     alignas(64) double places[kBlock];
-    for (uint64_t i = 0; i < count; ++i) places[i] = place(correction(i1[i], i2[i], i3[i]));
+    for (uint64_t i = 0; i < count; ++i) places[i] = place(signal.correction(i1[i], i2[i], i3[i]));
     cut_places(places, count, index);
 }
+
+/// The same of integers in single precision: a colour from somewhat below the place and one from
+/// somewhat above it. Where the two are the same that is the colour; else doubles tell.
+class NearRange {
+  public:
+    NearRange(const Correction& c, const Range& range)
+        : one_(static_cast<float>(range.scale)),
+          two_(static_cast<float>((c.donor_in_acceptor * c.acceptor - c.donor) * range.scale)),
+          three_(static_cast<float>((c.acceptor_in_donor * c.donor - c.acceptor) * range.scale)),
+          offset_(static_cast<float>(range.least * range.scale)),
+          terms_(std::fabs(double{one_}) + std::fabs(double{two_}) + std::fabs(double{three_})),
+          terms_of_doubles_((1 + std::fabs(c.donor_in_acceptor * c.acceptor) + std::fabs(c.donor) +
+                             std::fabs(c.acceptor_in_donor * c.donor) + std::fabs(c.acceptor)) *
+                            range.scale) {}
+
+    /// For samples up to `greatest`: six roundings, of the sum of all terms at most, and twenty of
+    /// doubles, whose terms are others.
+    float margin(double greatest) const {
+        const double offset = std::fabs(double{offset_});
+        return static_cast<float>((greatest * terms_ + offset) * 0x1p-24 * 6.5 +
+                                  (greatest * terms_of_doubles_ + offset) * 0x1p-48);
+    }
+    /// Are the colours of a part from `first` on those?
+    template <class Less, class S>
+    bool find(const std::array<Less, 3>& less, const Planes<S, 3>& planes, uint64_t first,
+              float margin, int32_t* index) const {
+        constexpr uint64_t part = kPart<S>;
+        alignas(64) float below[part], above[part];
+        for (uint64_t i = 0; i < part; ++i) {
+            const auto lights = [&](size_t c) {
+                return static_cast<float>(less[c](planes.values[c][first + i]));
+            };
+            const float place = lights(0) * one_ + lights(1) * two_ + lights(2) * three_ - offset_;
+            // Half a colour above the last one, both ends are still there.
+            const float not_below = place > 0 ? place : 0;
+            const float inside = not_below > 255.5f ? 255.5f : not_below;
+            below[i] = inside - margin;
+            above[i] = inside + margin;
+        }
+        int32_t different = 0;
+        for (uint64_t i = 0; i < part; ++i) {
+            index[i] = static_cast<int32_t>(below[i]);
+            different |= index[i] ^ static_cast<int32_t>(above[i]);
+        }
+        return different == 0;
+    }
+    /// Whole vectors of samples, and no more, since one pixel decides for all of a part.
+    template <class S>
+    static constexpr uint64_t kPart = 64 / sizeof(S);
+
+  private:
+    float one_, two_, three_, offset_;
+    double terms_, terms_of_doubles_;
+};
+
+/// How the colours of a block are found.
+template <class S, class Less, class Place>
+struct Finder {
+    Signal<Less> signal;
+    Place place;
+    void operator()(const Planes<S, 3>& planes, uint64_t count, int32_t* index) const {
+        find_colours(signal, planes, 0, count, place, index);
+    }
+};
+template <class S>
+struct Finder<S, LessUnsigned<S>, Range> {
+    Signal<LessUnsigned<S>> signal;
+    Range place;
+    NearRange near{signal.correction, place};
+    void operator()(const Planes<S, 3>& planes, uint64_t count, int32_t* index) const {
+        S greatest = 0;
+        for (const auto& plane : planes.values)
+            for (uint64_t i = 0; i < count; ++i) greatest = std::max(greatest, plane[i]);
+        const float margin = near.margin(greatest);
+        constexpr uint64_t part = NearRange::kPart<S>;
+        for (uint64_t i = 0; i < count; i += part)  // not below for NaN, too
+            if (!(margin < 0.1f) || !near.find(signal.less, planes, i, margin, index + i))
+                find_colours(signal, planes, i, part, place, index + i);
+    }
+};
 
 /// Pixels of three cells T, found in a table of words.
 template <class T>
@@ -81,14 +163,14 @@ struct Words {
 template <class T, class S, class Less, class Place>
 int draw(Dst dst, Source<S> source, std::array<Taken, 3> taken, const Signal<Less>& signal,
          Place place, const ColourScale& colours, Area area) {
-    each_block<T>(
-        dst, 3, source, taken, area,
-        [=, words = Words<T>(colours)](Sample<T>* d, const Planes<S, 3>& planes, uint64_t count) {
-            alignas(64) int32_t index[kBlock];
-            const uint64_t whole = whole_vectors(count);
-            find_colours(Lights(signal, planes, whole), whole, signal.correction, place, index);
-            write_colours(d, count, index, words.of);
-        });
+    each_block<T>(dst, 3, source, taken, area,
+                  [find = Finder<S, Less, Place>{signal, place}, words = Words<T>(colours)](
+                      Sample<T>* d, const Planes<S, 3>& planes, uint64_t count) {
+                      alignas(64) int32_t index[kBlock];
+                      const uint64_t whole = whole_vectors(count);
+                      find(planes, whole, index);
+                      write_colours(d, count, index, words.of);
+                  });
     return QM_OK;
 }
 

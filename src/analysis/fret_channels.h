@@ -162,10 +162,11 @@ struct Lights {
     alignas(64) double values[3][kBlock];
 
     template <class Less, class S>
-    Lights(const Signal<Less>& signal, const Planes<S, 3>& planes, uint64_t count) {
+    Lights(const Signal<Less>& signal, const Planes<S, 3>& planes, uint64_t count,
+           uint64_t first = 0) {
         for (size_t c = 0; c < 3; ++c)
             for (uint64_t i = 0; i < count; ++i)
-                values[c][i] = static_cast<double>(signal.less[c](planes.values[c][i]));
+                values[c][i] = static_cast<double>(signal.less[c](planes.values[c][first + i]));
     }
 };
 
