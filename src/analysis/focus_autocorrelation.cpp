@@ -5,6 +5,7 @@
 #include "analysis/focus_kernels.h"
 #include "analysis/focus_pixels.h"
 #include "core/frame.h"
+#include "core/prefetch.h"
 
 // Vollath's F4 along the rows.
 
@@ -12,7 +13,7 @@ namespace {
 
 using namespace qmpic;
 
-constexpr uint64_t kBlock = 4096;
+constexpr uint64_t kBlock = 1024;
 
 /// The sum of (p[x - 1] - p[x - 2]) * p[x] over so many pixels from p on.
 template <class Pixel>
@@ -27,13 +28,14 @@ int64_t total(const Sample<uint8_t>* p, uint64_t count, Pixel pixel) {
 
 /// The same of words, with q = p - 32768 in place of p: then all factors have 16 bits. The rest,
 /// 32768 times the sum of q[x - 1] - q[x - 2], is that of the ends. Products by the two bytes of
-/// q[x] are summed apart: up to 256 of them fit into 32 bits.
+/// q[x] are summed apart, the low one less 128, which the ends make good as well: then 256 of them
+/// fit into 32 bits.
 template <class Count>
 int64_t total_of_few(const int16_t* q, Count count) {
     int32_t high1 = 0, high0 = 0, low1 = 0, low0 = 0;
     for (uint64_t i = 0; i < count; ++i) {
         const auto high = static_cast<int16_t>(q[i + 2] >> 8);
-        const auto low = static_cast<int16_t>(q[i + 2] & 255);
+        const auto low = static_cast<int16_t>((q[i + 2] & 255) - 128);
         high1 += q[i + 1] * high;
         high0 += q[i] * high;
         low1 += q[i + 1] * low;
@@ -43,11 +45,11 @@ int64_t total_of_few(const int16_t* q, Count count) {
 }
 template <class Pixel>
 int64_t total(const Sample<uint16_t>* p, uint64_t count, Pixel pixel) {
-    constexpr uint64_t kFew = 128;
+    constexpr uint64_t kFew = 256;
     int16_t q[kBlock + 2];
     for (uint64_t i = 0; i < count + 2; ++i)
         q[i] = static_cast<int16_t>(p[i * pixel.samples()] ^ 0x8000);
-    int64_t sum = 32768 * int64_t{q[count] - q[0]};
+    int64_t sum = (32768 + 128) * int64_t{q[count] - q[0]};
     uint64_t first = 0;
     for (; first + kFew <= count; first += kFew)
         sum += total_of_few(q + first, std::integral_constant<uint64_t, kFew>{});
@@ -72,6 +74,7 @@ int autocorrelation(const FocusCall& c) {
                 for (uint64_t first = 0; first < area.width - 2; first += kBlock) {
                     const uint64_t count = std::min(kBlock, area.width - 2 - first);
                     const Sample<T>* const s = p + first * n;
+                    fetch_ahead(s, count * n * sizeof(T));
                     if (local.has_room(count, kGreatest))
                         local.add_total(total(s, count, pixel));
                     else
