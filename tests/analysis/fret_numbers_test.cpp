@@ -40,7 +40,7 @@ struct RowsThatTell {
     RowsThatTell(const RowsThatTell&) = delete;
     RowsThatTell& operator=(const RowsThatTell&) = delete;
 };
-Bytes told(std::initializer_list<uint8_t> rows) {
+Bytes told(const Bytes& rows) {
     Bytes cells;
     for (const uint8_t row : rows)
         for (const int cell : {int{row}, 255 - row, row / 2})
@@ -191,6 +191,35 @@ TEST(Fret, MakesTheScaleInSinglePrecision) {
     s.min = 0, s.max = 330;  // 66 are 51 rows, but 255 / 330 is a little too small as a float
     ASSERT_LT(66.0 * static_cast<double>(255.0f / 330.0f), 51.0);
     EXPECT_EQ(image(Shorts{66, 0, 0}, s), told({50}));
+}
+
+TEST(Fret, CutsWhereDoublesDoAndNotFloats) {
+    const RowsThatTell table;
+    Settings s;
+    s.lut = &table.set;
+    int unlike_floats = 0;
+    for (const double bleed : {0.1, 0.3, 0.7}) {  // so that many signals are whole but for a bit
+        s.bleeds = {bleed, 0, 0, 0};
+        Bytes bytes, rows;
+        Shorts words;
+        for (int fret = 0; fret < 256; ++fret)
+            for (int donor = 0; donor < 256; ++donor) {
+                for (const int sample : {fret, donor, 0}) {
+                    bytes.push_back(static_cast<uint8_t>(sample));
+                    words.push_back(static_cast<uint16_t>(sample));
+                }
+                const double signal = std::max(fret - donor * bleed, 0.0);
+                const float rough =
+                    std::max(static_cast<float>(fret) -
+                                 static_cast<float>(donor) * static_cast<float>(bleed),
+                             0.0f);
+                unlike_floats += static_cast<int>(rough) != static_cast<int>(signal);
+                rows.push_back(static_cast<uint8_t>(signal));
+            }
+        EXPECT_EQ(image(bytes, s), told(rows));
+        EXPECT_EQ(image<uint8_t>(words, s), told(rows));
+    }
+    EXPECT_GT(unlike_floats, 0);
 }
 
 TEST(Fret, TakesAbsentChannelsForZero) {
