@@ -131,7 +131,7 @@ struct Finder<S, LessUnsigned<S>, Range> {
             for (uint64_t i = 0; i < count; ++i) greatest = std::max(greatest, plane[i]);
         const float margin = near.margin(greatest);
         constexpr uint64_t part = NearRange::kPart<S>;
-        for (uint64_t i = 0; i < count; i += part)  // not below for NaN, too
+        for (uint64_t i = 0; i < count; i += part)  // NaN serves no more than a wide one
             if (!(margin < 0.1f) || !near.find(signal.less, planes, i, margin, index + i))
                 find_colours(signal, planes, i, part, place, index + i);
     }
