@@ -1,7 +1,9 @@
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <type_traits>
+#include <utility>
 
 #include "PicMemAPI/accumulation_kernels.h"
 #include "core/prefetch.h"
@@ -77,18 +79,20 @@ struct Corrected {
     }
 };
 
-/// Weights with which corrected quotients are right: none is negative, and no step leaves the
-/// normal numbers.
-bool are_ordinary(const double* a, const double* w, uint64_t count) {
-    uint64_t others = 0;
+/// Weights with which corrected quotients are right: neither is negative, and their sum is no
+/// number so small or great that a step leaves the normal ones.
+template <class Weights>
+bool are_ordinary(const Weights* a, const Weights* w, uint64_t count) {
+    constexpr auto least = std::bit_cast<uint64_t>(0x1p-200),
+                   most = std::bit_cast<uint64_t>(0x1p200);
+    uint64_t signs = 0;  // of numbers, and of what is left between a sum and its limits
     for (uint64_t i = 0; i < count; ++i) {
-        const auto is_other = [](double value) {
-            return static_cast<uint64_t>(!(value >= 0)) | static_cast<uint64_t>(value > 0x1p200) |
-                   static_cast<uint64_t>(value < 0x1p-200 && value != 0);
-        };
-        others |= is_other(a[i]) | is_other(w[i]) | static_cast<uint64_t>(a[i] + w[i] == 0);
+        const double one = a[i], other = w[i];
+        const auto sum = std::bit_cast<uint64_t>(one + other);
+        signs |= std::bit_cast<uint64_t>(one) | std::bit_cast<uint64_t>(other) | (sum - least) |
+                 (most - sum);
     }
-    return others == 0;
+    return signs >> 63 == 0;
 }
 
 /// The rows of a call.
@@ -213,6 +217,82 @@ class Several {
     }
 };
 
+/// Two to four components at a level whose vectors hold `lanes` doubles: weights are repeated in
+/// registers.
+template <class T, class Way, uint32_t components, uint64_t lanes>
+class Few {
+    using Vector [[gnu::vector_size(lanes * sizeof(double))]] = double;
+    using Plain = Divided<Way>;
+    static constexpr uint64_t kPixels = 64, kSamples = kPixels * components;
+    // Four vectors at once: as many as words fill one, and so many quotients at a time.
+    static constexpr uint64_t kStep = 4 * lanes, kStepSamples = kStep * components;
+
+  public:
+    static void update(const Run<T, double>& run, uint64_t pixels, uint64_t /*components*/) {
+        uint64_t x = 0;
+        for (; x + kPixels <= pixels; x += kPixels) {
+            fetch_ahead(run.new_weights + x, kPixels * sizeof(double));
+            fetch_ahead(run.s + x * components, kSamples * sizeof(T));
+            fetch_ahead_to_write(run.weights + x, kPixels * sizeof(double));
+            fetch_ahead_to_write(run.d + x * components, kSamples * sizeof(T));
+            if (are_ordinary(run.weights + x, run.new_weights + x, kPixels))
+                update_some(run, x);
+            else
+                Several<T, Plain, Plain, components>::update(from(run, x), kPixels, components);
+        }
+        Several<T, Plain, Plain, components>::update(from(run, x), pixels - x, components);
+    }
+
+  private:
+    static Run<T, double> from(const Run<T, double>& run, uint64_t x) {
+        return {run.d + x * components, run.weights + x, run.s + x * components,
+                run.new_weights + x};
+    }
+
+    static void update_some(const Run<T, double>& run, uint64_t x) {
+        Sample<T>* const d = run.d + x * components;
+        const Sample<T>* const s = run.s + x * components;
+        uint16_t old[kSamples], source[kSamples], averages[kSamples];
+        for (uint64_t i = 0; i < kSamples; ++i) old[i] = d[i];
+        for (uint64_t i = 0; i < kSamples; ++i) source[i] = s[i];
+        for (uint64_t first = 0; first < kPixels; first += kStep) {
+            double a[kStepSamples], w[kStepSamples], reciprocals[kStepSamples];
+            for (uint64_t i = 0; i < kStep; i += lanes) {
+                const uint64_t at = i * components;
+                Vector one, other;
+                std::memcpy(&one, run.weights + x + first + i, sizeof(Vector));
+                std::memcpy(&other, run.new_weights + x + first + i, sizeof(Vector));
+                const Vector sum = one + other, reciprocal = 1.0 / sum;
+                std::memcpy(run.weights + x + first + i, &sum, sizeof(Vector));
+                repeat(a + at, one, kParts);
+                repeat(w + at, other, kParts);
+                repeat(reciprocals + at, reciprocal, kParts);
+            }
+            const uint64_t at = first * components;
+            for (uint64_t part = 0; part < kStepSamples; part += kStep)
+                for (uint64_t i = part; i < part + kStep; ++i)
+                    averages[at + i] = Corrected::average(old[at + i], source[at + i],
+                                                          {a[i], w[i], reciprocals[i]});
+        }
+        for (uint64_t i = 0; i < kSamples; ++i) d[i] = static_cast<T>(averages[i]);
+    }
+
+    static constexpr auto kParts = std::make_index_sequence<components>();
+    static constexpr auto kLanes = std::make_index_sequence<lanes>();
+
+    /// to[i] = values[i / components].
+    template <size_t... part>
+    static void repeat(double* to, const Vector& values, std::index_sequence<part...>) {
+        (repeat_part<part>(to, values, kLanes), ...);
+    }
+    template <size_t part, size_t... lane>
+    static void repeat_part(double* to, const Vector& values, std::index_sequence<lane...>) {
+        const Vector repeated =
+            __builtin_shufflevector(values, values, ((part * lanes + lane) / components)...);
+        std::memcpy(to + part * lanes, &repeated, sizeof(Vector));
+    }
+};
+
 /// All rows.
 template <class T, class Real, class Pixels>
 struct Rows {
@@ -252,10 +332,9 @@ struct Average {
             const auto plain = rows<T, Way, Several<T, Plain, Plain, known>>();
             if constexpr (sizeof(typename Way::Weight) == 8 && std::is_integral_v<T>) {
                 // Without instructions for fused products each would be a call.
-                const auto fused = rows<T, Way, Several<T, Corrected, Plain, known>>();
                 switch (active_isa()) {
-                case Isa::Avx512: detail::run_avx512(fused); break;
-                case Isa::Avx2: detail::run_avx2(fused); break;
+                case Isa::Avx512: detail::run_avx512(fused<T, Way, known, 8>()); break;
+                case Isa::Avx2: detail::run_avx2(fused<T, Way, known, 4>()); break;
                 case Isa::Sse2: detail::run_sse2(plain); break;
                 }
             } else {
@@ -266,6 +345,13 @@ struct Average {
     }
 
   private:
+    template <class T, class Way, uint32_t known, uint64_t lanes>
+    auto fused() const {
+        if constexpr (known == 0)
+            return rows<T, Way, Several<T, Corrected, Divided<Way>, known>>();
+        else
+            return rows<T, Way, Few<T, Way, known, lanes>>();
+    }
     /// Rows without gaps in any of the four memories are one.
     template <class T, class Way, class Pixels>
     auto rows() const {
