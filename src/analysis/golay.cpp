@@ -228,7 +228,7 @@ struct Bytes {
         const ByteWeights w = weights;
         const uint32_t to_level = (kOpposed ? 8 : 10) - w.bits;
         const auto per_high = static_cast<int16_t>(1 << (16 - w.bits));
-        const auto per_level = static_cast<uint16_t>(1 << (16 - to_level));
+        const auto per_level = static_cast<int16_t>(1 << (16 - to_level));
         const auto limit = static_cast<int16_t>(std::min((256 << to_level) - 1, INT16_MAX + 0));
         // Sums of both parts, and how they become one.
         for (uint64_t i = 0; i < count; ++i) {
@@ -255,8 +255,8 @@ struct Bytes {
                 enter(0, static_cast<int16_t>(middle[i]),
                       static_cast<int16_t>(part(middle[i], w.fraction[0])));
             (pair(k + 1, before[k][i], behind[k][i]), ...);
-            // The sum without its lowest bits. Shifts to the right are products here: compiled as
-            // shifts they would take lanes of 32 bits.
+            // The sum without its lowest bits. Shifts to the right are products of signed words
+            // here: compiled as shifts, or without signs, they would take lanes of 32 bits.
             const auto joined = [&](int16_t h, int16_t l) {
                 return static_cast<int16_t>(h + static_cast<int16_t>(int32_t{l} * per_high >> 16));
             };
@@ -266,8 +266,7 @@ struct Bytes {
                     std::max(sum, joined(static_cast<int16_t>(-high), static_cast<int16_t>(-low)));
             else
                 sum = std::max<int16_t>(sum, 0);
-            const auto limited = static_cast<uint16_t>(std::min(sum, limit));
-            out[i] = static_cast<uint8_t>(part(limited, per_level));
+            out[i] = static_cast<uint8_t>(int32_t{std::min(sum, limit)} * per_level >> 16);
         }
     }
 
