@@ -66,23 +66,29 @@ class MeanOfBytes {
         factor_ = static_cast<uint16_t>(((0x10000u << shift) + m - 1) / m);
         power_ = static_cast<uint16_t>(0x10000u >> shift);
     }
-    uint8_t operator()(uint16_t sum) const {
-        return static_cast<uint8_t>(upper(upper(sum, factor_), power_));
+    /// Changes `sums`: in one loop the second product would take lanes of 32 bits.
+    void divide(uint16_t* sums, uint64_t count, uint8_t* means) const {
+        const auto upper = [](uint16_t a, uint16_t b) { return uint32_t{a} * b >> 16; };
+        for (uint64_t i = 0; i < count; ++i)
+            sums[i] = static_cast<uint16_t>(upper(sums[i], factor_));
+        for (uint64_t i = 0; i < count; ++i)
+            means[i] = static_cast<uint8_t>(upper(sums[i], power_));
     }
 
   private:
-    static uint16_t upper(uint16_t a, uint16_t b) {
-        return static_cast<uint16_t>(uint32_t{a} * b >> 16);
-    }
     uint16_t factor_, power_;
 };
 
-struct MeanOfWords {
-    Reciprocal reciprocal;
-    explicit MeanOfWords(uint32_t m) : reciprocal(m) {}
-    uint16_t operator()(uint32_t sum) const {
-        return static_cast<uint16_t>(reciprocal.quotient(sum));
+class MeanOfWords {
+  public:
+    explicit MeanOfWords(uint32_t m) : reciprocal_(m) {}
+    void divide(const uint32_t* sums, uint64_t count, uint16_t* means) const {
+        for (uint64_t i = 0; i < count; ++i)
+            means[i] = static_cast<uint16_t>(reciprocal_.quotient(sums[i]));
     }
+
+  private:
+    Reciprocal reciprocal_;
 };
 
 template <class T>
@@ -148,7 +154,7 @@ void average_neighbours(T* means, const Sum<T>* sums, const BlockCall& call) {
         for (uint32_t k = 1; k < call.x.count; ++k)
             for (uint64_t i = 0; i < n; ++i)
                 total[i] = static_cast<Sum<T>>(total[i] + sums[first + i + k * step]);
-        for (uint64_t i = 0; i < n; ++i) means[first + i] = mean(total[i]);
+        mean.divide(total, n, means + first);
     }
 }
 
@@ -200,11 +206,10 @@ struct NarrowBlocks {
         if constexpr (sizeof(T) == 2)
             if (edge == 2) return average_pairs(means, call, j);
         add_rows<T>(sums, call, j);
-        switch (edge) {
-        case 2: return average_squares<2>(means, sums, call);
-        case 3: return average_squares<3>(means, sums, call);
-        default: return average_neighbours(means, sums, call);
-        }
+        if constexpr (sizeof(T) == 1)
+            if (edge == 2) return average_squares<2>(means, sums, call);
+        if (edge == 3) return average_squares<3>(means, sums, call);
+        average_neighbours(means, sums, call);
     }
 };
 
