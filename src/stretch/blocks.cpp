@@ -143,9 +143,8 @@ void add_rows(Sum<T>* sums, const BlockCall& call, uint32_t j) {
 
 /// The means of neighbours, wherever they begin.
 template <class T>
-void average_neighbours(T* means, const Sum<T>* sums, const BlockCall& call) {
+void average_neighbours(T* means, const Sum<T>* sums, const BlockCall& call, const Mean<T>& mean) {
     const uint64_t step = call.components, end = call.means();
-    const Mean<T> mean(call.samples());
     constexpr uint64_t most = 256;
     for (uint64_t first = 0; first < end; first += most) {
         const uint64_t n = std::min(most, end - first);
@@ -194,6 +193,7 @@ struct NarrowBlocks {
     uint32_t first, end;
     Sum<T>* sums;
     T* means;
+    Mean<T> mean;  // made outside: what words were made of may take lanes of 32 bits
     void operator()() const {
         for (uint32_t j = first; j < end; ++j) {
             average(j);
@@ -209,7 +209,7 @@ struct NarrowBlocks {
         if constexpr (sizeof(T) == 1)
             if (edge == 2) return average_squares<2>(means, sums, call);
         if (edge == 3) return average_squares<3>(means, sums, call);
-        average_neighbours(means, sums, call);
+        average_neighbours(means, sums, call, mean);
     }
 };
 
@@ -287,7 +287,7 @@ void average_blocks(const BlockCall& call, uint32_t first, uint32_t end, std::by
     switch (width_of<T>(call.x)) {
     case Width::Narrow: {
         auto* const means = reinterpret_cast<T*>(work + Work<T>(call).sums);
-        on_best_isa(NarrowBlocks<T>{call, first, end, sums, means});
+        on_best_isa(NarrowBlocks<T>{call, first, end, sums, means, Mean<T>(call.samples())});
         break;
     }
     case Width::Wide: on_best_isa(WideBlocks<T>{call, first, end, sums}); break;
