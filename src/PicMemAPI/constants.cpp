@@ -143,25 +143,29 @@ int rotate(const ConstCall& p, const int32_t* constants) {
 
 // What is promised are products of doubles. Where there are many pixels, products of 16-bit words
 // and then those in single precision are tried on all values that a sample may have, and take their
-// place when they are the same.
+// place when they are the same. Words are right for nearly all factors below 2.
 
-/// value * (whole + (high * 2^16 + low) / 2^32), rounded; top beyond `most`.
+/// value * (whole + (high * 2^16 + low) / 2^32), rounded; top beyond `most`. A product in the very
+/// middle between two results becomes the lower one where its whole part has no more bits than
+/// value * down / 2^16.
 struct Factor {
-    uint16_t most, whole, high, low;
+    uint16_t most, whole, high, low, down;
 };
 
 struct MulInWords {
     uint16_t mask, top;
-    uint16_t operator()(uint16_t sample, uint16_t most, uint16_t whole, uint16_t high,
-                        uint16_t low) const {
+    uint16_t operator()(uint16_t sample, uint16_t most, uint16_t whole, uint16_t high, uint16_t low,
+                        uint16_t down) const {
         const auto x = static_cast<uint16_t>(sample & mask);
         const auto upper = static_cast<uint16_t>(uint32_t{x} * high >> 16);
         const auto lower = static_cast<uint16_t>(uint32_t{x} * high);
         const auto sum = static_cast<uint16_t>(lower + (uint32_t{x} * low >> 16));
         const auto carried = static_cast<uint16_t>(upper + (sum < lower));
-        const auto rounded = static_cast<uint16_t>(carried + (sum >> 15));
-        const auto product = static_cast<uint16_t>(uint32_t{x} * whole + rounded);
-        return x > most ? top : product;
+        const auto product = static_cast<uint16_t>(uint32_t{x} * whole + carried);
+        const auto limit = static_cast<uint16_t>(uint32_t{x} * down >> 16);
+        const bool is_down = (sum == 0x8000) & ((limit ^ product) < (limit & product));
+        const auto rounded = static_cast<uint16_t>(product + (is_down ? 0 : sum >> 15));
+        return x > most ? top : rounded;
     }
 };
 
@@ -185,42 +189,6 @@ bool same_for_all(uint32_t most, Exact exact, Tried tried) {
     return same;
 }
 
-/// Looks for words that do what `exact` does, which rises from less than top, for the samples up to
-/// `greatest`.
-template <class Exact>
-bool find_factor(Exact exact, double factor, uint32_t greatest, MulInWords op, Factor& found) {
-    uint32_t most = 0;  // the last sample that gives less than top
-    for (uint32_t step = 32768; step != 0; step /= 2)
-        if (most + step <= greatest && exact(static_cast<uint16_t>(most + step)) < op.top)
-            most += step;
-    const double whole = std::floor(std::min(factor, 65535.0));
-    const uint32_t least = trunc_clamp((factor - whole) * 0x1p32, 0xFFFFFFFD);
-    // What is rounded down misses halves, and so comes second.
-    for (const uint32_t more : {1u, 0u, 2u}) {
-        const uint32_t part = least + more;
-        const Factor f{static_cast<uint16_t>(most), static_cast<uint16_t>(whole),
-                       static_cast<uint16_t>(part >> 16), static_cast<uint16_t>(part)};
-        found = f;
-        if (same_for_all<uint16_t>(most, exact, [=](uint16_t sample) {
-                return op(sample, f.most, f.whole, f.high, f.low);
-            }))
-            return true;
-    }
-    return false;
-}
-
-/// value * (high + low) in single precision, rounded.
-template <class T>
-struct MulInFloats {
-    T mask;
-    int32_t top;
-    T operator()(T sample, float high, float low) const {
-        const auto value = static_cast<float>(static_cast<T>(sample & mask));
-        const auto product = static_cast<int32_t>(value * high + value * low + 0.5f);
-        return static_cast<T>(std::min(product, top));
-    }
-};
-
 /// How far `factor` lies below the fraction of small numbers that it was rounded from; 0: it is no
 /// such. Only with one are there products in the very middle between two results.
 double below_fraction(double factor) {
@@ -238,6 +206,46 @@ double below_fraction(double factor) {
         rest = inverse - next;
     }
 }
+
+/// Looks for words that do what `exact` does, which rises from less than top, for the samples up to
+/// `greatest`. In doubles a product in the middle is cut to less than half where what its factor
+/// lacks, times the sample, is more than half a unit of the product's last place: 2^-53 of the
+/// greatest power of two that is not above it.
+template <class Exact>
+bool find_factor(Exact exact, double factor, uint32_t greatest, MulInWords op, Factor& found) {
+    uint32_t most = 0;  // the last sample that gives less than top
+    for (uint32_t step = 32768; step != 0; step /= 2)
+        if (most + step <= greatest && exact(static_cast<uint16_t>(most + step)) < op.top)
+            most += step;
+    const double whole = std::floor(std::min(factor, 65535.0));
+    const uint32_t least = trunc_clamp((factor - whole) * 0x1p32, 0xFFFFFFFD);
+    const uint32_t down = trunc_clamp(below_fraction(factor) * 0x1p69, 65535);
+    // What is rounded down misses halves, and so comes second.
+    for (const uint32_t more : {1u, 0u, 2u}) {
+        const uint32_t part = least + more;
+        const Factor f{static_cast<uint16_t>(most), static_cast<uint16_t>(whole),
+                       static_cast<uint16_t>(part >> 16), static_cast<uint16_t>(part),
+                       static_cast<uint16_t>(down)};
+        found = f;
+        if (same_for_all<uint16_t>(most, exact, [=](uint16_t sample) {
+                return op(sample, f.most, f.whole, f.high, f.low, f.down);
+            }))
+            return true;
+    }
+    return false;
+}
+
+/// value * (high + low) in single precision, rounded.
+template <class T>
+struct MulInFloats {
+    T mask;
+    int32_t top;
+    T operator()(T sample, float high, float low) const {
+        const auto value = static_cast<float>(static_cast<T>(sample & mask));
+        const auto product = static_cast<int32_t>(value * high + value * low + 0.5f);
+        return static_cast<T>(std::min(product, top));
+    }
+};
 
 struct FloatFactor {
     float high, low;
@@ -288,7 +296,8 @@ int compute_product(const ConstCall& p, uint32_t greatest, Make make, Op op,
             return compute<T>(
                 p,
                 [&](uint32_t c) {
-                    return std::tuple{all[c].most, all[c].whole, all[c].high, all[c].low};
+                    return std::tuple{all[c].most, all[c].whole, all[c].high, all[c].low,
+                                      all[c].down};
                 },
                 in_words);
     }
