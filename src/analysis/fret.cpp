@@ -10,6 +10,7 @@
 #include "qmpic/Lut.h"
 #include "qmpic/LutParam.h"
 #include "qmpic/PicMemAPI_Base.h"
+#include "render/byte_tables.h"
 #include "render/lookup.h"
 
 // The corrected signal of energy transfer, as a colour.
@@ -104,7 +105,7 @@ class NearRange {
     }
     /// Whole vectors of samples, and no more, since one pixel decides for all of a part.
     template <class S>
-    static constexpr uint64_t kPart = 64 / sizeof(S);
+    static constexpr uint64_t kPart = 64;
 
   private:
     float one_, two_, three_, offset_;
@@ -127,8 +128,8 @@ struct Finder<S, LessUnsigned<S>, Range> {
     NearRange near{signal.correction, place};
     void operator()(const Planes<S, 3>& planes, uint64_t count, int32_t* index) const {
         S greatest = 0;
-        for (const auto& plane : planes.values)
-            for (uint64_t i = 0; i < count; ++i) greatest = std::max(greatest, plane[i]);
+        const auto& [p1, p2, p3] = planes.values;
+        for (uint64_t i = 0; i < count; ++i) greatest = std::max({greatest, p1[i], p2[i], p3[i]});
         const float margin = near.margin(greatest);
         constexpr uint64_t part = NearRange::kPart<S>;
         for (uint64_t i = 0; i < count; i += part)  // NaN serves no more than a wide one
@@ -139,37 +140,57 @@ struct Finder<S, LessUnsigned<S>, Range> {
 
 /// Pixels of three cells T, found in a table of words.
 template <class T>
-void write_colours(Sample<T>* d, uint64_t count, const int32_t* index, const Colour<T>* words) {
-    uint64_t i = 0;
-    for (; i + 4 <= count; i += 4)
-        write_four(d + 3 * i, words[index[i]], words[index[i + 1]], words[index[i + 2]],
-                   words[index[i + 3]]);
-    for (; i < count; ++i)
-        for (uint64_t c = 0; c < 3; ++c)
-            d[3 * i + c] = static_cast<T>(words[index[i]] >> c * 8 * sizeof(T));
-}
-
-template <class T>
-struct Words {
-    Colour<T> of[256];
-    explicit Words(const ColourScale& colours) {
+class Writer {
+  public:
+    explicit Writer(const ColourScale& colours) {
         for (size_t k = 0; k < 256; ++k) {
-            of[k] = 0;
-            for (size_t c = 0; c < 3; ++c) of[k] |= Colour<T>{colours[k][c]} << c * 8 * sizeof(T);
+            words_[k] = 0;
+            for (size_t c = 0; c < 3; ++c)
+                words_[k] |= Colour<T>{colours[k][c]} << c * 8 * sizeof(T);
         }
     }
+    void operator()(Sample<T>* d, uint64_t count, const int32_t* index) const {
+        uint64_t i = 0;
+        for (; i + 4 <= count; i += 4)
+            write_four(d + 3 * i, words_[index[i]], words_[index[i + 1]], words_[index[i + 2]],
+                       words_[index[i + 3]]);
+        for (; i < count; ++i)
+            for (uint64_t c = 0; c < 3; ++c)
+                d[3 * i + c] = static_cast<T>(words_[index[i]] >> c * 8 * sizeof(T));
+    }
+
+  private:
+    Colour<T> words_[256];
 };
+/// The same of bytes, by byte permutes where there are any.
+struct ByteWriter {
+    Writer<uint8_t> words;
+    TripleMapper* map = to_triple_mapper();
+    uint8_t planes[3][256];
+    explicit ByteWriter(const ColourScale& colours) : words(colours) {
+        for (size_t c = 0; c < 3; ++c)
+            for (size_t k = 0; k < 256; ++k) planes[c][k] = colours[k][c];
+    }
+    void operator()(Sample<uint8_t>* d, uint64_t count, const int32_t* index) const {
+        if (map == nullptr) return words(d, count, index);
+        uint8_t bytes[kBlock];
+        for (uint64_t i = 0; i < count; ++i) bytes[i] = static_cast<uint8_t>(index[i]);
+        map(reinterpret_cast<uint8_t*>(d), bytes, count, planes);
+    }
+};
+template <class T>
+using WriterOf = std::conditional_t<sizeof(T) == 1, ByteWriter, Writer<T>>;
 
 template <class T, class S, class Less, class Place>
 int draw(Dst dst, Source<S> source, std::array<Taken, 3> taken, const Signal<Less>& signal,
          Place place, const ColourScale& colours, Area area) {
     each_block<T>(dst, 3, source, taken, area,
-                  [find = Finder<S, Less, Place>{signal, place}, words = Words<T>(colours)](
+                  [find = Finder<S, Less, Place>{signal, place}, write = WriterOf<T>(colours)](
                       Sample<T>* d, const Planes<S, 3>& planes, uint64_t count) {
                       alignas(64) int32_t index[kBlock];
                       const uint64_t whole = whole_vectors(count);
                       find(planes, whole, index);
-                      write_colours(d, count, index, words.of);
+                      write(d, count, index);
                   });
     return QM_OK;
 }
