@@ -29,17 +29,19 @@ T low_bits(Real value) {
 /// Weights of doubles, and what is stored of an average.
 struct Rounded {
     using Weight = double;
+    static constexpr double kHalf = 0.5;
     template <class T>
     static T stored(double average) {
         if constexpr (std::is_floating_point_v<T>)
-            return static_cast<T>(average + 0.5);  // and the half stays
+            return static_cast<T>(average + kHalf);  // and the half stays
         else
-            return low_bits<T>(average + 0.5);
+            return low_bits<T>(average + kHalf);
     }
 };
 /// Weights of floats: without a half, unlike those above.
 struct Cut {
     using Weight = float;
+    static constexpr float kHalf = 0;
     template <class T>
     static T stored(float average) {
         return low_bits<T>(average);
@@ -66,33 +68,39 @@ struct Divided {
 /// The same of integers and ordinary weights from the reciprocal of w + a, rounded to nearest
 /// (Markstein 1990): the first correction leaves less than a unit in the last place, the second
 /// rounds as a division does. The result lies between the samples, and so fits.
+template <class Way>
 struct Corrected {
-    using Real = double;
+    using Real = typename Way::Weight;
     static constexpr bool kHasReciprocals = true;
     template <class T>
-    static T average(T old, T source, Pair<double> of) {
-        const double sum = source * of.w + old * of.a, by = of.w + of.a;
-        double q = sum * of.reciprocal;
-        q = __builtin_fma(__builtin_fma(-by, q, sum), of.reciprocal, q);
-        q = __builtin_fma(__builtin_fma(-by, q, sum), of.reciprocal, q);
-        return static_cast<T>(static_cast<int32_t>(q + 0.5));
+    static T average(T old, T source, Pair<Real> of) {
+        const Real sum = source * of.w + old * of.a, by = of.w + of.a;
+        Real q = sum * of.reciprocal;
+        q = fused(fused(-by, q, sum), of.reciprocal, q);
+        q = fused(fused(-by, q, sum), of.reciprocal, q);
+        return static_cast<T>(static_cast<int32_t>(q + Way::kHalf));
     }
+
+  private:
+    static double fused(double a, double b, double c) { return __builtin_fma(a, b, c); }
+    static float fused(float a, float b, float c) { return __builtin_fmaf(a, b, c); }
 };
 
 /// Weights with which corrected quotients are right: neither is negative, and their sum is no
-/// number so small or great that a step leaves the normal ones.
-template <class Weights>
+/// number so small or great that a step of a quotient that counts leaves the normal ones.
+template <class Real, class Weights>
 bool are_ordinary(const Weights* a, const Weights* w, uint64_t count) {
-    constexpr auto least = std::bit_cast<uint64_t>(0x1p-200),
-                   most = std::bit_cast<uint64_t>(0x1p200);
-    uint64_t signs = 0;  // of numbers, and of what is left between a sum and its limits
+    using Bits = std::conditional_t<sizeof(Real) == 8, uint64_t, uint32_t>;
+    constexpr auto least = std::bit_cast<Bits>(Real(sizeof(Real) == 8 ? 0x1p-200 : 0x1p-40)),
+                   most = std::bit_cast<Bits>(Real(sizeof(Real) == 8 ? 0x1p200 : 0x1p40));
+    Bits signs = 0;  // of numbers, and of what is left between a sum and its limits
     for (uint64_t i = 0; i < count; ++i) {
-        const double one = a[i], other = w[i];
-        const auto sum = std::bit_cast<uint64_t>(one + other);
-        signs |= std::bit_cast<uint64_t>(one) | std::bit_cast<uint64_t>(other) | (sum - least) |
-                 (most - sum);
+        const Real one = a[i], other = w[i];
+        const auto sum = std::bit_cast<Bits>(one + other);
+        signs |=
+            std::bit_cast<Bits>(one) | std::bit_cast<Bits>(other) | (sum - least) | (most - sum);
     }
-    return signs >> 63 == 0;
+    return signs >> (8 * sizeof(Bits) - 1) == 0;
 }
 
 /// The rows of a call.
@@ -168,7 +176,7 @@ class Several {
         repeat(w_, w, pixels, times);
         bool is_first = true;
         if constexpr (First::kHasReciprocals) {
-            is_first = are_ordinary(a, w, pixels);
+            is_first = are_ordinary<Real>(a, w, pixels);
             Real reciprocals[kPixels];
             for (uint64_t i = 0; i < pixels; ++i) reciprocals[i] = 1 / (w[i] + a[i]);
             repeat(reciprocals_, reciprocals, pixels, times);
@@ -217,25 +225,27 @@ class Several {
     }
 };
 
-/// Two to four components at a level whose vectors hold `lanes` doubles: weights are repeated in
+/// Two to four components at a level that has vectors of so many bytes: weights are repeated in
 /// registers.
-template <class T, class Way, uint32_t components, uint64_t lanes>
+template <class T, class Way, uint32_t components, uint64_t vector_bytes>
 class Few {
-    using Vector [[gnu::vector_size(lanes * sizeof(double))]] = double;
+    using Real = typename Way::Weight;
+    using Vector [[gnu::vector_size(vector_bytes)]] = Real;
     using Plain = Divided<Way>;
+    static constexpr uint64_t lanes = vector_bytes / sizeof(Real);
     static constexpr uint64_t kPixels = 64, kSamples = kPixels * components;
     // Four vectors at once: as many as words fill one, and so many quotients at a time.
     static constexpr uint64_t kStep = 4 * lanes, kStepSamples = kStep * components;
 
   public:
-    static void update(const Run<T, double>& run, uint64_t pixels, uint64_t /*components*/) {
+    static void update(const Run<T, Real>& run, uint64_t pixels, uint64_t /*components*/) {
         uint64_t x = 0;
         for (; x + kPixels <= pixels; x += kPixels) {
-            fetch_ahead(run.new_weights + x, kPixels * sizeof(double));
+            fetch_ahead(run.new_weights + x, kPixels * sizeof(Real));
             fetch_ahead(run.s + x * components, kSamples * sizeof(T));
-            fetch_ahead_to_write(run.weights + x, kPixels * sizeof(double));
+            fetch_ahead_to_write(run.weights + x, kPixels * sizeof(Real));
             fetch_ahead_to_write(run.d + x * components, kSamples * sizeof(T));
-            if (are_ordinary(run.weights + x, run.new_weights + x, kPixels))
+            if (are_ordinary<Real>(run.weights + x, run.new_weights + x, kPixels))
                 update_some(run, x);
             else
                 Several<T, Plain, Plain, components>::update(from(run, x), kPixels, components);
@@ -244,25 +254,25 @@ class Few {
     }
 
   private:
-    static Run<T, double> from(const Run<T, double>& run, uint64_t x) {
+    static Run<T, Real> from(const Run<T, Real>& run, uint64_t x) {
         return {run.d + x * components, run.weights + x, run.s + x * components,
                 run.new_weights + x};
     }
 
-    static void update_some(const Run<T, double>& run, uint64_t x) {
+    static void update_some(const Run<T, Real>& run, uint64_t x) {
         Sample<T>* const d = run.d + x * components;
         const Sample<T>* const s = run.s + x * components;
         uint16_t old[kSamples], source[kSamples], averages[kSamples];
         for (uint64_t i = 0; i < kSamples; ++i) old[i] = d[i];
         for (uint64_t i = 0; i < kSamples; ++i) source[i] = s[i];
         for (uint64_t first = 0; first < kPixels; first += kStep) {
-            double a[kStepSamples], w[kStepSamples], reciprocals[kStepSamples];
+            Real a[kStepSamples], w[kStepSamples], reciprocals[kStepSamples];
             for (uint64_t i = 0; i < kStep; i += lanes) {
                 const uint64_t at = i * components;
                 Vector one, other;
                 std::memcpy(&one, run.weights + x + first + i, sizeof(Vector));
                 std::memcpy(&other, run.new_weights + x + first + i, sizeof(Vector));
-                const Vector sum = one + other, reciprocal = 1.0 / sum;
+                const Vector sum = one + other, reciprocal = Real(1) / sum;
                 std::memcpy(run.weights + x + first + i, &sum, sizeof(Vector));
                 repeat(a + at, one, kParts);
                 repeat(w + at, other, kParts);
@@ -271,8 +281,8 @@ class Few {
             const uint64_t at = first * components;
             for (uint64_t part = 0; part < kStepSamples; part += kStep)
                 for (uint64_t i = part; i < part + kStep; ++i)
-                    averages[at + i] = Corrected::average(old[at + i], source[at + i],
-                                                          {a[i], w[i], reciprocals[i]});
+                    averages[at + i] = Corrected<Way>::average(old[at + i], source[at + i],
+                                                               {a[i], w[i], reciprocals[i]});
         }
         for (uint64_t i = 0; i < kSamples; ++i) d[i] = static_cast<T>(averages[i]);
     }
@@ -282,11 +292,11 @@ class Few {
 
     /// to[i] = values[i / components].
     template <size_t... part>
-    static void repeat(double* to, const Vector& values, std::index_sequence<part...>) {
+    static void repeat(Real* to, const Vector& values, std::index_sequence<part...>) {
         (repeat_part<part>(to, values, kLanes), ...);
     }
     template <size_t part, size_t... lane>
-    static void repeat_part(double* to, const Vector& values, std::index_sequence<lane...>) {
+    static void repeat_part(Real* to, const Vector& values, std::index_sequence<lane...>) {
         const Vector repeated =
             __builtin_shufflevector(values, values, ((part * lanes + lane) / components)...);
         std::memcpy(to + part * lanes, &repeated, sizeof(Vector));
@@ -330,11 +340,11 @@ struct Average {
             on_best_isa(rows<T, Way, Single<T, Plain>>());
         } else {
             const auto plain = rows<T, Way, Several<T, Plain, Plain, known>>();
-            if constexpr (sizeof(typename Way::Weight) == 8 && std::is_integral_v<T>) {
+            if constexpr (std::is_integral_v<T>) {
                 // Without instructions for fused products each would be a call.
                 switch (active_isa()) {
-                case Isa::Avx512: detail::run_avx512(fused<T, Way, known, 8>()); break;
-                case Isa::Avx2: detail::run_avx2(fused<T, Way, known, 4>()); break;
+                case Isa::Avx512: detail::run_avx512(fused<T, Way, known, 64>()); break;
+                case Isa::Avx2: detail::run_avx2(fused<T, Way, known, 32>()); break;
                 case Isa::Sse2: detail::run_sse2(plain); break;
                 }
             } else {
@@ -345,12 +355,12 @@ struct Average {
     }
 
   private:
-    template <class T, class Way, uint32_t known, uint64_t lanes>
+    template <class T, class Way, uint32_t known, uint64_t vector_bytes>
     auto fused() const {
         if constexpr (known == 0)
-            return rows<T, Way, Several<T, Corrected, Divided<Way>, known>>();
+            return rows<T, Way, Several<T, Corrected<Way>, Divided<Way>, known>>();
         else
-            return rows<T, Way, Few<T, Way, known, lanes>>();
+            return rows<T, Way, Few<T, Way, known, vector_bytes>>();
     }
     /// Rows without gaps in any of the four memories are one.
     template <class T, class Way, class Pixels>
