@@ -5,6 +5,7 @@
 
 #include "analysis/colour_scale.h"
 #include "analysis/fret_channels.h"
+#include "core/arithmetic.h"
 #include "core/frame.h"
 #include "core/no_memory.h"
 #include "qmpic/Lut.h"
@@ -39,12 +40,14 @@ std::optional<ColourScale> default_colours() {
 /// Where a signal lies between two limits.
 struct Range {
     double least, scale;
+    Limits<double> limits{0, 255};
     Range(float min, float max) : least(min), scale(max - min > 0 ? 255.0f / (max - min) : 1.0f) {}
-    double operator()(double signal) const { return limited((signal - least) * scale, 255.0); }
+    double operator()(double signal) const { return limits((signal - least) * scale); }
 };
 /// Where it is its own colour.
 struct AsItIs {
-    double operator()(double signal) const { return limited(signal, 255.0); }
+    Limits<double> limits{0, 255};
+    double operator()(double signal) const { return limits(signal); }
 };
 
 /// index[i] = what `place` makes of the signal of pixel first + i.
@@ -90,9 +93,7 @@ class NearRange {
                 return static_cast<float>(less[c](planes.values[c][first + i]));
             };
             const float place = lights(0) * one_ + lights(1) * two_ + lights(2) * three_ - offset_;
-            // Half a colour above the last one, both ends are still there.
-            const float not_below = place > 0 ? place : 0;
-            const float inside = not_below > 255.5f ? 255.5f : not_below;
+            const float inside = limits_(place);
             below[i] = inside - margin;
             above[i] = inside + margin;
         }
@@ -109,6 +110,8 @@ class NearRange {
 
   private:
     float one_, two_, three_, offset_;
+    // Half a colour above the last one, both ends are still there.
+    Limits<float> limits_{0, 255.5f};
     double terms_, terms_of_doubles_;
 };
 

@@ -192,12 +192,6 @@ struct Channels {
     }
 };
 
-/// Within 0 and `top` (NaN is 0), in a form that vectors have.
-inline double limited(double value, double top) {
-    const double not_below = value > 0 ? value : 0;
-    return not_below > top ? top : not_below;
-}
-
 /// Places in a scale of 256 colours, from 0 to 255, in a loop apart from the one that limits them:
 /// together, GCC chooses among integers what it has compared as doubles, with twice the shuffles.
 inline void cut_places(const double* places, uint64_t count, int32_t* index) {

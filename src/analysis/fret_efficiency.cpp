@@ -4,6 +4,7 @@
 #include "analysis/colour_scale.h"
 #include "analysis/fret_channels.h"
 #include "analysis/wrapped_histogram.h"
+#include "core/arithmetic.h"
 #include "core/frame.h"
 #include "qmpic/Lut.h"
 #include "qmpic/PicMemAPI_Base.h"
@@ -37,10 +38,11 @@ struct Stretch {
 template <class Way>
 struct ExactColour {
     Stretch stretch;
+    Limits<double> percents{0, 100};
     double operator()(double ratio) const {
         double efficiency = ratio * 100.0;
         if (stretch.is_one()) efficiency = stretch(efficiency);
-        return Way::place(limited(efficiency, 100.0));
+        return Way::place(percents(efficiency));
     }
 };
 
@@ -50,6 +52,7 @@ struct ExactColour {
 /// stretch, and these make less than 255 * 2e4 * 8 * 2^-53 of a colour.
 struct NearColour {
     double factor, offset;
+    Limits<double> limits{0, 255};
     static constexpr double kMargin = 1e-7;
 
     explicit NearColour(Stretch stretch)
@@ -60,8 +63,8 @@ struct NearColour {
         const double span = stretch.greatest - stretch.least;
         return span > 1e-3 && span < 1e9 && std::fabs(stretch.least) < 1e4 * span;
     }
-    double below(double ratio) const { return limited(ratio * factor - (offset + kMargin), 255.0); }
-    double above(double ratio) const { return limited(ratio * factor - (offset - kMargin), 255.0); }
+    double below(double ratio) const { return limits(ratio * factor - (offset + kMargin)); }
+    double above(double ratio) const { return limits(ratio * factor - (offset - kMargin)); }
 };
 
 /// index[i] = colour of ratios[i]

@@ -1,4 +1,5 @@
 #include "analysis/fret_channels.h"
+#include "core/arithmetic.h"
 #include "core/frame.h"
 #include "qmpic/PicMemAPI_Base.h"
 
@@ -9,18 +10,20 @@ namespace {
 using namespace qmpic;
 
 struct LimitedTo {
-    double top;  ///< below 2^31
+    Limits<double> limits;
+    explicit LimitedTo(double top) : limits(0, top) {}  // below 2^31
     template <class T>
     T to(double signal) const {
-        return static_cast<T>(static_cast<int32_t>(limited(signal, top)));
+        return static_cast<T>(static_cast<int32_t>(limits(signal)));
     }
 };
 /// Its low byte.
 struct WrappedBelow {
-    float top;
+    Limits<double> limits;
+    explicit WrappedBelow(float top) : limits(0, double{top}) {}
     template <class T>
     T to(double signal) const {
-        return static_cast<T>(trunc_i32(limited(signal, top)));
+        return static_cast<T>(trunc_i32(limits(signal)));
     }
 };
 

@@ -3,6 +3,7 @@
 #include "analysis/ratio_kernels.h"
 #include "analysis/two_channels.h"
 #include "analysis/wrapped_histogram.h"
+#include "core/arithmetic.h"
 #include "core/frame.h"
 #include "qmpic/Lut.h"
 #include "qmpic/PicMemAPI_Base.h"
@@ -17,30 +18,19 @@ using namespace qmpic;
 /// What a denominator gives that is not above its offset.
 enum class Dark { kFullOverSignal, kFull };
 
-/// A number that the compiler does not know: limits that it knows become branches in loops, which
-/// then are no vectors.
-template <class T>
-T hidden(T value) {
-    asm("" : "+x"(value));
-    return value;
-}
-
 template <Dark dark>
 struct RatioHue {
     float a_offset, b_offset;
     double min, range;
 
     void operator()(int32_t* k, const float* numer, const float* denom, uint64_t n) const {
-        const double zero = hidden(0.0), one = hidden(1.0);
-        for (uint64_t i = 0; i < n; ++i) k[i] = of_pixel(numer[i], denom[i], zero, one);
+        const Limits<double> part(0, 1);
+        for (uint64_t i = 0; i < n; ++i) k[i] = of_pixel(numer[i], denom[i], part);
         settle_dark(k, numer, denom, n);
     }
-    int32_t of_pixel(float numer, float denom, double zero = 0.0, double one = 1.0) const {
+    int32_t of_pixel(float numer, float denom, const Limits<double>& part) const {
         const double a = double{numer} - a_offset, b = double{denom} - b_offset;
-        double t = (a / b - min) / range;
-        t = t > zero ? t : zero;  // NaN too
-        t = t > one ? one : t;
-        return static_cast<int32_t>(t * 255.0);
+        return static_cast<int32_t>(part((a / b - min) / range) * 255.0);
     }
     /// In a loop of its own: else the divisions would be put behind a branch.
     void settle_dark(int32_t* k, const float* numer, const float* denom, uint64_t n) const {
@@ -69,22 +59,21 @@ struct QuickRatioHue {
     }
     void operator()(int32_t* k, const float* numer, const float* denom, uint64_t n) const {
         if (guard == 1.0f) return exact(k, numer, denom, n);
-        const float low = hidden(0.5f),
-                    high = hidden(255.5f);  // 0 is no limit: below 1 is colour 0
+        const Limits<float> limits(0.5f, 255.5f);  // 0 is no limit: below 1 is colour 0
         int32_t near[kPainted], any = 0;
         for (uint64_t i = 0; i < n; ++i) {
             const float a = numer[i] - exact.a_offset, b = denom[i] - exact.b_offset;
-            float u = a * factor / b - start;
-            u = u > low ? u : low;
-            u = u < high ? u : high;
+            const float u = limits(a * factor / b - start);
             k[i] = static_cast<int32_t>(u);
             const float nearest = (u + 12582912.0f) - 12582912.0f;
             near[i] = std::abs(u - nearest) <= guard ? 1 : 0;
         }
         for (uint64_t i = 0; i < n; ++i) any |= near[i];
-        if (any != 0)
+        if (any != 0) {
+            const Limits<double> part(0, 1);
             for (uint64_t i = 0; i < n; ++i)
-                if (near[i] != 0) k[i] = exact.of_pixel(numer[i], denom[i]);
+                if (near[i] != 0) k[i] = exact.of_pixel(numer[i], denom[i], part);
+        }
         exact.settle_dark(k, numer, denom, n);
     }
 };

@@ -35,6 +35,29 @@ constexpr uint32_t trunc_clamp(double value, uint32_t top) {
     return value < top ? static_cast<uint32_t>(value) : top;
 }
 
+/// A number that the compiler does not know.
+template <class Real>
+Real hidden(Real value) {
+    asm("" : "+x"(value));
+    return value;
+}
+
+/// Within two limits; the lower one for what is no number. Compared with limits that the compiler
+/// knows, floats become masks, choices and branches; with these, a maximum and a minimum. To be
+/// made before a loop.
+template <class Real>
+class Limits {
+  public:
+    Limits(Real least, Real most) : least_(hidden(least)), most_(hidden(most)) {}
+    Real operator()(Real value) const {
+        const Real above = least_ < value ? value : least_;
+        return most_ < above ? most_ : above;
+    }
+
+  private:
+    Real least_, most_;
+};
+
 /// The wrapped product, sum and difference of 32-bit integers.
 constexpr int32_t wrap_mul(int32_t a, int32_t b) {
     return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));

@@ -69,10 +69,11 @@ int CQmFloatPicMemAPI_Base::ConvertFloatToPicture(void* pDst, uint32_t uiBpc,
     const FloatSrc src{pSrc, uiSrcWidthBytes};
     const Area area{uint64_t{uiWidth} * uiComponents, uiHeight};
     if (uiBpc == 8)
-        map_samples<uint8_t, float>(kCallingThread, dst, src, area, Level<uint8_t>{scaled, 255});
+        map_samples<uint8_t, float>(kCallingThread, dst, src, area,
+                                    Level<uint8_t>{scaled, {0, 255}});
     else if (uiBpc <= 16)  // below 8, too
         map_samples<uint16_t, float>(kCallingThread, dst, src, area,
-                                     Level<uint16_t>{scaled, static_cast<float>(top)});
+                                     Level<uint16_t>{scaled, {0, static_cast<float>(top)}});
     else if (uiBpc < 32)
         map_samples<uint32_t, float>(kCallingThread, dst, src, area,
                                      DeepLevel{scaled, static_cast<double>(top)});

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "core/arithmetic.h"
+
 /// Floats that become integers of a depth.
 
 namespace qmpic {
@@ -14,17 +16,15 @@ struct Scaled {
     float operator()(float x) const { return (x - min) * scale; }
 };
 
-/// trunc(double(v) + 0.5) within 0 and `top`, which is below 2^24; NaN gives 0. A float's double is
+/// trunc(double(v) + 0.5) within 0 and a top below 2^24; NaN gives 0. A float's double is
 /// a float, and cut and halved with halves up it is the same integer: neither the sum in double nor
 /// this is ever rounded up to a whole number. 0.49999997 gives 0.
 template <class T>
 struct Level {
     Scaled scaled;
-    float top;
+    Limits<float> limits;
     T operator()(float x) const {
-        float v = scaled(x);
-        v = v > 0 ? v : 0;
-        v = v < top ? v : top;
+        const float v = limits(scaled(x));
         return static_cast<T>((static_cast<int32_t>(v + v) + 1) >> 1);
     }
 };

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "PicMemAPI/pixel_bytes.h"
+#include "core/arithmetic.h"
 #include "core/frame.h"
 #include "core/prefetch.h"
 #include "core/scratch.h"
@@ -117,11 +118,6 @@ inline float merged(float a, float c) { return (a + c) - (a * c) * 0.003921569f;
 /// The same of 0 and c: infinities become NaN, and that black.
 inline float merged(float c) { return c - c * 0.0f; }
 
-inline float limited(float v) {
-    v = v > 0 ? v : 0;  // also NaN
-    return v < 255 ? v : 255;
-}
-
 template <bool first>
 void merge(Plane& cell, const Plane& value, uint64_t count, float colour) {
     for (uint64_t at = 0; at < count; at += kVector)
@@ -132,8 +128,9 @@ void merge(Plane& cell, const Plane& value, uint64_t count, float colour) {
 }
 
 inline void limit(Plane& cell, uint64_t count) {
+    const Limits<float> limits(0, 255);
     for (uint64_t at = 0; at < count; at += kVector)
-        for (uint64_t i = at; i < at + kVector; ++i) cell.values[i] = limited(cell.values[i]);
+        for (uint64_t i = at; i < at + kVector; ++i) cell.values[i] = limits(cell.values[i]);
 }
 
 /// Few components, all selected and without gamma: the cells of a pixel stay in registers.
@@ -146,6 +143,7 @@ void compose_few(const FloatRendering& plan, Workspace& work, const Sample<float
     for (uint32_t c = 0; c < step; ++c)
         for (uint32_t p = 0; p < planes; ++p) colours[c][p] = bands[c].weight[plan.cell_of[p]];
     const float scale = plan.scale;
+    const Limits<float> limits(0, 255);
     for (uint64_t x = 0; x < count; ++x) {
         float cells[planes];
         for (uint32_t c = 0; c < step; ++c) {
@@ -155,7 +153,7 @@ void compose_few(const FloatRendering& plan, Workspace& work, const Sample<float
                 cells[p] = c == 0 ? merged(added) : merged(cells[p], added);
             }
         }
-        for (uint32_t p = 0; p < planes; ++p) work.cell[p].values[x] = limited(cells[p]);
+        for (uint32_t p = 0; p < planes; ++p) work.cell[p].values[x] = limits(cells[p]);
     }
 }
 template <uint32_t step>
@@ -391,7 +389,7 @@ int CQmFloatPicMemAPI_Base::ConvertToTrueColor(void* pDst, uint32_t uiDstWidthBy
         lo = std::min(lo, range.tLower);
         hi = std::max(hi, range.tUpper);
     }
-    const Level<uint8_t> level{Scaled(lo, hi, hi - lo > 255.0f, 255), 255};
+    const Level<uint8_t> level{Scaled(lo, hi, hi - lo > 255.0f, 255), {0, 255}};
     const Dst dst{pDst, uiDstWidthBytes};
     const FloatSrc src{pSrc, uiSrcWidthBytes};
     const Area area = Area::of_pixels(uiWidth, uiSizeInPixels);

@@ -158,11 +158,10 @@ struct Results {
             if (gamma != 1.0f)
                 for (uint64_t x = 0; x < count; ++x)
                     if (sums[x] > 0) sums[x] = std::pow(sums[x], gamma);
-            for (uint64_t x = 0; x < end; ++x) {
-                const float value = sums[x] * full, positive = value > 0 ? value : 0;
+            const Limits<float> limits(0, full);
+            for (uint64_t x = 0; x < end; ++x)
                 block.words[k][x] =
-                    static_cast<uint32_t>(static_cast<int32_t>(positive < full ? positive : full));
-            }
+                    static_cast<uint32_t>(static_cast<int32_t>(limits(sums[x] * full)));
         }
         if (colours == nullptr) return;
         for (uint32_t k = 0; k < 3; ++k)

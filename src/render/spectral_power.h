@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "core/arithmetic.h"
 #include "render/spectral_sums.h"
 
 /// Results of 8 bits by a power. What the C library's power leads to is what counts; but it takes
@@ -29,11 +30,11 @@ class BytePower {
     /// exact() of many values; `unsure` is room for as many, and counts are whole vectors.
     void convert(const float* values, uint32_t* results, uint32_t* unsure, uint64_t count) const {
         constexpr uint64_t vector = SpectralBlock::kVector;
+        const Limits<float> limits(kLeast, 1.0f);
         for (uint64_t at = 0; at < count; at += vector) {
             uint32_t any = 0;
             for (uint64_t x = at; x < at + vector; ++x) {
-                const float value = values[x], above = value > kLeast ? value : kLeast;
-                const float estimate = times_255(above < 1.0f ? above : 1.0f);
+                const float value = values[x], estimate = times_255(limits(value));
                 const auto nearest = static_cast<float>(static_cast<int32_t>(estimate + 0.5f));
                 const float off = estimate - nearest;
                 const uint32_t is_near = off < kDoubt && off > -kDoubt ? 1 : 0;
