@@ -99,9 +99,10 @@ struct ToDonor {
     void operator()(const Planes<S, 3>& planes, uint64_t count, double* ratios) const {
         const Lights lights(signal, planes, count);
         const auto& [i1, i2, i3] = lights.values;
+        const double zero = hidden(0.0);
         for (uint64_t i = 0; i < count; ++i) {
             const double part = signal.correction(i1[i], i2[i], i3[i]);
-            const double ratio = (part > 0 ? part : 0.0) / i2[i];
+            const double ratio = (zero < part ? part : zero) / i2[i];
             ratios[i] = i2[i] > 0 ? ratio : 0.0;
         }
     }
