@@ -238,7 +238,7 @@ void draw_content(GuardedPicture& picture, Random& random) {
         }
 }
 
-using Reference = Expected(const FocusCall& call, const Content& content, uint32_t bits);
+using Reference = Expected(const FocusCall& call, const Content& content, Layout layout);
 
 /// `tested`: is every component refused that is none?
 void check(Round round, FocusKernel* kernel, Layout layout, Reference* reference, bool tested) {
@@ -267,7 +267,7 @@ void check(Round round, FocusKernel* kernel, Layout layout, Reference* reference
     call.size = size.pixels;
     call.criterium = random(0, 9) == 0 ? static_cast<Criterium>(random(2, 7))
                                        : static_cast<Criterium>(random(0, 1));
-    const Expected expected = reference(call, content_of(picture), layout.bits);
+    const Expected expected = reference(call, content_of(picture), layout);
     double value = kUntouched;
     call.result = &value;
     const int code = kernel(call);
@@ -276,28 +276,29 @@ void check(Round round, FocusKernel* kernel, Layout layout, Reference* reference
     ASSERT_EQ(kernel(call), expected.code);
 }
 
-Expected gradient_of(const FocusCall& call, const Content& content, uint32_t bits) {
-    const uint32_t mask = bits == 9 ? (1u << call.bpc) - 1 : 0xFFFF;
+Expected gradient_of(const FocusCall& call, const Content& content, Layout layout) {
+    const uint32_t mask = layout.bits == 9 ? (1u << call.bpc) - 1 : 0xFFFF;
     return gradient(content, call.component, mask, {call.step_x, call.step_y}, call.criterium);
 }
-Expected multi_scale_of(const FocusCall& call, const Content& content, uint32_t bits) {
-    return multi_scale(content, content.components == 1 ? 0 : call.component,
+/// Only where there is but one component by its name, whatever is asked for is that one.
+Expected multi_scale_of(const FocusCall& call, const Content& content, Layout layout) {
+    return multi_scale(content, layout.components == 1 ? 0 : call.component,
                        [&](uint32_t anchors, bool together) -> double {
                            if (together) return anchors * content.components * 10;
-                           return anchors * (bits == 8 ? 2560u : 655360u);
+                           return anchors * (layout.bits == 8 ? 2560u : 655360u);
                        });
 }
-Expected max_int_of(const FocusCall& call, const Content& content, uint32_t bits) {
+Expected max_int_of(const FocusCall& call, const Content& content, Layout layout) {
     return max_int(content, call.component, call.step_y,
-                   bits == 8 ? 255.0 : static_cast<double>((1u << call.bpc) - 1));
+                   layout.bits == 8 ? 255.0 : static_cast<double>((1u << call.bpc) - 1));
 }
-Expected immerkaer_of(const FocusCall& call, const Content& content, uint32_t /*bits*/) {
+Expected immerkaer_of(const FocusCall& call, const Content& content, Layout /*layout*/) {
     return immerkaer(content, call.component, call.level_low, call.level_high);
 }
-Expected immerkaer_of_component(const FocusCall& call, const Content& content, uint32_t bits) {
+Expected immerkaer_of_component(const FocusCall& call, const Content& content, Layout layout) {
     if (call.component < -1 || call.component >= static_cast<int>(content.components))
         return kRefused;
-    return immerkaer_of(call, content, bits);
+    return immerkaer_of(call, content, layout);
 }
 
 void check_float_kernel(Round round) {
@@ -380,13 +381,14 @@ void check_entry(Round round) {
     call.level_high = random(0, 3);
     call.bpc = bpc;
     call.criterium = criterium;
-    const uint32_t bits = bpc == 8 ? 8 : 16;
-    const Expected expected =
-        criterium == Api::FocusAutocorrelation ? autocorrelation(c, component, size.pixels)
-        : criterium == Api::FocusImmerkaer     ? immerkaer_of(call, c, bits)
-        : criterium == Api::FocusMultiScale    ? multi_scale_of(call, c, bits)
-        : criterium == Api::FocusMaxInt        ? max_int_of(call, c, bits)
-                                        : gradient_of(call, c, bpc > 8 && bpc < 16 ? 9 : bits);
+    const Layout layout{components, bpc == 8 ? 8u : 16u};
+    const Layout of_gradient{components, bpc > 8 && bpc < 16 ? 9 : layout.bits};
+    const Expected expected = criterium == Api::FocusAutocorrelation
+                                  ? autocorrelation(c, component, size.pixels)
+                              : criterium == Api::FocusImmerkaer  ? immerkaer_of(call, c, layout)
+                              : criterium == Api::FocusMultiScale ? multi_scale_of(call, c, layout)
+                              : criterium == Api::FocusMaxInt     ? max_int_of(call, c, layout)
+                                                              : gradient_of(call, c, of_gradient);
     double value = kUntouched;
     const int code = Api::GetFocusCriterium(&value, component, picture.data(), picture.stride(),
                                             components, bpc, call.step_x, call.step_y, 0,
@@ -836,6 +838,22 @@ TEST(MultiScaleFocus, DividesOneComponentByItsDepthAndAllTogetherNot) {
     }
     expect(focus(one_anchor<float>(1), 17, 1, criterium), QM_OK, kOne / 10);
     expect(focus(one_anchor<float>(2), 17, 2, criterium, 1), QM_OK, kNext / 10);
+}
+
+TEST(MultiScaleFocus, OfOnePerNameOrByNumberDiffersForWhatIsNoComponent) {
+    const auto bytes = one_anchor<uint8_t>(1);
+    const auto words = one_anchor<uint16_t>(1);
+    Expected one, number;
+    for (const int none : {-1, 1}) {  // one component of any number: all of them, not scaled
+        one.code = getfocus_ms_1x8(&one.value, none, bytes.data(), 17, 17, 289);
+        expect(one, QM_OK, kOne / 2560);
+        number.code = getfocus_ms_Nx8(&number.value, none, bytes.data(), 17, 1, 17, 289);
+        expect(number, QM_OK, kOne / 10);
+        one.code = getfocus_ms_1x16(&one.value, none, words.data(), 34, 17, 289);
+        expect(one, QM_OK, kOne / 655360);
+        number.code = getfocus_ms_Nx16(&number.value, none, words.data(), 34, 1, 17, 289);
+        expect(number, QM_OK, kOne / 10);
+    }
 }
 
 TEST(MultiScaleFocus, OfASmallPictureIs0AndAFailure) {
